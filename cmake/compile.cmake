@@ -1,0 +1,26 @@
+# Flags that every target of the tree is built with.
+add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+if(TRELVIK_WERROR)
+  add_compile_options(-Werror)
+endif()
+add_compile_definitions(_GNU_SOURCE)
+
+# The sanitizers' flags are kept in a variable of their own: what is preloaded into other programs must be
+# built without them.
+set(TRELVIK_SANITIZE_FLAGS)
+if(TRELVIK_SANITIZE)
+  set(TRELVIK_SANITIZE_FLAGS -fsanitize=${TRELVIK_SANITIZE} -fno-omit-frame-pointer)
+  if(TRELVIK_SANITIZE MATCHES undefined)
+    list(APPEND TRELVIK_SANITIZE_FLAGS -fno-sanitize-recover=undefined)
+  endif()
+  add_compile_options(${TRELVIK_SANITIZE_FLAGS})
+  add_link_options(${TRELVIK_SANITIZE_FLAGS})
+endif()
+if(TRELVIK_HARDEN)
+  add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -fstack-protector-strong)
+  add_link_options(-Wl,-z,relro,-z,now)
+endif()
+if(TRELVIK_COVERAGE)
+  add_compile_options(--coverage)
+  add_link_options(--coverage)
+endif()

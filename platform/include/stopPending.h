@@ -1,0 +1,15 @@
+// Whether this process has been told to stop. Any thread may call; both functions are async-signal-safe.
+//
+// The stop signals (SIGTERM, SIGQUIT, SIGINT) are blocked except while the main thread waits, so whatever
+// else may wait long asks here in short steps and gives up.
+#pragma once
+
+namespace otn {
+
+/// True once setStopping(true) was called, or while a stop signal is pending.
+bool stopPending();
+
+/// Called by the signal handler, because a delivered signal is pending no longer.
+void setStopping(bool stopping);
+
+}  // namespace otn
