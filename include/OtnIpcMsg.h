@@ -233,8 +233,8 @@ struct Redundancy {
 struct VlanMapping {
   static constexpr size_t maxDataVlans = 1728;  ///< up to the end of the record
 
-  uint32_t key;  ///< 4
-  uint32_t vpn;  ///< 8
+  uint32_t key;           ///< 4
+  uint32_t vpn;           ///< 8
   int32_t firstDataVlan;  ///< 12: the data VLANs follow each other from here
 };
 
@@ -273,11 +273,12 @@ inline constexpr std::string_view noError = "No Error\r\n";
 }  // namespace ops
 
 struct OtnIpcMsg {
-  uint32_t msgType;      ///< 0: OtnIpcMsgType; any value may arrive
-  ops::Payload payload;  ///< 4
+  uint32_t msgType;       ///< 0: OtnIpcMsgType; any value may arrive
+  ops::Payload payload;   ///< 4
   char errorString[500];  ///< 6412: in an answer OPS's error text; in CPU_THRESHOLD the thread's name
-  uint8_t errorValue[4];  ///< 6912: in an answer four values; in CPU_THRESHOLD the pid, most significant first
-  uint8_t status;         ///< 6916: in an answer 0 = OSIX_SUCCESS, other = OSIX_FAILURE
+  uint8_t
+      errorValue[4];  ///< 6912: in an answer four values; in CPU_THRESHOLD the pid, most significant first
+  uint8_t status;     ///< 6916: in an answer 0 = OSIX_SUCCESS, other = OSIX_FAILURE
   uint8_t reserved1[3];
   uint8_t isResponse;  ///< 6920: 1 = 6412..6916 are filled
   uint8_t reserved2[3];

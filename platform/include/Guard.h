@@ -5,7 +5,7 @@
 
 class Guard {
  public:
-  explicit Guard(pthread_mutex_t* mutex) : m_mutex(mutex) { pthread_mutex_lock(m_mutex); }
+  explicit Guard(pthread_mutex_t* lock) : m_mutex(lock) { pthread_mutex_lock(m_mutex); }
   ~Guard() { pthread_mutex_unlock(m_mutex); }
   Guard(const Guard&) = delete;
   Guard& operator=(const Guard&) = delete;

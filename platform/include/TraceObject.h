@@ -14,7 +14,9 @@ namespace trace {
 enum Level : int { CRITICAL = 2, ERROR, WARNING, NOTICE, INFO, DEBUG1, DEBUG2, DEBUG3 };
 
 /// All three debug levels share syslog's one debug priority.
-constexpr int priority(Level level) { return level < LOG_DEBUG ? static_cast<int>(level) : LOG_DEBUG; }
+constexpr int priority(Level level) {
+  return level < LOG_DEBUG ? static_cast<int>(level) : LOG_DEBUG;
+}
 
 }  // namespace trace
 
@@ -52,9 +54,9 @@ inline bool admits(const TraceObject* object, Level level) {
 
 /// Writes one line when `object` admits LEVEL, and evaluates no argument otherwise. The source, line and
 /// function shown are given, because several are fixed whatever file the code stands in.
-#define TRACE_TO(object, LEVEL, source, line, function, format, ...)                                       \
-  do {                                                                                                     \
-    if (::trace::admits(object, ::trace::LEVEL))                                                           \
-      ::syslog(::trace::priority(::trace::LEVEL), "[" #LEVEL "] %s:%d (%s) - " format, source, line,       \
-               function __VA_OPT__(, ) __VA_ARGS__);                                                       \
+#define TRACE_TO(object, LEVEL, source, line, function, format, ...)                                 \
+  do {                                                                                               \
+    if (::trace::admits(object, ::trace::LEVEL))                                                     \
+      ::syslog(::trace::priority(::trace::LEVEL), "[" #LEVEL "] %s:%d (%s) - " format, source, line, \
+               function __VA_OPT__(, ) __VA_ARGS__);                                                 \
   } while (false)
