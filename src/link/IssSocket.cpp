@@ -1,0 +1,153 @@
+#include "link/IssSocket.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <pthread.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "link/running.h"
+#include "trace.h"
+
+IssSocket opsSocket;
+
+namespace {
+
+constexpr uint16_t opsPort = 8000;
+/// How long a wait for the peer goes on before it looks whether the process is to stop, ms.
+constexpr int stopCheckInterval = 100;
+
+/// Waits until the descriptor has one of the events; errno is EINTR when a stop broke the wait off.
+bool waitUnlessStopping(int fd, short events, short& happened) {
+  for (;;) {
+    pollfd wanted{fd, events, 0};
+    const int ready = poll(&wanted, 1, stopCheckInterval);
+    if (ready > 0) {
+      happened = wanted.revents;
+      return true;
+    }
+    if (ready < 0 && errno != EINTR) return false;
+    if (stopRequested()) {
+      errno = EINTR;
+      return false;
+    }
+  }
+}
+
+/// connect(), but a peer that does not answer cannot keep the caller when the process is to stop.
+int connectUnlessStopping(int fd, const sockaddr_in& addr) {
+  const int flags = fcntl(fd, F_GETFL);
+  fcntl(fd, F_SETFL, flags | O_NONBLOCK);
+  if (connect(fd, reinterpret_cast<const sockaddr*>(&addr), sizeof addr) != 0) {
+    if (errno != EINPROGRESS) return -1;
+    short happened = 0;
+    if (!waitUnlessStopping(fd, POLLOUT, happened)) return -1;
+    int error = 0;
+    socklen_t size = sizeof error;
+    if (getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &size) != 0) return -1;
+    if (error != 0) {
+      errno = error;
+      return -1;
+    }
+  }
+  fcntl(fd, F_SETFL, flags);
+  return 0;
+}
+
+/// Opens SIGPIPE for the calling thread while it sends: everywhere else the signal is blocked, because its
+/// handler logs and must not interrupt a log statement.
+class SigPipeOpen {
+ public:
+  SigPipeOpen() {
+    sigset_t pipe;
+    sigemptyset(&pipe);
+    sigaddset(&pipe, SIGPIPE);
+    pthread_sigmask(SIG_UNBLOCK, &pipe, &m_before);
+  }
+  ~SigPipeOpen() {
+    const int error = errno;
+    pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
+    errno = error;
+  }
+  SigPipeOpen(const SigPipeOpen&) = delete;
+  SigPipeOpen& operator=(const SigPipeOpen&) = delete;
+
+ private:
+  sigset_t m_before;
+};
+
+ssize_t sendUnlessStopping(int fd, const char* bytes, size_t length) {
+  const SigPipeOpen open;
+  size_t sent = 0;
+  while (sent < length) {
+    const ssize_t n = send(fd, bytes + sent, length - sent, MSG_DONTWAIT);
+    if (n >= 0) {
+      sent += static_cast<size_t>(n);
+      continue;
+    }
+    if (errno == EINTR) continue;
+    if (errno != EAGAIN) return -1;
+    short happened = 0;
+    if (!waitUnlessStopping(fd, POLLOUT | POLLRDHUP, happened)) return -1;
+    // A peer that has gone away and does not read would hold the sender, and with it the ring, for ever.
+    if ((happened & POLLRDHUP) != 0 && (happened & POLLOUT) == 0) {
+      errno = EPIPE;
+      return -1;
+    }
+  }
+  return static_cast<ssize_t>(sent);
+}
+
+}  // namespace
+
+int IssSocket::StartTcpClient() {
+  fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  const int error = errno;
+  const int debug = 1;
+  setsockopt(fd, SOL_SOCKET, SO_DEBUG, &debug, sizeof debug);
+  if (fd < 0) {
+    TRACE(WARNING, "IssSocket", 40, "StartTcpClient", "Opening OPS socket() failed (%d): %s\n", error,
+          strerror(error));
+    return 1;
+  }
+  addr.sin_family = AF_INET;
+  addr.sin_port = htons(opsPort);
+  addr.sin_addr.s_addr = inet_addr("127.0.0.1");
+  if (connectUnlessStopping(fd, addr) == 0) return 0;
+  const int refused = errno;
+  ::close(fd);
+  TRACE(WARNING, "IssSocket", 49, "StartTcpClient", "OPS socket connection failed (%d): %s\n", refused,
+        strerror(refused));
+  return 1;
+}
+
+int IssSocket::getFd(int& descriptor) const {
+  descriptor = fd;
+  return 0;
+}
+
+ssize_t IssSocket::sentPacket(const void* buffer, size_t length) {
+  const ssize_t result = sendUnlessStopping(fd, static_cast<const char*>(buffer), length);
+  if (result == -1)
+    TRACE(ERROR, "IssSocket", 81, "sentPacket", "Failed to send msg to ISS: %s", strerror(errno));
+  return result;
+}
+
+ssize_t IssSocket::getPacket(void* buffer, size_t length) {
+  const ssize_t result = read(fd, buffer, length);
+  if (result == -1)
+    TRACE(ERROR, "IssSocket", 92, "getPacket", "Failed to receive msg from ISS: %s", strerror(errno));
+  return result;
+}
+
+int IssSocket::close() {
+  if (shutdown(fd, SHUT_RDWR) != 0) perror("shutdown failed");
+  if (::close(fd) != 0) perror("close failed");
+  return 0;
+}

@@ -1,0 +1,42 @@
+#include "link/MsgArray.h"
+
+MsgArrayEntry MsgArray[MsgArraySize];
+Relaxed<int32_t> readpointer;
+Relaxed<int32_t> writepointer;
+Relaxed<int32_t> IssProcessing;
+Relaxed<int32_t> issReady;
+bool answerOutstanding;
+pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
+pthread_cond_t cond = PTHREAD_COND_INITIALIZER;
+pthread_cond_t cond2 = PTHREAD_COND_INITIALIZER;
+
+void resetRing() {
+  readpointer = 0;
+  writepointer = 0;
+  IssProcessing = 0;
+  issReady = 0;
+  answerOutstanding = false;
+}
+
+MsgArrayEntry& copyToSlot(const OtnIpcMsg& message) {
+  MsgArrayEntry& slot = MsgArray[writepointer];
+  slot.msg = message;
+  slot.portParamsService = nullptr;
+  slot.syncEService = nullptr;
+  slot.issMgrService = nullptr;
+  slot.countersService = nullptr;
+  slot.smartSfpService = nullptr;
+  slot.redundancyService = nullptr;
+  slot.reply = nullptr;
+  return slot;
+}
+
+void advanceWritePointer() {
+  writepointer = nextIndex(writepointer);
+}
+
+void consumeSlot() {
+  MsgArray[readpointer].source = MsgSource::None;
+  readpointer = nextIndex(readpointer);
+  answerOutstanding = false;
+}

@@ -1,0 +1,127 @@
+// The outbound message ring: 20 slots, through which every message to OPS passes.
+//
+// Producers (service workers, and the main thread for debug requests) fill slots at writepointer; the sender
+// thread sends the slot at readpointer; the main thread consumes it when OPS has answered. The one lock is
+// `mutex`. It guards the slots, changes of both pointers, IssProcessing, issReady, the MSTP store and the
+// tunnel table. The pointers may be read without it, for logs only.
+#pragma once
+
+#include <pthread.h>
+
+#include <cstdint>
+#include <string>
+
+#include "OtnIpcMsg.h"
+#include "link/Relaxed.h"
+
+class OBstubReply;
+class SrvGetIssParams;
+class SrvIss;
+class SrvIssMgr;
+class SrvRedundancy;
+class SrvSmartSfp;
+class SrvSyncE;
+
+/// Who is to receive OPS's answer.
+enum class MsgSource : int32_t {
+  None = 0,  ///< consumed or never filled: an answer is not routed
+  PortParams = 1,
+  Debug = 2,
+  SyncE = 3,
+  IssMgr = 4,
+  SmartSfp = 5,
+  Redundancy = 6,
+};
+
+/// The request's arguments, handed back in its bus reply. Each service fills what its reply needs.
+struct SavedArguments {
+  uint32_t action;
+  uint32_t ifType;
+  uint32_t portNr;  ///< front port, from 1; the WAN port of an ISS manager rule
+  uint32_t ifSpeed;
+  uint32_t bConfigure;
+  uint32_t acVlan;
+  uint32_t extra1;
+  uint32_t extra2;
+  uint32_t enableFilter;
+  uint32_t slot;
+  uint32_t enableClk;
+  uint32_t clksrc;
+  uint32_t phymode;
+  uint32_t sendPdu;
+  uint32_t pduWord1;
+  uint32_t pduWord2;
+  uint32_t pduWord3;
+  uint32_t vlan;
+  uint32_t ruleType;
+  uint32_t L2Pbmp;
+  uint32_t MplsPbmp;
+  int32_t flushAct;
+  uint32_t vpn;
+  uint32_t vp;
+  uint32_t mplsLbl;
+  uint32_t pwLbl;
+  uint32_t sendOutPDU;
+  uint32_t pbmp;
+  uint32_t size;
+  std::string dataVfis;
+};
+
+struct MsgArrayEntry {
+  OtnIpcMsg msg;
+  SrvIss* portParamsService;
+  SrvSyncE* syncEService;
+  SrvIssMgr* issMgrService;
+  SrvGetIssParams* countersService;
+  SrvSmartSfp* smartSfpService;
+  SrvRedundancy* redundancyService;
+  OBstubReply* reply;  ///< shared by the slots of one request, consumed with the last
+  SavedArguments arguments;
+  int32_t msgNo;     ///< place within the request, from 1
+  int32_t msgCount;  ///< messages the request was split into
+  MsgSource source;
+  int32_t redundancyState;
+};
+
+inline constexpr int32_t MsgArraySize = 20;
+
+extern MsgArrayEntry MsgArray[MsgArraySize];
+extern Relaxed<int32_t> readpointer;
+extern Relaxed<int32_t> writepointer;
+extern Relaxed<int32_t> IssProcessing;  ///< 1 while a sent message awaits its answer
+extern Relaxed<int32_t> issReady;       ///< non-zero once ISS has finished starting
+/// True from a message's sending until its answer is routed, whatever else OPS sends meanwhile.
+extern bool answerOutstanding;
+extern pthread_mutex_t mutex;
+extern pthread_cond_t cond;   ///< a message may be ready to send; the sender waits on it
+extern pthread_cond_t cond2;  ///< OPS has answered; the sender waits on it
+
+/// How a batch of messages meets the ring.
+enum class Admission {
+  Fits,
+  NoRoomBehindReader,  ///< the writer has wrapped behind the reader
+  NoRoomAheadOfReader,
+};
+
+/// The ring rule for a batch of n messages, admitted as a whole or not at all. Asymmetric on purpose: 18
+/// messages fit ahead of the reader, 19 behind it.
+constexpr Admission admit(int32_t write, int32_t read, int32_t n) {
+  if (write < read) return write + n < read ? Admission::Fits : Admission::NoRoomBehindReader;
+  if (write > read) return write + n <= read + 18 ? Admission::Fits : Admission::NoRoomAheadOfReader;
+  return Admission::Fits;
+}
+
+constexpr int32_t nextIndex(int32_t index) {
+  return index + 1 == MsgArraySize ? 0 : index + 1;
+}
+
+/// Empties the ring; before any thread runs.
+void resetRing();
+
+/// Copies the message into the slot at writepointer and returns the slot, free of what an earlier request
+/// left there but its message number. With `mutex` held and room admitted.
+MsgArrayEntry& copyToSlot(const OtnIpcMsg& message);
+void advanceWritePointer();
+
+/// Marks the slot at readpointer consumed and advances readpointer. With `mutex` held.
+void consumeSlot();

@@ -1,0 +1,51 @@
+#include "link/SrvDbg.h"
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstring>
+
+#include "trace.h"
+
+namespace {
+
+constexpr char serverPath[] = "/tmp/socket-server";
+constexpr char clientPath[] = "/tmp/socket-client";
+
+template <size_t N>
+void setPath(sockaddr_un& address, const char (&path)[N]) {
+  static_assert(N <= sizeof address.sun_path);
+  address.sun_family = AF_UNIX;
+  memcpy(address.sun_path, path, N);
+}
+
+}  // namespace
+
+SrvDbg::~SrvDbg() {
+  if (fd >= 0) close(fd);
+}
+
+int SrvDbg::StartUdpServer() {
+  fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+  if (fd < 0) {
+    TRACE(WARNING, "SrvDbg", 33, "StartUdpServer", "opening debug socket() failed\n");
+    return 1;
+  }
+  setPath(serverAddr, serverPath);
+  setPath(clientAddr, clientPath);
+  unlink(serverPath);
+  if (bind(fd, reinterpret_cast<const sockaddr*>(&serverAddr), sizeof serverAddr) != 0) {
+    TRACE(WARNING, "SrvDbg", 43, "StartUdpServer", "Debug socket binding failed\n");
+    return 1;
+  }
+  TRACE(INFO, "SrvDbg", 50, "StartUdpServer", "Debug socket up [fd=%d]\n", fd);
+  return 0;
+}
+
+ssize_t SrvDbg::recvRequest(void* buffer, size_t length) {
+  return recvfrom(fd, buffer, length, 0, nullptr, nullptr);
+}
+
+ssize_t SrvDbg::sendReply(const void* buffer, size_t length) {
+  return sendto(fd, buffer, length, 0, reinterpret_cast<const sockaddr*>(&clientAddr), sizeof clientAddr);
+}

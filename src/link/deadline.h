@@ -1,0 +1,16 @@
+// Deadlines on the monotonic clock, for timed waits. Any thread.
+#pragma once
+
+#include <ctime>
+
+inline timespec monotonicIn(long milliseconds) {
+  timespec when{};
+  clock_gettime(CLOCK_MONOTONIC, &when);
+  when.tv_sec += milliseconds / 1000;
+  when.tv_nsec += milliseconds % 1000 * 1000000;
+  if (when.tv_nsec >= 1000000000) {
+    when.tv_nsec -= 1000000000;
+    ++when.tv_sec;
+  }
+  return when;
+}

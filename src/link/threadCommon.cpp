@@ -1,0 +1,19 @@
+#include "link/threadCommon.h"
+
+#include <cstring>
+
+#include "trace.h"
+
+bool init_pthread_attr(pthread_attr_t* attr) {
+  if (const int error = pthread_attr_init(attr); error != 0) {
+    TRACE(ERROR, "threadCommon", 21, "init_pthread_attr", "Failed to initialize pthread_attr_t: %s",
+          strerror(error));
+    return false;
+  }
+  if (const int error = pthread_attr_setstacksize(attr, workerStackSize); error != 0) {
+    TRACE(ERROR, "threadCommon", 28, "init_pthread_attr", "Failed to set stack size for thread to %zd: %s",
+          static_cast<ssize_t>(workerStackSize), strerror(error));
+    return false;
+  }
+  return true;
+}
