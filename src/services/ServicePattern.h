@@ -1,0 +1,85 @@
+// How every request-handling service works, once.
+//
+// A handler on the bus thread copies its call into a request on the heap, starts a detached worker for it
+// and returns. The worker takes the ring's mutex, builds the request's OPS messages, and queues them all or
+// none. The reply is given by the router after OPS's last answer, or by the worker at once. A new service
+// is one interface description, one class and its record builders: docs/adding-a-service.md.
+#pragma once
+
+#include <pthread.h>
+
+#include <memory>
+#include <span>
+#include <utility>
+
+#include "OBstubReply.h"
+#include "link/MsgArray.h"
+#include "link/threadCommon.h"
+
+/// The one owner of a reply handle. Whoever answers, or passes the handle on, takes it; a request that ends
+/// with its handle still here is one that gets no answer, and the handle is released.
+class ReplyOwner {
+ public:
+  explicit ReplyOwner(OBstubReply* reply) : m_reply(reply) {}
+  ~ReplyOwner() { OBstubReply::release(m_reply); }
+  ReplyOwner(const ReplyOwner&) = delete;
+  ReplyOwner& operator=(const ReplyOwner&) = delete;
+
+  OBstubReply* take() { return std::exchange(m_reply, nullptr); }
+
+ private:
+  OBstubReply* m_reply;
+};
+
+/// Workers that have started and not ended. Any thread.
+void workerStarts();
+void workerEnds();
+/// True once no worker runs; false when some still do after `milliseconds`.
+bool waitForWorkers(int milliseconds);
+
+/// Runs `run(Request*)` for the request, which it owns from now on, on a counted, detached thread. Returns 0
+/// or the system's error number; the request is then deleted, and its caller gets no reply.
+template <auto run, class Request>
+int startWorker(std::unique_ptr<Request> request) {
+  pthread_attr_t attr;
+  const bool attributes = init_pthread_attr(&attr);
+  workerStarts();
+  pthread_t thread;
+  const auto entry = [](void* argument) -> void* {
+    run(static_cast<Request*>(argument));
+    workerEnds();
+    return nullptr;
+  };
+  const int error = pthread_create(&thread, attributes ? &attr : nullptr, entry, request.get());
+  if (error == 0) {
+    static_cast<void>(request.release());
+    pthread_detach(thread);
+  } else {
+    workerEnds();
+  }
+  if (attributes) pthread_attr_destroy(&attr);
+  return error;
+}
+
+/// Whether the ring has room for n messages now; with `mutex` held.
+inline Admission admitBatch(int32_t n) {
+  return admit(writepointer, readpointer, n);
+}
+
+/// Queues a request's messages; with `mutex` held and the batch admitted. `logSlot(index)` writes the
+/// service's line for each slot, `fillSlot(slot)` stores the service and its saved arguments.
+template <class LogSlot, class FillSlot>
+void queueBatch(std::span<const OtnIpcMsg> messages, MsgSource source, OBstubReply* reply, LogSlot logSlot,
+                FillSlot fillSlot) {
+  int32_t msgNo = 0;
+  for (const OtnIpcMsg& message : messages) {
+    logSlot(static_cast<int>(writepointer));
+    MsgArrayEntry& slot = copyToSlot(message);
+    slot.reply = reply;
+    slot.msgNo = ++msgNo;
+    slot.msgCount = static_cast<int32_t>(messages.size());
+    slot.source = source;
+    fillSlot(slot);
+    advanceWritePointer();
+  }
+}

@@ -1,0 +1,74 @@
+#include "services/SrvRedundancy.h"
+
+#include <cstring>
+
+#include "Guard.h"
+#include "trace.h"
+
+namespace {
+
+constexpr const char* worker = "run_iss_redundancy_thread";
+constexpr const char* workerSource = "SrvRedundancy.cpp";
+
+}  // namespace
+
+RedundancyStatusQuery::RedundancyStatusQuery(OBredundantInfo_1_0_S& stub) {
+  if (!stub.query_getRedundantState(state)) state = RedundancyStateUnknown;
+}
+
+SrvRedundancy::~SrvRedundancy() {
+  delete m_pStub;
+}
+
+void SrvRedundancy::register_interface(OBcomponent* component) {
+  m_pStub = new OBredundantInfo_1_0_S(this, component);
+  m_pStub->register_signal("redundant_state_signal");
+  TRACE(INFO, "SrvRedundancy", __LINE__, "register_interface",
+        "ask current status to redundancy mgr because we never obtained updates before we started");
+  const RedundancyStatusQuery query(*m_pStub);
+  m_redundancyState = query.state;
+  if (query.state <= RedundancyStateLast) setRedundantState(query.state);
+}
+
+void SrvRedundancy::setRedundantState(int32_t state) {
+  TRACE(INFO, "SrvRedundancy", __LINE__, "setRedundantState", "setRedundantState: redundancyState=%s\n",
+        redundancyStateName(state));
+  std::unique_ptr<RedundancyRequest> request(new RedundancyRequest{this, ReplyOwner(nullptr), state});
+  m_redundancyState = state;
+  if (const int error = startWorker<run_iss_redundancy_thread>(std::move(request)); error != 0)
+    TRACE(ERROR, "SrvRedundancy", __LINE__, "setRedundantState", "Failed to create thread: %s",
+          strerror(error));
+}
+
+OtnIpcMsg redundancyMessage(int32_t state) {
+  OtnIpcMsg msg{};
+  msg.msgType = REDUNDANCY_STATE;
+  msg.payload.redundancy.state = state;
+  return msg;
+}
+
+void run_iss_redundancy_thread(RedundancyRequest* argument) {
+  const std::unique_ptr<RedundancyRequest> request(argument);
+  {
+    const Guard guard(&mutex);
+    TRACE(DEBUG2, workerSource, __LINE__, worker, "Processing setRedundantState with state = %s\n",
+          redundancyStateName(request->state));
+    const OtnIpcMsg msg = redundancyMessage(request->state);
+    TRACE(DEBUG3, workerSource, __LINE__, worker, "mutex lock");
+    if (admitBatch(1) != Admission::Fits) {
+      TRACE(ERROR, workerSource, __LINE__, worker, "Buffer overflow, message lost!\n");
+      return;
+    }
+    queueBatch(
+        {&msg, 1}, MsgSource::Redundancy, nullptr,
+        [](int index) { TRACE(DEBUG3, workerSource, __LINE__, worker, "message writepoiter %d\n", index); },
+        [&request](MsgArrayEntry& slot) {
+          slot.redundancyService = request->service;
+          slot.redundancyState = request->state;
+        });
+    TRACE(DEBUG3, workerSource, __LINE__, worker, "send signal for sending message");
+    pthread_cond_signal(&cond);
+    TRACE(DEBUG3, workerSource, __LINE__, worker, "mutex unlock");
+  }
+  TRACE(DEBUG2, workerSource, __LINE__, worker, "run_iss_redundancy_thread stopped");
+}

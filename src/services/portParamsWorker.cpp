@@ -1,0 +1,135 @@
+#include <cstdio>
+#include <string>
+
+#include "Guard.h"
+#include "services/PortMessages.h"
+#include "services/PortScript.h"
+#include "services/SrvIss.h"
+#include "services/boardMac.h"
+#include "trace.h"
+
+namespace {
+
+constexpr const char* worker = "run_iss_script_thread";
+
+PortMappingInput mappingOf(const SetPortParamsRequest& request) {
+  return {request.portNr, request.pwVlan, request.acVlan, request.bNoAcPort, macAddr};
+}
+
+/// The ids of the port's tunnel; zeros for a port that has none.
+DcnTunnelEntry tunnelIds(uint32_t portNr) {
+  const DcnTunnelEntry* tunnel = dcnTunnelOfPort(portNr);
+  return tunnel != nullptr ? *tunnel : DcnTunnelEntry{};
+}
+
+void replyNow(SetPortParamsRequest& request) {
+  OBstubReply* reply = request.reply.take();
+  if (request.service->stub() == nullptr) {
+    OBstubReply::release(reply);
+    return;
+  }
+  request.service->stub()->setPortParams_reply(reply, request.action, request.ifType, request.portNr,
+                                               request.ifSpeed, request.bConfigure, request.acVlan,
+                                               request.extra1, request.extra2);
+}
+
+void fillSlot(MsgArrayEntry& slot, const SetPortParamsRequest& request) {
+  slot.portParamsService = request.service;
+  SavedArguments& saved = slot.arguments;
+  saved.action = request.action;
+  saved.ifType = request.ifType;
+  saved.portNr = request.portNr;
+  saved.ifSpeed = request.ifSpeed;
+  saved.bConfigure = request.bConfigure ? 1 : 0;
+  saved.acVlan = request.acVlan;
+  saved.extra1 = request.extra1;
+  saved.extra2 = request.extra2;
+}
+
+}  // namespace
+
+void SrvIss::CreateOPSFile(OtnIpcMsg* msg, PortAction action, const SetPortParamsRequest* request) {
+  *msg = {};
+  char inputFile[48];
+  snprintf(inputFile, sizeof inputFile, "/tmp/SetVlanPort%d_%d", static_cast<int>(request->portNr),
+           static_cast<int>(writepointer));
+  FILE* file = fopen(inputFile, "we");
+  if (file == nullptr) {
+    // The zero message is queued all the same: OPS's answer to it shows the failure.
+    TRACE(ERROR, "SrvIss", __LINE__, "CreateOPSFile", "Unable to create OPS file!!\n");
+    return;
+  }
+  const PortScriptInput input{request->portNr, request->pwVlan, request->acVlan, request->bNoAcPort};
+  const std::string script = action == PortAction::SetUp ? setUpScript(input) : releaseScript(input);
+  fwrite(script.data(), 1, script.size(), file);
+  fclose(file);
+  *msg = scriptMessage(inputFile);
+}
+
+void buildPortMessages(const SetPortParamsRequest& request, PortMessageBatch& batch) {
+  batch.count = 0;
+  switch (static_cast<PortAction>(request.action)) {
+    case PortAction::SetUp:
+      if (!request.bConfigure) break;
+      SrvIss::CreateOPSFile(&batch.messages[0], PortAction::SetUp, &request);
+      batch.messages[1] = mapMessage(mappingOf(request));
+      batch.count = 2;
+      break;
+    case PortAction::Release: {
+      if (!request.bConfigure) break;
+      const DcnTunnelEntry ids = tunnelIds(request.portNr);
+      batch.messages[0] = unmapMessage(mappingOf(request), ids);
+      TRACE(NOTICE, "SrvIss", __LINE__, worker,
+            "ReleasePort: portNr=%d, tunnelId=%d, pwId=%d, vpnId=%d, acId=%d",
+            static_cast<int>(request.portNr), static_cast<int>(ids.tunnelId), static_cast<int>(ids.pwId),
+            static_cast<int>(ids.vpnId), static_cast<int>(ids.tunnelIndex));
+      SrvIss::CreateOPSFile(&batch.messages[1], PortAction::Release, &request);
+      batch.count = 2;
+      break;
+    }
+    case PortAction::Probe:
+    case PortAction::Detach:
+      batch.messages[0] = interfaceMessage(request.portNr, request.ifSpeed, request.ifType,
+                                           static_cast<PortAction>(request.action) == PortAction::Probe
+                                               ? ops::IfcInsertDelete::insert
+                                               : ops::IfcInsertDelete::remove);
+      batch.count = 1;
+      break;
+    case PortAction::Acknowledge:
+      break;
+  }
+}
+
+void run_iss_script_thread(SetPortParamsRequest* argument) {
+  const std::unique_ptr<SetPortParamsRequest> request(argument);
+  {
+    const Guard guard(&mutex);
+    TRACE(DEBUG2, "SrvIss", __LINE__, worker, "Processing Setportparam message!");
+
+    if (request->action < static_cast<uint32_t>(PortAction::SetUp) ||
+        request->action > static_cast<uint32_t>(PortAction::Acknowledge)) {
+      TRACE(WARNING, "SrvIss", __LINE__, worker, "Unknown action request in message");
+      replyNow(*request);
+      return;
+    }
+    PortMessageBatch batch{};
+    buildPortMessages(*request, batch);
+    if (batch.count == 0) replyNow(*request);
+    TRACE(DEBUG3, "SrvIss", __LINE__, worker, "mutex lock\n");
+
+    if (admitBatch(batch.count) != Admission::Fits) {
+      TRACE(ERROR, "SrvIss", __LINE__, worker, "Buffer overflow, message lost!\n");
+      replyNow(*request);
+      return;
+    }
+    TRACE(DEBUG3, "SrvIss", __LINE__, worker, "SetPortParam split up in %d messages to OPS\n", batch.count);
+    queueBatch(
+        {batch.messages, static_cast<size_t>(batch.count)}, MsgSource::PortParams, request->reply.take(),
+        [](int index) { TRACE(DEBUG3, "SrvIss", __LINE__, worker, "message writepointer %d\n", index); },
+        [&request](MsgArrayEntry& slot) { fillSlot(slot, *request); });
+    TRACE(DEBUG3, "SrvIss", __LINE__, worker, "send signal for sending message");
+    pthread_cond_signal(&cond);
+    TRACE(DEBUG3, "SrvIss", __LINE__, worker, "mutex unlock");
+  }
+  TRACE(DEBUG2, "SrvIss", __LINE__, worker, "stopped");
+}
