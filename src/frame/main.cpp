@@ -1,0 +1,133 @@
+// The daemon's process: start-up, the receive loop, shutdown.
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+
+#include "boardUtils.h"
+#include "frame/ReceiveLoop.h"
+#include "frame/otnThread.h"
+#include "frame/signals.h"
+#include "link/CriticalActivity.h"
+#include "link/MsgArray.h"
+#include "link/SrvDbg.h"
+#include "link/deadline.h"
+#include "link/issComm.h"
+#include "link/threadCommon.h"
+#include "services/ServicePattern.h"
+#include "services/boardMac.h"
+#include "trace.h"
+
+#define LOG_HERE(LEVEL, line, format, ...) \
+  TRACE(LEVEL, "main", line, "main", format __VA_OPT__(, ) __VA_ARGS__)
+
+namespace {
+
+constexpr int startTraceLevel = 6;
+constexpr int failed = -1;
+constexpr long wakeInterval = 20;  ///< ms between two wake-ups of a thread that is to stop
+
+bool parseOptions(int argc, char* argv[]) {
+  bool noAcPort = false;
+  opterr = 0;
+  for (int option = 0; (option = getopt(argc, argv, "p")) != -1;) {
+    if (option == 'p')
+      noAcPort = true;
+    else
+      LOG_HERE(ERROR, 139, "Unknown option %c", optopt);
+  }
+  return noAcPort;
+}
+
+/// The sender tests `running` and then waits: a signal in between is lost, so it is repeated.
+void joinWaking(pthread_t thread) {
+  for (;;) {
+    pthread_cond_signal(&cond);
+    pthread_cond_signal(&cond2);
+    const timespec deadline = monotonicIn(wakeInterval);
+    if (pthread_clockjoin_np(thread, nullptr, CLOCK_MONOTONIC, &deadline) == 0) return;
+  }
+}
+
+struct Threads {
+  pthread_t bus;
+  pthread_t sender;
+};
+
+bool startThreads(Threads& threads, bool& noAcPort) {
+  LOG_HERE(DEBUG3, 176, "starting threads");
+  pthread_attr_t attr;
+  init_pthread_attr(&attr);
+  int error = pthread_create(&threads.bus, &attr, start_otn_comm, &noAcPort);
+  if (error != 0) {
+    LOG_HERE(ERROR, 181, "Failed to start OTN bus thread: %s", strerror(error));
+    return false;
+  }
+  if (!waitForOtnThread()) {
+    LOG_HERE(ERROR, 187, "Failed to start OTN bus thread");
+    return false;
+  }
+  error = pthread_create(&threads.sender, &attr, iss_comm, nullptr);
+  if (error != 0) {
+    LOG_HERE(ERROR, 194, "Failed to start ISS comm thread: %s", strerror(error));
+    return false;
+  }
+  pthread_attr_destroy(&attr);
+  return true;
+}
+
+void joinThreads(const Threads& threads) {
+  pthread_cond_signal(&cond);
+  pthread_cond_signal(&cond2);
+  LOG_HERE(DEBUG1, 643, "Waiting for otnbus_thread to stop");
+  joinWaking(threads.bus);
+  LOG_HERE(DEBUG1, 645, "otnbus_thread stopped; waiting for isscom_thread to stop");
+  joinWaking(threads.sender);
+  LOG_HERE(DEBUG1, 647, "isscom_thread stopped");
+}
+
+/// Ends the process without taking from threads that still run what they use.
+[[noreturn]] void leave(int status) {
+  _exit(status & 0xFF);
+}
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+  blockSignals();
+  const boardUtils board;
+  SrvDbg debugSocket;
+  CriticalActivity mainActivity;
+  CriticalActivity opsActivity;
+
+  if (g_traceObject == nullptr) g_traceObject = new TraceObject("Trelvik", startTraceLevel);
+  bool noAcPort = parseOptions(argc, argv);
+  readMacAddress(getenv("ethaddr_first"));
+  resetRing();
+
+  Threads threads{};
+  if (!startThreads(threads, noAcPort)) leave(failed);
+  installSignalHandlers();
+
+  LOG_HERE(DEBUG1, 210, "Registering to watchdog");
+  if (!mainActivity.registered()) mainActivity.start("main");
+  if (mainActivity.registered()) mainActivity.setTimeout(criticalActivityTimeout);
+  LOG_HERE(DEBUG3, 218, " Setting up Debug socket");
+  debugSocket.StartUdpServer();
+  ReceiveLoop(mainActivity, opsActivity, debugSocket, board).run();
+
+  joinThreads(threads);
+  const bool workersEnded = waitForWorkers(0);
+  if (workersEnded) {
+    pthread_mutex_destroy(&mutex);
+    pthread_cond_destroy(&cond);
+    pthread_cond_destroy(&cond2);
+  }
+  opsActivity.stop();
+  mainActivity.stop();
+  LOG_HERE(INFO, 658, "Finished");
+  if (!workersEnded) leave(EXIT_SUCCESS);
+  delete g_traceObject;
+  g_traceObject = nullptr;
+  return EXIT_SUCCESS;
+}

@@ -1,0 +1,149 @@
+#include "frame/opsMessage.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "Guard.h"
+#include "executeCommand.h"
+#include "frame/deletePersistentIssConfig.h"
+#include "frame/routeAnswer.h"
+#include "link/CriticalActivity.h"
+#include "link/IssSocket.h"
+#include "link/MsgArray.h"
+#include "message/MsgHandle.h"
+#include "services/SrvIss.h"
+#include "trace.h"
+
+#define LOG_HERE(LEVEL, line, format, ...) \
+  TRACE(LEVEL, "main", line, "main", format __VA_OPT__(, ) __VA_ARGS__)
+
+namespace {
+
+constexpr const char* commitMarker = "/persistency/iss/default_conf.commit";
+constexpr const char* openPorts = "/bin/sh -c /etc/iss/openPorts.sh";
+
+bool run(const char* command) {
+  return otn::executeCommand(command, true, nullptr, nullptr, true);
+}
+
+void touchReadyMarker(int line) {
+  if (!run("touch /tmp/iss_is_ready")) LOG_HERE(ERROR, line, "Failed to touch /tmp/iss_is_ready");
+}
+
+/// Messages may have been waiting for ISS.
+void wakeSender() {
+  if (readpointer != writepointer) pthread_cond_signal(&cond);
+}
+
+void createCommitMarker() {
+  const int fd = open(commitMarker, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  if (fd >= 0) close(fd);
+}
+
+void opsReady(OtnIpcMsg& msg, bool csmBoard) {
+  LOG_HERE(INFO, 355, "OPS ready to receive messages.\n");
+  if (!csmBoard || access(commitMarker, F_OK) == 0) return;
+  LOG_HERE(INFO, 362, "Creating default.conf!\n");
+  CreateDefaultScriptPacket(msg);
+  opsSocket.sentPacket(&msg, sizeof msg);
+}
+
+void defaultScriptDone(bool csmBoard) {
+  SrvIss::getInstance().sendIssStatusChange(true);
+  issReady = 1;
+  if (csmBoard) {
+    createCommitMarker();
+    LOG_HERE(INFO, 380, "default.conf created!\n");
+    run(openPorts);
+  }
+  touchReadyMarker(386);
+  wakeSender();
+}
+
+void reloadSucceeded(bool csmBoard) {
+  LOG_HERE(INFO, 396, "MSR reload succeeded");
+  SrvIss::getInstance().sendIssStatusChange(true);
+  issReady = 1;
+  if (csmBoard) {
+    run(openPorts);
+    LOG_HERE(DEBUG2, 408, "execute command for opening ports = %s\n", openPorts);
+  }
+  if (!run("touch /tmp/iss_msr_succeeded")) LOG_HERE(ERROR, 416, "Failed to touch /tmp/iss_msr_succeeded");
+  touchReadyMarker(420);
+  wakeSender();
+}
+
+void reloadFailed(bool csmBoard) {
+  LOG_HERE(CRITICAL, 428, "MSR RELOAD FAILED!");
+  if (csmBoard) deletePersistentIssConfig();
+  reportCriticalEvent("CORRUPTED CONFIG FILE! REMOVED ISS CONFIG AND REBOOT!\n");
+}
+
+void portStatusChanged(const OtnIpcMsg& msg) {
+  const ops::PortStatusChange& change = msg.payload.portStatus;
+  SrvIss::getInstance().sendLinkStatusChange(change.interfaceNum, change.adminStatus == 1,
+                                             change.operationalStatus == 1);
+}
+
+}  // namespace
+
+OpsMessage classify(const OtnIpcMsg& msg) {
+  if (IsOpsReadyPacket(msg)) return OpsMessage::Ready;
+  if (IsDefaultScriptPacket(msg)) return OpsMessage::DefaultScriptDone;
+  if (IsMsrReloadStatusPacket(msg))
+    return MSRReloadFailed(msg) ? OpsMessage::ReloadFailed : OpsMessage::ReloadSucceeded;
+  if (IsAlivePacket(msg)) return OpsMessage::Alive;
+  if (IsCpuThresholdPacket(msg)) return OpsMessage::CpuThreshold;
+  if (IsPortStatusChangePacket(msg)) return OpsMessage::PortStatusChange;
+  if (IsReplyPacket(msg)) return OpsMessage::Answer;
+  return OpsMessage::Unexpected;
+}
+
+bool isCsmBoard(const std::string& boardName) {
+  return boardName.find("CSM") != std::string::npos;
+}
+
+void handleOpsMessage(OtnIpcMsg& msg, const std::string& boardName, CriticalActivity& opsActivity,
+                      SrvDbg& debugSocket) {
+  const Guard guard(&mutex);
+  printPacket(msg);
+  const bool csmBoard = isCsmBoard(boardName);
+  bool routed = false;
+  switch (classify(msg)) {
+    case OpsMessage::Ready:
+      opsReady(msg, csmBoard);
+      break;
+    case OpsMessage::DefaultScriptDone:
+      defaultScriptDone(csmBoard);
+      break;
+    case OpsMessage::ReloadSucceeded:
+      reloadSucceeded(csmBoard);
+      break;
+    case OpsMessage::ReloadFailed:
+      reloadFailed(csmBoard);
+      break;
+    case OpsMessage::Alive:
+      LOG_HERE(DEBUG2, 439, "Received ALIVE message\n");
+      opsActivity.kick();
+      break;
+    case OpsMessage::CpuThreshold: {
+      const std::string_view name = GetThreadName(msg);
+      LOG_HERE(INFO, 444, "CPU exceeds threshold for thread %.*s\n", static_cast<int>(name.size()),
+               name.data());
+      break;
+    }
+    case OpsMessage::PortStatusChange:
+      portStatusChanged(msg);
+      break;
+    case OpsMessage::Answer:
+      routed = routeAnswer(msg, debugSocket);
+      break;
+    case OpsMessage::Unexpected:
+      LOG_HERE(ERROR, 624, "unexpected message received from OPS\n");
+      break;
+  }
+  IssProcessing = 0;
+  LOG_HERE(DEBUG3, 628, "send signal cond2\n");
+  // Only a routed answer lets the sender go on: it waits for the answer to its own message.
+  if (routed) pthread_cond_signal(&cond2);
+}

@@ -1,0 +1,33 @@
+// Handling of one message from OPS: its own reports are acted on, answers are routed. Main thread.
+#pragma once
+
+#include <string>
+
+#include "OtnIpcMsg.h"
+
+class CriticalActivity;
+class SrvDbg;
+
+/// What a message from OPS is to the receive loop, in the order in which the loop tests.
+enum class OpsMessage {
+  Ready,
+  DefaultScriptDone,
+  ReloadSucceeded,
+  ReloadFailed,
+  Alive,
+  CpuThreshold,
+  PortStatusChange,
+  Answer,
+  Unexpected,
+};
+
+/// Logs the reload flag of a reload message; changes nothing.
+OpsMessage classify(const OtnIpcMsg& msg);
+
+/// Boards with "CSM" in their name get the default script, open their ports, and report a lost connection.
+bool isCsmBoard(const std::string& boardName);
+
+/// Dumps and handles `msg`, with the ring's mutex held throughout. `msg` may be rewritten into a request that
+/// is sent at once.
+void handleOpsMessage(OtnIpcMsg& msg, const std::string& boardName, CriticalActivity& opsActivity,
+                      SrvDbg& debugSocket);

@@ -1,0 +1,76 @@
+#include "frame/otnThread.h"
+
+#include <ctime>
+#include <memory>
+
+#include "frame/OBclientComponent.h"
+#include "link/running.h"
+#include "services/ServicePattern.h"
+#include "services/SrvCommon.h"
+#include "services/SrvIss.h"
+#include "services/SrvIssMgr.h"
+#include "services/SrvRedundancy.h"
+#include "services/SrvSmartSfp.h"
+#include "trace.h"
+
+std::atomic<int32_t> otnThreadRunning;
+
+namespace {
+
+constexpr int startChecks = 5;
+constexpr long checkInterval = 1000;        ///< ms
+constexpr long stoppingCheckInterval = 20;  ///< ms
+constexpr int workersStopLimit = 1000;      ///< ms, well within the 2 s that a stop may take
+
+void sleepMilliseconds(long milliseconds) {
+  timespec left{milliseconds / 1000, milliseconds % 1000 * 1000000};
+  while (nanosleep(&left, &left) != 0) {
+  }
+}
+
+/// The services that live and die with the component.
+struct Services {
+  SrvCommon common;
+  SrvRedundancy redundancy;
+};
+
+}  // namespace
+
+bool waitForOtnThread() {
+  for (int check = 0; check < startChecks && otnThreadRunning == 0; ++check) {
+    long slept = 0;
+    while (slept < checkInterval && !(stopRequested() && otnThreadRunning != 0)) {
+      sleepMilliseconds(stoppingCheckInterval);
+      slept += stoppingCheckInterval;
+    }
+  }
+  return otnThreadRunning != 0;
+}
+
+void* start_otn_comm(void* arg) {
+  const bool noAcPort = arg != nullptr && *static_cast<const bool*>(arg);
+  TRACE(INFO, "main", 673, "start_otn_comm", "OTNBUS thread started\n");
+
+  const OBcomponent::ExtraCfg cfg{nullptr, false};
+  auto component = std::make_unique<OBclientComponent>("Trelvik", &cfg);
+  auto services = std::make_unique<Services>();
+  component->add_interface(&services->common);
+  SrvIss::createInstance(noAcPort);
+  component->add_interface(&SrvIss::getInstance());
+  SrvIssMgr::createInstance();
+  SrvSmartSfp::createInstance();
+  component->add_interface(&services->redundancy);
+
+  otnThreadRunning = 1;
+  component->start(0);
+
+  const bool workersEnded = waitForWorkers(workersStopLimit);
+  if (workersEnded) SrvIssMgr::destroyInstance();
+  TRACE(DEBUG1, "main", 710, "start_otn_comm", "OTNBUS thread stopped");
+  if (!workersEnded) {
+    // Workers that still run find their services alive; the process ends under them.
+    static_cast<void>(services.release());
+    static_cast<void>(component.release());
+  }
+  return nullptr;
+}

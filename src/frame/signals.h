@@ -1,0 +1,17 @@
+// The process's signals. Stop signals and SIGPIPE are blocked in every thread and opened only where their
+// handlers, which log, cannot interrupt a log statement: the stop signals while the main thread waits,
+// SIGPIPE there and around the send to OPS.
+#pragma once
+
+#include <signal.h>
+
+/// SIGTERM, SIGQUIT, SIGINT: stops the bus component and clears `running`.
+void handle_sig(int sig);
+/// SIGPIPE: only logged, so that a write to a closed connection reports an error.
+void handle_sig_pipe(int sig);
+
+/// Blocks the handled signals in the calling thread and all that it starts. main's first statement.
+void blockSignals();
+void installSignalHandlers();
+/// The mask with which the main thread waits: the handled signals open.
+sigset_t waitMask();
