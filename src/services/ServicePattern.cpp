@@ -2,6 +2,7 @@
 
 #include "Guard.h"
 #include "link/deadline.h"
+#include "trace.h"
 
 namespace {
 
@@ -27,4 +28,13 @@ bool waitForWorkers(int milliseconds) {
   while (workers > 0)
     if (pthread_cond_clockwait(&workersEnded, &workersMutex, CLOCK_MONOTONIC, &deadline) != 0) break;
   return workers == 0;
+}
+
+bool admitBatch(int32_t n, const OverflowLine& line) {
+  const Admission admission = admit(writepointer, readpointer, n);
+  if (admission == Admission::Fits) return true;
+  TRACE(ERROR, line.source,
+        admission == Admission::NoRoomBehindReader ? line.behindReader : line.aheadOfReader, line.function,
+        "Buffer overflow, message lost!\n");
+  return false;
 }

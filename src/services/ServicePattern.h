@@ -61,16 +61,24 @@ int startWorker(std::unique_ptr<Request> request) {
   return error;
 }
 
-/// Whether the ring has room for n messages now; with `mutex` held.
-inline Admission admitBatch(int32_t n) {
-  return admit(writepointer, readpointer, n);
-}
+/// What a service's overflow line shows: its line numbers for the two ways in which the ring can be full.
+struct OverflowLine {
+  const char* source;
+  const char* function;
+  int behindReader;
+  int aheadOfReader;
+};
 
-/// Queues a request's messages; with `mutex` held and the batch admitted. `logSlot(index)` writes the
-/// service's line for each slot, `fillSlot(slot)` stores the service and its saved arguments.
+/// Whether the ring has room for n messages now, as a whole; logs ERROR when not. With `mutex` held.
+bool admitBatch(int32_t n, const OverflowLine& line);
+
+/// Queues a request's messages; with `mutex` held and the batch admitted. The reply goes with them; without
+/// messages nobody will answer, and it stays with its owner. `logSlot(index)` writes the service's line for
+/// each slot, `fillSlot(slot)` stores the service and its saved arguments.
 template <class LogSlot, class FillSlot>
-void queueBatch(std::span<const OtnIpcMsg> messages, MsgSource source, OBstubReply* reply, LogSlot logSlot,
+void queueBatch(std::span<const OtnIpcMsg> messages, MsgSource source, ReplyOwner& owner, LogSlot logSlot,
                 FillSlot fillSlot) {
+  OBstubReply* reply = messages.empty() ? nullptr : owner.take();
   int32_t msgNo = 0;
   for (const OtnIpcMsg& message : messages) {
     logSlot(static_cast<int>(writepointer));

@@ -55,12 +55,9 @@ void run_iss_redundancy_thread(RedundancyRequest* argument) {
           redundancyStateName(request->state));
     const OtnIpcMsg msg = redundancyMessage(request->state);
     TRACE(DEBUG3, workerSource, __LINE__, worker, "mutex lock");
-    if (admitBatch(1) != Admission::Fits) {
-      TRACE(ERROR, workerSource, __LINE__, worker, "Buffer overflow, message lost!\n");
-      return;
-    }
+    if (!admitBatch(1, {workerSource, worker, __LINE__, __LINE__})) return;
     queueBatch(
-        {&msg, 1}, MsgSource::Redundancy, nullptr,
+        {&msg, 1}, MsgSource::Redundancy, request->reply,
         [](int index) { TRACE(DEBUG3, workerSource, __LINE__, worker, "message writepoiter %d\n", index); },
         [&request](MsgArrayEntry& slot) {
           slot.redundancyService = request->service;

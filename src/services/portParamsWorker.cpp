@@ -117,14 +117,13 @@ void run_iss_script_thread(SetPortParamsRequest* argument) {
     if (batch.count == 0) replyNow(*request);
     TRACE(DEBUG3, "SrvIss", __LINE__, worker, "mutex lock\n");
 
-    if (admitBatch(batch.count) != Admission::Fits) {
-      TRACE(ERROR, "SrvIss", __LINE__, worker, "Buffer overflow, message lost!\n");
+    if (!admitBatch(batch.count, {"SrvIss", worker, __LINE__, __LINE__})) {
       replyNow(*request);
       return;
     }
     TRACE(DEBUG3, "SrvIss", __LINE__, worker, "SetPortParam split up in %d messages to OPS\n", batch.count);
     queueBatch(
-        {batch.messages, static_cast<size_t>(batch.count)}, MsgSource::PortParams, request->reply.take(),
+        {batch.messages, static_cast<size_t>(batch.count)}, MsgSource::PortParams, request->reply,
         [](int index) { TRACE(DEBUG3, "SrvIss", __LINE__, worker, "message writepointer %d\n", index); },
         [&request](MsgArrayEntry& slot) { fillSlot(slot, *request); });
     TRACE(DEBUG3, "SrvIss", __LINE__, worker, "send signal for sending message");
