@@ -1,0 +1,255 @@
+"""The board: starts the installed daemon among its peers, and holds it to account when it ends."""
+import os
+import shlex
+import subprocess
+import tempfile
+from signal import SIGTERM
+
+from . import record
+from .bus import Bus, COMMON
+from .cam import Cam
+from .debugsocket import DebugSocket, wait_for_server
+from .ops import Ops
+from .syslog import Syslog, matcher
+from .wait import SLOW, until
+
+REPO = os.path.realpath(os.path.join(os.path.dirname(__file__), "..", "..", ".."))
+PREFIX = os.environ.get("TRELVIK_PREFIX", os.path.join(REPO, "build", "debug", "stage"))
+LAUNCHER = shlex.split(os.environ.get("TRELVIK_LAUNCHER", ""))
+STOP_LIMIT = 2 if SLOW == 1 else 10
+"""Seconds that a stop may take."""
+
+OTHER_BOARD = "EDGE-1"
+CSM_BOARD = "A-CSM-2"
+MAC = "00:1a:2b:3c:4d:5e"
+
+READY_MARKER = "/tmp/iss_is_ready"
+RELOAD_MARKER = "/tmp/iss_msr_succeeded"
+COMMIT_MARKER = "/persistency/iss/default_conf.commit"
+OPEN_PORTS = "/etc/iss/openPorts.sh"
+
+CONNECTED = "[INFO] main:242 (main) - Connected to OPS"
+REFUSED = ("[WARNING] IssSocket:49 (StartTcpClient) - OPS socket connection failed (111): "
+           "Connection refused\n")
+LOST = "[INFO] main:343 (main) - CONNECTION TO OPS LOST, try reconnecting in 5s\n"
+BUS_LOST = "[CRITICAL] otnbus:*"
+
+# Lines on standard error that are not the daemon's: emulation and coverage tools speak there.
+FOREIGN_STDERR = ("qemu: ", "profiling:")
+
+
+class Board:
+    def __init__(self):
+        self.dir = tempfile.mkdtemp(prefix="board-", dir="/run")
+        os.chmod(self.dir, 0o755)
+        self.log = Syslog()
+        self.cam = Cam(os.path.join(self.dir, "cam.log"))
+        self.bus_address = "unix:path=" + os.path.join(self.dir, "bus")
+        self.daemon = None
+        self.ops = None
+        self._bus = None
+        self._bus_daemon = None
+        self._peers = []
+        self._debug = None
+        self._announced = []
+        self._announced_stderr = []
+        self._stderr = os.path.join(self.dir, "stderr")
+
+    # The parts of the board.
+
+    def start_bus(self):
+        config = os.path.join(self.dir, "bus.conf")
+        policy = os.path.join(PREFIX, "share", "dbus-1", "system.d", "otn.Trelvik.conf")
+        subprocess.run([os.path.join(REPO, "scripts", "lib", "private-bus"), config,
+                        os.path.join(self.dir, "bus"), policy], check=True)
+        self._bus_daemon = subprocess.Popen(
+            ["dbus-daemon", "--config-file=" + config, "--nofork", "--nopidfile", "--nosyslog", "--print-address=1"],
+            stdout=subprocess.PIPE)
+        assert self._bus_daemon.stdout.readline(), "dbus-daemon did not start"
+
+    def stop_bus(self):
+        self._bus_daemon.kill()
+        self._bus_daemon.wait()
+        self._bus_daemon.stdout.close()
+        self._bus_daemon = None
+
+    def start_ops(self, **options):
+        self.ops = Ops(**options)
+        return self.ops
+
+    @property
+    def bus(self):
+        """The test's own connection to the bus."""
+        if self._bus is None:
+            self._bus = self.peer()
+        return self._bus
+
+    def peer(self):
+        """A further connection to the bus."""
+        if self._bus_daemon is None:
+            self.start_bus()
+        peer = Bus(self.bus_address)
+        self._peers.append(peer)
+        return peer
+
+    @property
+    def debug(self):
+        if self._debug is None:
+            wait_for_server()
+            self._debug = DebugSocket()
+        return self._debug
+
+    # The daemon.
+
+    def start(self, *args, name=OTHER_BOARD, mac=MAC, cam=True, bus=True, ops=True, env=None):
+        """Starts the daemon and returns at once; `None` leaves a variable unset."""
+        if bus and self._bus_daemon is None:
+            self.start_bus()
+        if ops and self.ops is None:
+            self.start_ops()
+        own = {"DBUS_SYSTEM_BUS_ADDRESS": self.bus_address, "BOARD_NAME": name, "ethaddr_first": mac,
+               "CAM_SIM_LOG": self.cam.path}
+        emulator = os.path.join(PREFIX, "lib", "trelvik", "libcam-sim.so")
+        launcher = list(LAUNCHER)
+        if cam:
+            assert os.path.exists(emulator), f"not installed: {emulator}"
+            if launcher:
+                launcher += ["-E", "LD_PRELOAD=" + emulator]
+            else:
+                own["LD_PRELOAD"] = emulator
+        own.update(env or {})
+        kept = {key: value for key, value in os.environ.items()
+                if key == "PATH" or key.startswith(("ASAN_", "UBSAN_", "LSAN_", "TSAN_", "QEMU_", "GCOV_"))}
+        kept.update({key: value for key, value in own.items() if value is not None})
+        with open(self._stderr, "ab") as stderr:
+            self.daemon = subprocess.Popen(
+                launcher + [os.path.join(PREFIX, "sbin", "Trelvik"), *args], env=kept, cwd="/",
+                stdin=subprocess.DEVNULL, stdout=stderr, stderr=stderr)
+
+    def up(self, *args, level=None, **options):
+        """Starts the daemon and brings it to the state in which ISS is ready."""
+        self.connected(*args, **options)
+        self.make_ready()
+        if level is not None:
+            self.bus.set_trace_level(level)
+
+    def connected(self, *args, level=None, **options):
+        """Starts the daemon; returns once it is connected to OPS."""
+        self.start(*args, **options)
+        self.ops.accept()
+        self.log.wait(CONNECTED)
+        if level is not None:
+            self.bus.set_trace_level(level)
+
+    def make_ready(self):
+        """ISS reports that its configuration is restored. Any trace level from 6 up shows it."""
+        since = self.log.mark()
+        marked = os.path.exists(READY_MARKER)
+        self.ops.send(record.reloaded())
+        self.log.wait("[INFO] main:396 (main) - MSR reload succeeded", since)
+        if not marked:
+            self.wait_file(READY_MARKER)
+
+    def stop(self, number=SIGTERM, status=0):
+        """Stops the daemon, which must end in time and with this status."""
+        self.daemon.send_signal(number)
+        self.wait_exit(status)
+
+    def wait_exit(self, status=0, limit=None):
+        try:
+            got = self.daemon.wait(STOP_LIMIT if limit is None else limit)
+        except subprocess.TimeoutExpired:
+            stacks = self._stacks()
+            self.daemon.kill()
+            self.daemon.wait()
+            self.daemon = None
+            raise AssertionError(f"the daemon did not end in time; its threads waited in:\n{stacks}") from None
+        self.daemon = None
+        assert got == status, f"exit status {got}, not {status}; standard error:\n{self.stderr()}"
+
+    def _stacks(self):
+        tasks = f"/proc/{self.daemon.pid}/task"
+        found = []
+        for task in sorted(os.listdir(tasks)):
+            with open(f"{tasks}/{task}/wchan", encoding="ascii") as wchan:
+                found.append(f"{task}: {wchan.read()}")
+        return "\n".join(found)
+
+    @property
+    def running(self):
+        return self.daemon is not None and self.daemon.poll() is None
+
+    def alive(self):
+        """The daemon serves the bus still."""
+        return self.bus.call(COMMON, "get_trace_level").reply()
+
+    def sync_ops(self):
+        """Waits until the main loop has handled everything that OPS has sent; needs an admitted INFO."""
+        since = self.log.mark()
+        self.ops.send(record.make(record.CPU_THRESHOLD, error="sync"))
+        self.log.wait("[INFO] main:444 (main) - CPU exceeds threshold for thread sync\n", since)
+
+    def threads(self):
+        return len(os.listdir(f"/proc/{self.daemon.pid}/task"))
+
+    # What the test announces.
+
+    def expect_log(self, pattern):
+        """Announces lines of WARNING or worse that fit; at least one must come."""
+        self._announced.append(pattern)
+
+    def expect_stderr(self, pattern):
+        self._announced_stderr.append(pattern)
+
+    def stderr(self):
+        if not os.path.exists(self._stderr):
+            return ""
+        with open(self._stderr, encoding="utf-8", errors="replace") as text:
+            return text.read()
+
+    def wait_file(self, path, deadline=None):
+        until(lambda: os.path.exists(path), path, deadline)
+
+    # The end.
+
+    def finish(self):
+        """Stops what runs, then fails on whatever the test did not announce."""
+        problems = []
+        try:
+            if self.daemon is not None:
+                if not self.running:
+                    problems.append(f"the daemon had ended with status {self.daemon.returncode}")
+                    self.daemon = None
+                else:
+                    self.stop()
+        except AssertionError as error:
+            problems.append(str(error))
+        self._close()
+        patterns = [(pattern, matcher(pattern)) for pattern in self._announced]
+        bad = self.log.bad()
+        problems += [f"unannounced: {line!r}" for line in bad
+                     if not any(match.match(line.text) for _, match in patterns)]
+        problems += [f"announced, but did not come: {pattern!r}" for pattern, match in patterns
+                     if not any(match.match(line.text) for line in bad)]
+        problems += self._stderr_problems()
+        print(f"--- log\n{self.log.dump(last=400)}")
+        assert not problems, "\n".join(problems)
+
+    def _stderr_problems(self):
+        announced = [matcher(pattern) for pattern in self._announced_stderr]
+        lines = [line for line in self.stderr().splitlines() if line and not line.startswith(FOREIGN_STDERR)]
+        wrong = [line for line in lines if not any(match.match(line) for match in announced)]
+        missing = [match.pattern for match in announced if not any(match.match(line) for line in lines)]
+        return (["on standard error:\n" + "\n".join(wrong)] if wrong else []) + [
+            f"announced on standard error, but did not come: {pattern}" for pattern in missing]
+
+    def _close(self):
+        for peer in self._peers:
+            peer.close()
+        if self._debug is not None:
+            self._debug.close()
+        if self.ops is not None:
+            self.ops.close()
+        if self._bus_daemon is not None:
+            self.stop_bus()
+        self.log.close()

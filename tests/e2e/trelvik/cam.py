@@ -1,0 +1,37 @@
+"""What the monitor-device emulator has written: one line `seconds.micros op text-or-value` a request."""
+import os
+
+from .wait import until
+
+
+class Cam:
+    def __init__(self, path):
+        self.path = path
+
+    def lines(self):
+        """(op, rest) of every complete line so far."""
+        if not os.path.exists(self.path):
+            return []
+        with open(self.path, encoding="utf-8") as log:
+            text = log.read()
+        complete = text[:text.rfind("\n") + 1]
+        found = []
+        for line in complete.splitlines():
+            _, op, *rest = line.split(" ", 2)
+            found.append((op, rest[0] if rest else ""))
+        return found
+
+    def ops(self, op):
+        return [rest for name, rest in self.lines() if name == op]
+
+    def wait(self, op, rest=None, count=1, deadline=None):
+        def found():
+            return sum(1 for value in self.ops(op) if rest is None or value == rest) >= count
+        until(found, lambda: f"monitor request {op} {rest!r} (x{count}); had {self.lines()}", deadline)
+
+    def reports(self):
+        return self.ops("report")
+
+    def wait_report(self, text, count=1, deadline=None):
+        """`text` as the daemon reported it; the emulator escapes its line end."""
+        self.wait("report", text.replace("\n", "\\n"), count, deadline)

@@ -1,0 +1,104 @@
+"""The board's syslog: reads /dev/log in a thread of its own (its queue holds ten lines) and keeps every line."""
+import os
+import re
+import socket
+import threading
+
+from .wait import until
+
+PATH = "/dev/log"
+_FRAME = re.compile(rb"<(\d+)>\w{3} [ \d]\d \d\d:\d\d:\d\d ([^:\[]+)(?:\[\d+\])?: (.*)\Z", re.DOTALL)
+BAD = ("[WARNING]", "[ERROR]", "[CRITICAL]")
+
+
+class Line:
+    """One line: its priority (facility included), identity and text, line end included as it was written."""
+
+    def __init__(self, datagram):
+        frame = _FRAME.match(datagram.rstrip(b"\0"))
+        if frame is None:
+            raise AssertionError(f"not a syslog line: {datagram!r}")
+        self.priority = int(frame[1])
+        self.ident = frame[2].decode()
+        self.text = frame[3].decode(errors="replace")
+
+    def __repr__(self):
+        return f"<{self.priority}> {self.ident}: {self.text!r}"
+
+
+def matcher(pattern):
+    """`*` stands for any text; everything else stands for itself, the line end included."""
+    return re.compile(".*".join(re.escape(part) for part in pattern.split("*")) + r"\Z", re.DOTALL)
+
+
+class Syslog:
+    def __init__(self):
+        if os.path.exists(PATH):
+            os.unlink(PATH)
+        self._socket = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
+        self._socket.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 8 << 20)
+        self._socket.bind(PATH)
+        os.chmod(PATH, 0o666)
+        self._datagrams = []  # appended by the thread only; parsed by whoever reads
+        self._lines = []
+        self._thread = threading.Thread(target=self._drain, daemon=True)
+        self._thread.start()
+
+    def _drain(self):
+        while True:
+            datagram = self._socket.recv(65536)
+            if not datagram:
+                return
+            self._datagrams.append(datagram)
+
+    def all(self):
+        while len(self._lines) < len(self._datagrams):
+            self._lines.append(Line(self._datagrams[len(self._lines)]))
+        return self._lines
+
+    def mark(self):
+        """The place in the log to give as `since`: only later lines are looked at."""
+        return len(self.all())
+
+    def find(self, pattern, since=0):
+        match = matcher(pattern)
+        return [line for line in self.all()[since:] if match.match(line.text)]
+
+    def texts(self, pattern="*", since=0):
+        return [line.text for line in self.find(pattern, since)]
+
+    def wait(self, pattern, since=0, count=1, deadline=None):
+        """Waits for the count-th line that fits and returns it."""
+        match = matcher(pattern)
+        state = {"next": since, "left": count}
+
+        def found():
+            lines = self.all()
+            while state["next"] < len(lines):
+                line = lines[state["next"]]
+                state["next"] += 1
+                if match.match(line.text):
+                    state["left"] -= 1
+                    if state["left"] == 0:
+                        return line
+            return None
+
+        return until(found, lambda: f"log line {pattern!r} (x{count}); log:\n{self.dump(since)}", deadline)
+
+    def sequence(self, patterns, since=0, deadline=None):
+        """Waits until the lines have occurred in this order, others between them allowed."""
+        place = since
+        for pattern in patterns:
+            line = self.wait(pattern, place, deadline=deadline)
+            place = self._lines.index(line, place) + 1
+
+    def dump(self, since=0, last=80):
+        return "\n".join(repr(line) for line in self.all()[since:][-last:])
+
+    def bad(self):
+        return [line for line in self.all() if line.text.startswith(BAD)]
+
+    def close(self):
+        self._socket.shutdown(socket.SHUT_RDWR)
+        self._thread.join(2)
+        self._socket.close()
