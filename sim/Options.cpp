@@ -1,0 +1,96 @@
+#include "Options.h"
+
+#include <getopt.h>
+
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+#include <string_view>
+
+namespace sim {
+
+const char* const usage =
+    "Usage: iss-sim [OPTION]...\n"
+    "Simulates ISS's IPC endpoint OPS on the loopback and prints every record in both directions.\n"
+    "\n"
+    "  --port N              listen on 127.0.0.1:N (default 8000; 0 = any free port)\n"
+    "  --restore RESULT      restore result reported to a new client: ok, fail or none (default ok)\n"
+    "  --restore-delay MS    report it MS milliseconds after the connection (default 0)\n"
+    "  --keepalive MS        time between alive messages (default 10000; 0 = none)\n"
+    "  --quiet               do not print records\n"
+    "  --help                print this and exit\n";
+
+namespace {
+
+bool parseNumber(std::string_view text, uint32_t most, uint32_t& value) {
+  const auto [end, code] = std::from_chars(text.data(), text.data() + text.size(), value);
+  return code == std::errc{} && end == text.data() + text.size() && value <= most;
+}
+
+bool parseRestore(std::string_view text, Restore& restore) {
+  if (text == "ok") {
+    restore = Restore::ok;
+  } else if (text == "fail") {
+    restore = Restore::fail;
+  } else if (text == "none") {
+    restore = Restore::none;
+  } else {
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+CommandLine parseCommandLine(int argc, char* const* argv, ServerOptions& options) {
+  static const option longOptions[] = {
+      {"port", required_argument, nullptr, 'p'},
+      {"restore", required_argument, nullptr, 'r'},
+      {"restore-delay", required_argument, nullptr, 'd'},
+      {"keepalive", required_argument, nullptr, 'k'},
+      {"quiet", no_argument, nullptr, 'q'},
+      {"help", no_argument, nullptr, 'h'},
+      {nullptr, 0, nullptr, 0},
+  };
+  constexpr uint32_t maxMilliseconds = 24 * 3600 * 1000;
+  optind = 0;
+  for (int found = 0; (found = getopt_long(argc, argv, "", longOptions, nullptr)) != -1;) {
+    uint32_t number = 0;
+    bool good = true;
+    switch (found) {
+      case 'p':
+        good = parseNumber(optarg, UINT16_MAX, number);
+        options.port = static_cast<uint16_t>(number);
+        break;
+      case 'r':
+        good = parseRestore(optarg, options.restore);
+        break;
+      case 'd':
+        good = parseNumber(optarg, maxMilliseconds, number);
+        options.restoreDelay = std::chrono::milliseconds(number);
+        break;
+      case 'k':
+        good = parseNumber(optarg, maxMilliseconds, number);
+        options.keepAlive = std::chrono::milliseconds(number);
+        break;
+      case 'q':
+        options.quiet = true;
+        break;
+      case 'h':
+        return CommandLine::help;
+      default:
+        return CommandLine::wrong;
+    }
+    if (!good) {
+      fprintf(stderr, "iss-sim: bad value \"%s\"\n", optarg);
+      return CommandLine::wrong;
+    }
+  }
+  if (optind < argc) {
+    fprintf(stderr, "iss-sim: unexpected argument \"%s\"\n", argv[optind]);
+    return CommandLine::wrong;
+  }
+  return CommandLine::run;
+}
+
+}  // namespace sim

@@ -1,0 +1,46 @@
+// iss-sim: the ISS simulator. Exit status: 0 after SIGTERM or SIGINT, 1 when it cannot serve, 2 for a wrong
+// command line.
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+
+#include "Options.h"
+
+int main(int argc, char** argv) {
+  sim::ServerOptions options;
+  switch (sim::parseCommandLine(argc, argv, options)) {
+    case sim::CommandLine::help:
+      fputs(sim::usage, stdout);
+      return 0;
+    case sim::CommandLine::wrong:
+      fputs(sim::usage, stderr);
+      return 2;
+    case sim::CommandLine::run:
+      break;
+  }
+  // Whoever reads the output may go away at any time.
+  signal(SIGPIPE, SIG_IGN);
+  sigset_t stopSignals;
+  sigemptyset(&stopSignals);
+  sigaddset(&stopSignals, SIGTERM);
+  sigaddset(&stopSignals, SIGINT);
+  sigprocmask(SIG_BLOCK, &stopSignals, nullptr);
+  const int stopFd = signalfd(-1, &stopSignals, SFD_CLOEXEC);
+  if (stopFd < 0) {
+    perror("iss-sim: signalfd");
+    return 1;
+  }
+
+  sim::IssModel model;
+  sim::LineOutput output(STDOUT_FILENO);
+  sim::OpsServer server(options, model, output);
+  std::string reason;
+  if (!server.listen(reason)) {
+    fprintf(stderr, "iss-sim: %s\n", reason.c_str());
+    return 1;
+  }
+  server.run(stopFd);
+  return 0;
+}
