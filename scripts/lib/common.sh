@@ -1,0 +1,41 @@
+# What scripts/board and scripts/test share. Sourced; expects $repo.
+
+say() { printf '%s%s%s\n' "$bold" "$*" "$plain"; }
+die() {
+  printf '%s: %s\n' "$0" "$*" >&2
+  exit 1
+}
+
+bold='' plain=''
+if [ -t 1 ] && [ -z "${NO_COLOR:-}" ]; then bold=$'\e[1m' plain=$'\e[0m'; fi
+
+# Installs what is missing of scripts/packages.txt.
+install_missing() {
+  local package installed missing=() as=()
+  command -v dpkg-query >/dev/null || die "this needs Debian 12 (no dpkg-query): install what scripts/packages.txt names by hand"
+  installed=$(xargs dpkg-query -W -f='${Package}=${db:Status-Status}\n' <"$repo/scripts/packages.txt" 2>/dev/null)
+  while read -r package; do
+    [[ $'\n'$installed$'\n' == *$'\n'"$package=installed"$'\n'* ]] || missing+=("$package")
+  done <"$repo/scripts/packages.txt"
+  [ ${#missing[@]} -gt 0 ] || return 0
+
+  if [ "$(id -u)" != 0 ]; then
+    command -v sudo >/dev/null || die "packages are missing and there is no sudo; as root: apt-get install ${missing[*]}"
+    as=(sudo)
+  fi
+  say "Installing ${missing[*]}"
+  # sudo drops the environment, so it is given behind it.
+  "${as[@]}" env DEBIAN_FRONTEND=noninteractive apt-get update -q &&
+    "${as[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -q -y --no-install-recommends "${missing[@]}" ||
+    die "installing failed; as root: apt-get install ${missing[*]}"
+}
+
+# build_preset PRESET [TARGET...]: configures and builds.
+build_preset() {
+  local preset=$1 targets=()
+  shift
+  [ $# -eq 0 ] || targets=(--target "$@")
+  say "Building ($preset)"
+  (cd "$repo" && cmake --preset "$preset" -Wno-dev --log-level=WARNING && cmake --build --preset "$preset" "${targets[@]}") ||
+    die "the $preset build failed"
+}
