@@ -24,7 +24,7 @@ struct TextRequest {
   const char* text;
 };
 
-constexpr size_t maxText = 1000;
+constexpr size_t maxText = 200;
 constexpr size_t maxDescriptors = 64;
 
 struct Activity {
@@ -32,7 +32,7 @@ struct Activity {
   dev_t device = 0;         ///< with inode: the anonymous file, the same for duplicates of fd
   ino_t inode = 0;
   bool registered = false;
-  char name[maxText];
+  char name[maxText] = {};
   size_t nameLength = 0;
   int64_t timeoutMs = 0;   ///< 0 = none set
   int64_t deadlineMs = 0;  ///< on the monotonic clock; 0 = not watched
