@@ -4,6 +4,7 @@
 // name on the bus. Nothing is dispatched before start(); what arrives earlier waits.
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <string>
 
@@ -37,7 +38,7 @@ class OBcomponent {
   const std::shared_ptr<otnbus::Connection>& connection() const { return m_connection; }
 
   /// The process's component; null before the constructor has begun to connect and after the destructor.
-  static OBcomponent* static_obc;
+  static std::atomic<OBcomponent*> static_obc;
 
  private:
   std::string m_name;

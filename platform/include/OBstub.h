@@ -9,14 +9,16 @@
 #include <string>
 
 #include "OBconnection.h"
+#include "OBinterfaceDescription.h"
 #include "OBmessage.h"
 
 class OBcomponent;
 class OBinterface;
 class OBstubReply;
 namespace otnbus {
+class Connection;
 class Outbox;
-}
+}  // namespace otnbus
 
 class OBstub : public OBconnection {
  public:
@@ -30,31 +32,30 @@ class OBstub : public OBconnection {
   bool register_signal(const char* busInterfaceName);
 
  protected:
-  /// `interfaceXml` is the interface's description, an <interface> element; `sender` the component whose
-  /// signals are received and whose methods are queried, empty for an interface that is offered.
-  OBstub(OBinterface* service, OBcomponent* component, const char* description, const char* interfaceClass,
-         const char* interfaceXml, const char* sender);
+  /// `component` may be null: such a stub can neither be registered nor send signals.
+  OBstub(OBinterface* service, OBcomponent* component, const OBinterfaceDescription& description);
+
+  OBinterface* service() const { return m_service; }
 
   /// Consumes `reply`; null is allowed.
   void send_reply(OBstubReply* reply, std::initializer_list<OBvalue> results);
   /// Broadcasts a signal of this interface.
   void send_signal(const char* member, std::initializer_list<OBvalue> arguments);
-  /// Calls a method without arguments at the sender, waits at most 1 s, and stores its one result. Only
-  /// before the component starts. False when there is no sender, no answer or another type.
+  /// Calls a method without arguments at the sender, waits at most 1 s, and stores its one result, which must
+  /// be of the type that `result` holds. Only before the component starts. False when there is no sender, no
+  /// answer or another type, or when the process is to stop.
   bool query(const char* member, OBvalue& result);
 
  private:
-  enum class Kind { Synchronous, Asynchronous, Signal };
-  bool registerAs(const char* busInterfaceName, Kind kind);
+  bool registerAs(const char* busInterfaceName, bool receiver);
 
   OBinterface* m_service;
   OBcomponent* m_component;
   int m_connectionHandle = -1;
   int m_registrationHandle = -1;
   std::string m_busInterfaceName;
-  std::string m_description;
-  std::string m_interfaceClass;
-  const char* m_interfaceXml;
-  const char* m_sender;
+  const OBinterfaceDescription& m_description;
+  std::string m_path;  ///< object path under which this component sends the interface's signals
+  std::weak_ptr<otnbus::Connection> m_connection;
   std::shared_ptr<otnbus::Outbox> m_outbox;
 };
