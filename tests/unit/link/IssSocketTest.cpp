@@ -1,0 +1,170 @@
+#include "link/IssSocket.h"
+
+#include <signal.h>
+
+#include <cstring>
+
+#include "link/running.h"
+#include "stopPending.h"
+#include "support/OpsPeer.h"
+#include "support/OwnNamespaces.h"
+#include "support/Record.h"
+#include "support/RoomTest.h"
+#include "support/waitFor.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+volatile sig_atomic_t brokenPipes = 0;
+void countBrokenPipe(int) {
+  brokenPipes = brokenPipes + 1;
+}
+
+class OpsConnection : public RoomTest {
+ protected:
+  static void SetUpTestSuite() { enterOwnNamespaces(); }
+
+  OpsConnection() {
+    sigset_t pipe;
+    sigemptyset(&pipe);
+    sigaddset(&pipe, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &pipe, &m_mask);
+    m_handler = signal(SIGPIPE, countBrokenPipe);
+    brokenPipes = 0;
+    running = 1;
+  }
+  ~OpsConnection() override {
+    signal(SIGPIPE, m_handler);
+    pthread_sigmask(SIG_SETMASK, &m_mask, nullptr);
+    running = 1;
+  }
+
+  void connect() {
+    ASSERT_TRUE(m_peer.listening());
+    ASSERT_EQ(m_socket.StartTcpClient(), 0);
+    ASSERT_TRUE(m_peer.accept());
+  }
+
+  OpsPeer m_peer;
+  IssSocket m_socket;
+
+ private:
+  sigset_t m_mask;
+  sighandler_t m_handler;
+};
+
+TEST_F(OpsConnection, MakesAConnectionWithoutALine) {
+  connect();
+  int fd = -1;
+  EXPECT_EQ(m_socket.getFd(fd), 0);
+  EXPECT_GE(fd, 0);
+  EXPECT_THAT(lines(), IsEmpty());
+  EXPECT_EQ(m_socket.close(), 0);
+}
+
+TEST_F(OpsConnection, CarriesWholeRecordsBothWays) {
+  connect();
+  const OtnIpcMsg out = recordOf({word(0, 22), word(4, 3), octet(6411, 0xA5), octet(6923, 0x5A)});
+  EXPECT_EQ(m_socket.sentPacket(&out, 6924), 6924);
+  OtnIpcMsg arrived;
+  ASSERT_TRUE(m_peer.receive(arrived));
+  EXPECT_EQ(bytesOf(arrived), bytesOf(out));
+
+  ASSERT_TRUE(m_peer.send(recordBytes({word(0, 12), octet(6923, 9)})));
+  OtnIpcMsg in{};
+  size_t have = 0;
+  while (have < sizeof in) {
+    const ssize_t n = m_socket.getPacket(reinterpret_cast<char*>(&in) + have, sizeof in - have);
+    ASSERT_GT(n, 0);
+    have += static_cast<size_t>(n);
+  }
+  EXPECT_TRUE(hasExactly(in, {word(0, 12), octet(6923, 9)}));
+  m_socket.close();
+}
+
+TEST_F(OpsConnection, DeliversPartOfAMessageAsItCame) {
+  connect();
+  ASSERT_TRUE(m_peer.send(std::string(100, 'x')));
+  char buffer[6924];
+  EXPECT_EQ(m_socket.getPacket(buffer, sizeof buffer), 100);
+  ASSERT_TRUE(m_peer.send(std::string(50, 'y')));
+  EXPECT_EQ(m_socket.getPacket(buffer, sizeof buffer), 50);
+  m_socket.close();
+}
+
+TEST_F(OpsConnection, ReadsNothingOnceThePeerHasGone) {
+  connect();
+  m_peer.hangUp();
+  char buffer[6924];
+  EXPECT_EQ(m_socket.getPacket(buffer, sizeof buffer), 0);
+  EXPECT_THAT(lines(), IsEmpty());
+  m_socket.close();
+}
+
+TEST_F(OpsConnection, ReportsABrokenPipeAndHandlesTheSignal) {
+  connect();
+  m_peer.hangUp();
+  const OtnIpcMsg msg{};
+  // The first bytes after the peer's end are answered with a reset; what follows is the broken pipe.
+  ASSERT_TRUE(waitFor([&] { return m_socket.sentPacket(&msg, sizeof msg) == -1 && brokenPipes != 0; }));
+  EXPECT_EQ(lines().back(),
+            logged("ERROR", "IssSocket", 81, "sentPacket", "Failed to send msg to ISS: Broken pipe"));
+  m_socket.close();
+}
+
+TEST_F(OpsConnection, ReportsAFailedRead) {
+  char buffer[16];
+  EXPECT_EQ(m_socket.getPacket(buffer, sizeof buffer), -1);
+  EXPECT_THAT(lines(), ElementsAre(logged("ERROR", "IssSocket", 92, "getPacket",
+                                          "Failed to receive msg from ISS: Bad file descriptor")));
+}
+
+TEST_F(OpsConnection, CloseReportsOnStandardErrorOnly) {
+  ::testing::internal::CaptureStderr();
+  EXPECT_EQ(m_socket.close(), 0);
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+            "shutdown failed: Bad file descriptor\nclose failed: Bad file descriptor\n");
+  EXPECT_THAT(lines(), IsEmpty());
+}
+
+TEST_F(OpsConnection, GivesUpASendToAPeerThatDoesNotReadWhenTheProcessStops) {
+  connect();
+  const std::string bytes(6924, 'z');
+  running = 0;
+  ssize_t last = 0;
+  for (int i = 0; i < 100000 && last != -1; ++i) last = m_socket.sentPacket(bytes.data(), bytes.size());
+  EXPECT_EQ(last, -1);
+  EXPECT_THAT(lines(), ElementsAre(logged("ERROR", "IssSocket", 81, "sentPacket",
+                                          "Failed to send msg to ISS: Interrupted system call")));
+  m_socket.close();
+}
+
+class NoOps : public RoomTest {
+ protected:
+  static void SetUpTestSuite() { enterOwnNamespaces(); }
+};
+
+TEST_F(NoOps, IsAWarningWithTheReason) {
+  IssSocket socket;
+  EXPECT_EQ(socket.StartTcpClient(), 1);
+  EXPECT_THAT(lines(), ElementsAre(logged("WARNING", "IssSocket", 49, "StartTcpClient",
+                                          "OPS socket connection failed (111): Connection refused\n")));
+  int fd = -1;
+  socket.getFd(fd);
+  EXPECT_GE(fd, 0) << "the closed number is kept";
+}
+
+TEST_F(NoOps, LeavesNoDescriptorBehind) {
+  IssSocket socket;
+  int first = -1;
+  int second = -1;
+  socket.StartTcpClient();
+  socket.getFd(first);
+  socket.StartTcpClient();
+  socket.getFd(second);
+  EXPECT_EQ(first, second);
+}
+
+}  // namespace

@@ -1,0 +1,169 @@
+#include "link/SrvDbg.h"
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "OtnIpcMsg.h"
+#include "support/OwnNamespaces.h"
+#include "support/Record.h"
+#include "support/RoomTest.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+sockaddr_un pathAddress(const char* path) {
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  strcpy(address.sun_path, path);
+  return address;
+}
+
+/// The developer's tool at the other end.
+class Tool {
+ public:
+  Tool() : m_fd(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+    unlink("/tmp/socket-client");
+    const sockaddr_un address = pathAddress("/tmp/socket-client");
+    EXPECT_EQ(bind(m_fd, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  }
+  ~Tool() {
+    close(m_fd);
+    unlink("/tmp/socket-client");
+  }
+  Tool(const Tool&) = delete;
+  Tool& operator=(const Tool&) = delete;
+
+  bool send(const std::string& bytes) const {
+    const sockaddr_un address = pathAddress("/tmp/socket-server");
+    return sendto(m_fd, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&address),
+                  sizeof address) == static_cast<ssize_t>(bytes.size());
+  }
+  std::string receive() const {
+    std::string bytes(8000, '\0');
+    const ssize_t n = recv(m_fd, bytes.data(), bytes.size(), MSG_DONTWAIT);
+    bytes.resize(n < 0 ? 0 : static_cast<size_t>(n));
+    return bytes;
+  }
+
+ private:
+  int m_fd;
+};
+
+class DebugSocket : public RoomTest {
+ protected:
+  static void SetUpTestSuite() { enterOwnNamespaces(); }
+  DebugSocket() { removeServer(); }
+  ~DebugSocket() override { removeServer(); }
+  static void removeServer() {
+    if (unlink("/tmp/socket-server") != 0) rmdir("/tmp/socket-server");
+  }
+  int fd() const {
+    int descriptor = -2;
+    m_socket.getFd(descriptor);
+    return descriptor;
+  }
+
+  SrvDbg m_socket;
+};
+
+TEST_F(DebugSocket, HasNoDescriptorBeforeItsStart) {
+  EXPECT_EQ(fd(), -1);
+}
+
+TEST_F(DebugSocket, ComesUpAtItsPath) {
+  ASSERT_EQ(m_socket.StartUdpServer(), 0);
+  EXPECT_THAT(lines(), ElementsAre(logged("INFO", "SrvDbg", 50, "StartUdpServer",
+                                          "Debug socket up [fd=" + std::to_string(fd()) + "]\n")));
+  struct stat status {};
+  ASSERT_EQ(stat("/tmp/socket-server", &status), 0);
+  EXPECT_TRUE(S_ISSOCK(status.st_mode));
+}
+
+TEST_F(DebugSocket, ReplacesAStaleFile) {
+  ASSERT_EQ(close(open("/tmp/socket-server", O_WRONLY | O_CREAT | O_CLOEXEC, 0600)), 0);
+  EXPECT_EQ(m_socket.StartUdpServer(), 0);
+  Tool tool;
+  EXPECT_TRUE(tool.send("hello"));
+}
+
+TEST_F(DebugSocket, ReplacesTheSocketOfAnEarlierRun) {
+  ASSERT_EQ(SrvDbg().StartUdpServer(), 0);
+  EXPECT_EQ(m_socket.StartUdpServer(), 0);
+}
+
+TEST_F(DebugSocket, WarnsWhenItsPathCannotBeBound) {
+  ASSERT_EQ(mkdir("/tmp/socket-server", 0700), 0);
+  EXPECT_EQ(m_socket.StartUdpServer(), 1);
+  EXPECT_THAT(lines(), ElementsAre(logged("WARNING", "SrvDbg", 43, "StartUdpServer",
+                                          "Debug socket binding failed\n")));
+  EXPECT_GE(fd(), 0) << "an unbound socket remains, which never becomes readable";
+}
+
+TEST_F(DebugSocket, WarnsWhenThereIsNoDescriptor) {
+  rlimit before{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+  const rlimit none{0, before.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+  const int result = m_socket.StartUdpServer();
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+  EXPECT_EQ(result, 1);
+  EXPECT_THAT(lines(), ElementsAre(logged("WARNING", "SrvDbg", 33, "StartUdpServer",
+                                          "opening debug socket() failed\n")));
+  EXPECT_EQ(fd(), -1);
+}
+
+TEST_F(DebugSocket, TakesOneRecordPerDatagram) {
+  ASSERT_EQ(m_socket.StartUdpServer(), 0);
+  Tool tool;
+  const std::string sent = recordBytes({word(0, 16), octet(6923, 7)});
+  ASSERT_TRUE(tool.send(sent));
+  ASSERT_TRUE(tool.send("short"));
+  OtnIpcMsg msg{};
+  EXPECT_EQ(m_socket.recvRequest(&msg, sizeof msg), 6924);
+  EXPECT_EQ(bytesOf(msg), sent);
+  EXPECT_EQ(m_socket.recvRequest(&msg, sizeof msg), 5);
+}
+
+TEST_F(DebugSocket, AnswersAtTheToolsPath) {
+  ASSERT_EQ(m_socket.StartUdpServer(), 0);
+  Tool tool;
+  const OtnIpcMsg answer = recordOf({word(0, 16), word(6916, 1)});
+  EXPECT_EQ(m_socket.sendReply(&answer, sizeof answer), 6924);
+  EXPECT_EQ(tool.receive(), bytesOf(answer));
+}
+
+TEST_F(DebugSocket, DropsAnAnswerWithoutATool) {
+  ASSERT_EQ(m_socket.StartUdpServer(), 0);
+  unlink("/tmp/socket-client");
+  forget();
+  EXPECT_EQ(m_socket.sendReply("x", 1), -1);
+  EXPECT_THAT(lines(), IsEmpty());
+}
+
+TEST_F(DebugSocket, DropsAnswersToAToolThatDoesNotRead) {
+  ASSERT_EQ(m_socket.StartUdpServer(), 0);
+  Tool tool;
+  const OtnIpcMsg answer{};
+  int taken = 0;
+  while (m_socket.sendReply(&answer, sizeof answer) == 6924 && taken < 100000) ++taken;
+  EXPECT_EQ(errno, EAGAIN);
+  EXPECT_GE(taken, 1);
+  EXPECT_EQ(m_socket.sendReply(&answer, sizeof answer), -1) << "and does not block";
+}
+
+TEST_F(DebugSocket, DoesNotBlockWithoutARequest) {
+  ASSERT_EQ(m_socket.StartUdpServer(), 0);
+  char buffer[8];
+  EXPECT_EQ(m_socket.recvRequest(buffer, sizeof buffer), -1);
+  EXPECT_EQ(errno, EAGAIN);
+}
+
+}  // namespace
