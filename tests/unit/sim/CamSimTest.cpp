@@ -1,0 +1,134 @@
+#include <gmock/gmock.h>
+
+#include <regex>
+
+#include "Program.h"
+#include "TemporaryDirectory.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::MatchesRegex;
+
+class CamSim : public ::testing::Test {
+ protected:
+  std::vector<std::string> environment() const {
+    return {"LD_PRELOAD=" CAM_SIM, "CAM_SIM_LOG=" + m_directory.path("log"),
+            "ASAN_OPTIONS=verify_asan_link_order=0"};
+  }
+
+  /// The probe's answers to the requests.
+  std::string probe(std::vector<std::string> requests) {
+    requests.insert(requests.begin(), CAM_PROBE);
+    Program program(std::move(requests), environment());
+    std::string output = program.output();
+    EXPECT_EQ(program.errors(), "");
+    EXPECT_EQ(program.wait(), 0);
+    return output;
+  }
+
+  /// The log's lines without their time, descriptors as "N".
+  std::vector<std::string> logged() const {
+    std::vector<std::string> lines;
+    std::stringstream log(m_directory.read("log"));
+    for (std::string line; std::getline(log, line);) {
+      line = std::regex_replace(line, std::regex("^[0-9]+\\.[0-9]{6} "), "");
+      lines.push_back(std::regex_replace(line, std::regex("^(open|close) [0-9]+$"), "$1 N"));
+    }
+    return lines;
+  }
+
+  TemporaryDirectory m_directory;
+};
+
+TEST_F(CamSim, LogsEachRequestWithItsValue) {
+  EXPECT_EQ(probe({"open", "register=main", "timeout=120000", "kick", "unregister", "close"}),
+            "open ok\nregister ok\ntimeout ok\nkick ok\nunregister ok\nclose ok\n");
+  EXPECT_THAT(logged(), ElementsAre("open N", "register main", "timeout 120000", "kick main",
+                                    "unregister main", "close N"));
+}
+
+TEST_F(CamSim, StartsEachLineWithSecondsAndMicroseconds) {
+  probe({"open"});
+  EXPECT_THAT(m_directory.read("log"), MatchesRegex("[0-9]+\\.[0-9][0-9][0-9][0-9][0-9][0-9] open [0-9]+\n"));
+}
+
+TEST_F(CamSim, EscapesLineEndsOfReports) {
+  EXPECT_EQ(probe({"open", "report=CONNECTION TO OPS LOST !\n", "report=a\\b\r\t\x01", "close"}),
+            "open ok\nreport ok\nreport ok\nclose ok\n");
+  EXPECT_THAT(logged(), ElementsAre("open N", "report CONNECTION TO OPS LOST !\\n",
+                                    "report a\\\\b\\r\\t\\x01", "close N"));
+}
+
+TEST_F(CamSim, LogsAnActivityWhoseKicksStopOnce) {
+  probe({"open", "register=main", "timeout=300", "kick", "await=expired main", "kick", "unregister"});
+  EXPECT_THAT(logged(), ElementsAre("open N", "register main", "timeout 300", "kick main", "expired main",
+                                    "kick main", "unregister main"));
+}
+
+TEST_F(CamSim, WatchesAnActivityAgainAfterItsNextKick) {
+  EXPECT_THAT(
+      probe({"open", "register=A", "timeout=20", "await=expired A", "open", "register=B", "timeout=20",
+             "await=expired B", "kick", "open", "register=C", "timeout=60", "await=expired C"}),
+      HasSubstr("await ok\nkick ok"));
+  const std::vector<std::string> lines = logged();
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), "expired A"), 1);
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), "expired B"), 2);
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), "expired C"), 1);
+}
+
+TEST_F(CamSim, DoesNotWatchAnActivityThatIsGone) {
+  probe({"open", "register=A", "timeout=400", "unregister", "open", "register=B", "timeout=400", "close",
+         "open", "register=C", "timeout=600", "await=expired C"});
+  const std::vector<std::string> lines = logged();
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), "expired A"), 0);
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), "expired B"), 0);
+}
+
+TEST_F(CamSim, IsReachedThroughEveryWayToOpen) {
+  probe({"open", "close", "open64", "close", "openat", "close"});
+  EXPECT_THAT(logged(), ElementsAre("open N", "close N", "open N", "close N", "open N", "close N"));
+}
+
+TEST_F(CamSim, GivesARealDescriptorThatCanBeDuplicated) {
+  EXPECT_EQ(probe({"open", "cloexec", "register=main", "dup", "kick"}),
+            "open ok\ncloexec ok\nregister ok\ndup ok\nkick ok\n");
+  EXPECT_THAT(logged(), ElementsAre("open N", "register main", "kick main"));
+}
+
+TEST_F(CamSim, RefusesWhatTheDeviceWouldRefuse) {
+  EXPECT_EQ(probe({"kick", "open", "kick", "timeout=1", "unregister", "other"}),
+            "kick EBADF\nopen ok\nkick EINVAL\ntimeout EINVAL\nunregister EINVAL\nother ENOTTY\n");
+}
+
+TEST_F(CamSim, LeavesAForkedChildADeviceOfItsOwn) {
+  EXPECT_EQ(probe({"open", "register=main", "timeout=60000", "child", "kick", "close"}),
+            "open ok\nregister ok\ntimeout ok\nchild ok\nkick ok\nclose ok\n");
+  EXPECT_THAT(logged(), ElementsAre("open N", "register main", "timeout 60000", "open N", "register child",
+                                    "kick main", "close N"));
+}
+
+TEST_F(CamSim, TakesNoSignalFromTheProcess) {
+  EXPECT_EQ(probe({"open", "register=main", "timeout=60000", "signals"}),
+            "open ok\nregister ok\ntimeout ok\nsignals ok\n");
+}
+
+TEST_F(CamSim, EmulatesWithoutALog) {
+  Program program({CAM_PROBE, "open", "register=main", "timeout=60000", "kick", "unregister", "close"},
+                  {"LD_PRELOAD=" CAM_SIM, "ASAN_OPTIONS=verify_asan_link_order=0"});
+  EXPECT_EQ(program.output(), "open ok\nregister ok\ntimeout ok\nkick ok\nunregister ok\nclose ok\n");
+  EXPECT_EQ(program.wait(), 0);
+}
+
+TEST_F(CamSim, IsHarmlessInAShellAndItsChildren) {
+  Program program({"/bin/sh", "-c", "echo one | cat; exec 3</dev/null; exec 3<&-; ls /dev/null"},
+                  environment());
+  EXPECT_EQ(program.output(), "one\n/dev/null\n");
+  EXPECT_EQ(program.errors(), "");
+  EXPECT_EQ(program.wait(), 0);
+  EXPECT_THAT(logged(), IsEmpty());
+}
+
+}  // namespace
