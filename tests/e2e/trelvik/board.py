@@ -1,6 +1,8 @@
 """The board: starts the installed daemon among its peers, and holds it to account when it ends."""
+import glob
 import os
 import shlex
+import shutil
 import subprocess
 import tempfile
 from signal import SIGTERM
@@ -38,8 +40,23 @@ BUS_LOST = "[CRITICAL] otnbus:*"
 FOREIGN_STDERR = ("qemu: ", "profiling:")
 
 
+def clear_fixed_paths():
+    """Takes away what an earlier board of the same sandbox left behind."""
+    with open("/proc/1/comm", encoding="ascii") as first:
+        assert first.read().strip() == "bwrap", "these tests run in scripts/sandbox only"
+    for path in glob.glob("/tmp/SetVlanPort*") + glob.glob("/tmp/socket-*") + [
+            READY_MARKER, RELOAD_MARKER, "/tmp/ports_opened"] + [
+                path for place in ("/flash", "/persistency/iss", "/mnt/mmccard", "/etc/iss")
+                for path in glob.glob(place + "/*")]:
+        if os.path.isdir(path) and not os.path.islink(path):
+            shutil.rmtree(path)
+        elif os.path.lexists(path):
+            os.unlink(path)
+
+
 class Board:
     def __init__(self):
+        clear_fixed_paths()
         self.dir = tempfile.mkdtemp(prefix="board-", dir="/run")
         os.chmod(self.dir, 0o755)
         self.log = Syslog()
@@ -103,6 +120,13 @@ class Board:
 
     def start(self, *args, name=OTHER_BOARD, mac=MAC, cam=True, bus=True, ops=True, env=None):
         """Starts the daemon and returns at once; `None` leaves a variable unset."""
+        self.daemon = self._launch(args, name, mac, cam, bus, ops, env)
+
+    def second_daemon(self):
+        """One more daemon beside the first; the test sees to its end."""
+        return self._launch((), OTHER_BOARD, MAC, False, True, True, None)
+
+    def _launch(self, args, name, mac, cam, bus, ops, env):
         if bus and self._bus_daemon is None:
             self.start_bus()
         if ops and self.ops is None:
@@ -122,7 +146,7 @@ class Board:
                 if key == "PATH" or key.startswith(("ASAN_", "UBSAN_", "LSAN_", "TSAN_", "QEMU_", "GCOV_"))}
         kept.update({key: value for key, value in own.items() if value is not None})
         with open(self._stderr, "ab") as stderr:
-            self.daemon = subprocess.Popen(
+            return subprocess.Popen(
                 launcher + [os.path.join(PREFIX, "sbin", "Trelvik"), *args], env=kept, cwd="/",
                 stdin=subprocess.DEVNULL, stdout=stderr, stderr=stderr)
 
@@ -189,8 +213,12 @@ class Board:
         self.ops.send(record.make(record.CPU_THRESHOLD, error="sync"))
         self.log.wait("[INFO] main:444 (main) - CPU exceeds threshold for thread sync\n", since)
 
-    def threads(self):
-        return len(os.listdir(f"/proc/{self.daemon.pid}/task"))
+    def sync_debug(self):
+        """Waits until the main loop has queued or returned every debug request so far; trace level 9."""
+        def handled():
+            return (len(self.log.find("[DEBUG3] main:316 *")) + len(self.log.find("[DEBUG3] main:301 *"))
+                    >= self.debug.sent)
+        until(handled, "every debug request is handled")
 
     # What the test announces.
 
@@ -245,9 +273,9 @@ class Board:
 
     def _close(self):
         for peer in self._peers:
-            peer.close()
+            peer.leave()
         if self._debug is not None:
-            self._debug.close()
+            self._debug.leave()
         if self.ops is not None:
             self.ops.close()
         if self._bus_daemon is not None:

@@ -1,4 +1,5 @@
 """Peers on the private bus: callers of the daemon, receivers of its signals, the redundancy manager."""
+import socket
 import threading
 
 from jeepney import (DBusAddress, HeaderFields, MessageFlag, MessageType, new_error, new_method_call,
@@ -90,6 +91,8 @@ class Bus:
     def _serve(self, call):
         member = call.header.fields[HeaderFields.member]
         answer = self._answers.get(member)
+        if callable(answer):
+            answer = answer()
         if answer is HANG:
             pass
         elif answer is None:
@@ -101,7 +104,8 @@ class Bus:
         self.served.append(member)
 
     def serve(self, member, answer):
-        """Answers calls of `member` with (signature, body), with an error of the name given, or with HANG."""
+        """Answers calls of `member` with (signature, body), with an error of the name given, or with HANG; a
+        function is called for the answer, on the reading thread."""
         self._answers[member] = answer
 
     def send(self, message):
@@ -165,7 +169,13 @@ class Bus:
     def introspect(self, path):
         return self.call((path, INTROSPECTABLE), "Introspect").reply()[0]
 
-    def close(self):
-        self._connection.sock.shutdown(2)
+    def leave(self):
+        if self._thread is None:
+            return
+        try:
+            self._connection.sock.shutdown(socket.SHUT_RDWR)
+        except OSError:
+            pass  # the bus went first
         self._thread.join(DEADLINE)
         self._connection.close()
+        self._thread = None

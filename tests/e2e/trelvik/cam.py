@@ -8,8 +8,8 @@ class Cam:
     def __init__(self, path):
         self.path = path
 
-    def lines(self):
-        """(op, rest) of every complete line so far."""
+    def timed(self):
+        """(seconds as text, op, rest) of every complete line so far."""
         if not os.path.exists(self.path):
             return []
         with open(self.path, encoding="utf-8") as log:
@@ -17,9 +17,12 @@ class Cam:
         complete = text[:text.rfind("\n") + 1]
         found = []
         for line in complete.splitlines():
-            _, op, *rest = line.split(" ", 2)
-            found.append((op, rest[0] if rest else ""))
+            when, op, *rest = line.split(" ", 2)
+            found.append((when, op, rest[0] if rest else ""))
         return found
+
+    def lines(self):
+        return [(op, rest) for _, op, rest in self.timed()]
 
     def ops(self, op):
         return [rest for name, rest in self.lines() if name == op]

@@ -10,6 +10,10 @@ CLIENT = "/tmp/socket-client"
 
 class DebugSocket:
     def __init__(self):
+        self.sent = 0
+        self.join()
+
+    def join(self):
         self._socket = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
         if os.path.exists(CLIENT):
             os.unlink(CLIENT)
@@ -19,6 +23,7 @@ class DebugSocket:
         """Sends one datagram, as soon as the daemon's queue takes it."""
         self._socket.settimeout(DEADLINE)
         self._socket.sendto(raw, SERVER)
+        self.sent += 1
 
     def receive(self, deadline=None):
         self._socket.settimeout(DEADLINE if deadline is None else deadline)
@@ -35,7 +40,7 @@ class DebugSocket:
         except BlockingIOError:
             return None
 
-    def close(self):
+    def leave(self):
         self._socket.close()
         if os.path.exists(CLIENT):
             os.unlink(CLIENT)

@@ -68,10 +68,10 @@ class Ops:
     def answer(self, request, **changes):
         self.send(record.answer(request, **changes))
 
-    def serve(self, msg_type, **changes):
-        """Expects a record of this type and answers it; returns the request."""
-        request = self.expect(msg_type)
-        self.answer(request, **changes)
+    def serve(self, msg_type, error=record.NO_ERROR, **fields):
+        """Expects a record of this type with these field values and answers it; returns the request."""
+        request = self.expect(msg_type, **fields)
+        self.answer(request, error=error)
         return request
 
     def wait_all_read(self):
@@ -93,6 +93,10 @@ class Ops:
             self._peer.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
         self._peer.close()
         self._peer = None
+
+    def close_listener(self):
+        """From now on connections are refused."""
+        self._listener.close()
 
     def close(self):
         if self._peer is not None:

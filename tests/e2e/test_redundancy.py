@@ -1,0 +1,241 @@
+import pytest
+
+from trelvik import record
+from trelvik.bus import COMMON, HANG, MANAGER, REDUNDANCY
+from trelvik.wait import until
+
+SIGNALLED = "[INFO] SrvRedundancy:* (setRedundantState) - setRedundantState: redundancyState={}\n"
+OVERFLOW = "[ERROR] SrvRedundancy.cpp:* (run_iss_redundancy_thread) - Buffer overflow, message lost!\n"
+OPS_ERROR = "OPS REPORTED ERROR IN REDUNDANCY REPLY MESSAGE!\n"
+
+
+def manager_of(board, answer=("i", (15,))):
+    """A redundancy manager that answers the query at registration."""
+    manager = board.peer()
+    manager.serve("getRedundantState", answer)
+    manager.request_name(MANAGER)
+    return manager
+
+
+def state_message(state):
+    return record.make(record.REDUNDANCY_STATE, state=state)
+
+
+@pytest.mark.parametrize("state, name", [(3, "ACT0"), (0, "INV"), (14, "SWO"), (15, "RED?"), (-1, "RED?"),
+                                         (0x7FFFFFFF, "RED?")])
+def test_signal_is_forwarded(board, state, name):
+    manager = manager_of(board)
+    board.up()
+    manager.set_redundant_state(state)
+    board.log.wait(SIGNALLED.format(name))
+    request = board.ops.receive()
+    assert request == state_message(state)
+    board.ops.answer(request)
+    board.sync_ops()
+    assert board.cam.reports() == []
+
+
+def test_trace_of_a_signal(board):
+    manager = manager_of(board)
+    board.up(level=9)
+    since = board.log.mark()
+    manager.set_redundant_state(3)
+    board.ops.serve(record.REDUNDANCY_STATE)
+    worker = "SrvRedundancy.cpp:* (run_iss_redundancy_thread) - "
+    board.log.sequence([SIGNALLED.format("ACT0"),
+                        f"[DEBUG2] {worker}Processing setRedundantState with state = ACT0\n",
+                        f"[DEBUG3] {worker}mutex lock", f"[DEBUG3] {worker}message writepoiter 0\n",
+                        f"[DEBUG3] {worker}send signal for sending message", f"[DEBUG3] {worker}mutex unlock"], since)
+    board.log.sequence([f"[DEBUG3] {worker}mutex unlock",
+                        f"[DEBUG2] {worker}run_iss_redundancy_thread stopped"], since)
+    board.log.sequence(["[DEBUG3] main:733 (iss_comm) - iss thread: sending msg to OPS rp:0 wp:1 source:6\n",
+                        "[DEBUG3] main:449 (main) - MESSAGE SOURCE 6\n",
+                        "[DEBUG3] main:589 (main) - Redundancystate reply msg received from OPS\n",
+                        "[DEBUG3] main:628 (main) - send signal cond2\n"], since)
+
+
+def test_two_signals_are_both_forwarded(board):
+    manager = manager_of(board)
+    board.up()
+    manager.set_redundant_state(2)
+    manager.set_redundant_state(7)
+    board.log.sequence([SIGNALLED.format("ACT"), SIGNALLED.format("PAS0")])
+    states = [record.field(board.ops.serve(record.REDUNDANCY_STATE), "state") for _ in range(2)]
+    assert sorted(states) == [2, 7]
+
+
+def test_signal_before_iss_is_ready_waits(board):
+    manager = manager_of(board)
+    board.connected(level=9)
+    manager.set_redundant_state(2)
+    board.log.wait("[DEBUG2] SrvRedundancy.cpp:* (run_iss_redundancy_thread) - run_iss_redundancy_thread stopped")
+    board.sync_ops()
+    assert board.ops.silent()
+    board.make_ready()
+    board.ops.serve(record.REDUNDANCY_STATE, state=2)
+
+
+def test_full_ring_loses_the_signal(board):
+    board.expect_log(OVERFLOW)
+    manager = manager_of(board)
+    board.connected(level=9)
+    for mark in range(18):
+        board.debug.send(record.make(record.FLUSH_CMD, mark=mark))
+    board.sync_debug()
+    manager.set_redundant_state(2)
+    board.log.wait(OVERFLOW)
+    board.make_ready()
+    for mark in range(18):
+        board.ops.serve(record.FLUSH_CMD, mark=mark)
+    board.sync_ops()
+    assert board.ops.silent()
+
+
+def test_error_answer_is_logged_and_reported(board):
+    board.expect_log("[ERROR] main:593 (main) - " + OPS_ERROR)
+    manager = manager_of(board)
+    board.up()
+    manager.set_redundant_state(2)
+    board.ops.serve(record.REDUNDANCY_STATE, error="Error\r\n")
+    board.log.wait("[ERROR] main:593 (main) - " + OPS_ERROR)
+    board.cam.wait_report(OPS_ERROR)
+    manager.set_redundant_state(3)
+    board.ops.serve(record.REDUNDANCY_STATE, state=3)
+
+
+def test_state_at_registration_is_applied(board):
+    manager = manager_of(board, ("i", (2,)))
+    board.up()
+    assert manager.served == ["getRedundantState"]
+    board.log.wait(SIGNALLED.format("ACT"))
+    board.ops.serve(record.REDUNDANCY_STATE, state=2)
+
+
+@pytest.mark.parametrize("answer", [("i", (15,)), ("i", (0x7FFFFFFF,)), ("u", (2,)), ("s", ("2",)), ("", ()),
+                                    "otn.Error.Busy"])
+def test_unknown_state_at_registration_sends_nothing(board, answer):
+    manager = manager_of(board, answer)
+    board.up()
+    assert manager.served == ["getRedundantState"]
+    board.bus.get_trace_level()
+    board.bus.set_port_params(3, 1)
+    board.ops.serve(record.IFC_INSERT_DELETE_IND)
+    assert not board.log.find(SIGNALLED.format("*"))
+
+
+def test_negative_state_at_registration_is_applied(board):
+    manager_of(board, ("i", (-1,)))
+    board.up()
+    board.log.wait(SIGNALLED.format("RED?"))
+    board.ops.serve(record.REDUNDANCY_STATE, state=-1)
+
+
+def test_without_manager_nothing_is_sent(board):
+    board.up()
+    board.bus.set_port_params(3, 1)
+    board.ops.serve(record.IFC_INSERT_DELETE_IND)
+    assert not board.log.find(SIGNALLED.format("*"))
+
+
+def test_manager_that_does_not_answer_delays_the_start_by_a_second_at_most(board):
+    manager = manager_of(board, HANG)
+    board.up()
+    assert manager.served == ["getRedundantState"]
+    assert not board.log.find(SIGNALLED.format("*"))
+    manager.set_redundant_state(4)
+    board.ops.serve(record.REDUNDANCY_STATE, state=4)
+
+
+def test_signal_during_the_registration_is_not_lost(board):
+    manager = board.peer()
+
+    def answer():
+        manager.set_redundant_state(5)
+        return ("i", (2,))
+    manager.serve("getRedundantState", answer)
+    manager.request_name(MANAGER)
+    board.up()
+    states = [record.field(board.ops.serve(record.REDUNDANCY_STATE), "state") for _ in range(2)]
+    assert sorted(states) == [2, 5]
+    board.log.sequence([SIGNALLED.format("ACT"), SIGNALLED.format("ACT2")])
+
+
+def test_manager_that_comes_later_is_heard(board):
+    board.up()
+    manager = manager_of(board)
+    manager.set_redundant_state(6)
+    board.ops.serve(record.REDUNDANCY_STATE, state=6)
+    assert manager.served == []
+
+
+def test_manager_that_is_replaced_is_no_longer_heard(board):
+    first = manager_of(board)
+    board.up()
+    first.bus("ReleaseName", "s", MANAGER)
+    second = manager_of(board)
+    first.set_redundant_state(6)
+    first.owner_of(MANAGER)  # the bus has passed the signal on
+    second.set_redundant_state(7)
+    board.ops.serve(record.REDUNDANCY_STATE, state=7)
+    assert not board.log.find(SIGNALLED.format("ACT3"))
+
+
+@pytest.mark.parametrize("straight", [False, True])
+def test_impostor_is_not_heard(board, straight):
+    manager = manager_of(board)
+    impostor = board.peer()
+    board.up()
+    daemon = impostor.owner_of("otn.Trelvik")
+    impostor.set_redundant_state(2, to=daemon if straight else None)
+    impostor.owner_of(MANAGER)
+    manager.set_redundant_state(3)
+    board.ops.serve(record.REDUNDANCY_STATE, state=3)
+    assert not board.log.find(SIGNALLED.format("ACT"))
+
+
+def test_signal_straight_to_the_daemon_is_heard(board):
+    manager = manager_of(board)
+    board.up()
+    for destination in (manager.owner_of("otn.Trelvik"), "otn.Trelvik"):
+        manager.set_redundant_state(8, to=destination)
+        board.ops.serve(record.REDUNDANCY_STATE, state=8)
+
+
+@pytest.mark.parametrize("signature, body", [("", ()), ("u", (2,)), ("ii", (2, 3)), ("s", ("2",)), ("v", (("i", 2),)),
+                                             ("ai", ([2],)), ("x", (2,)), ("b", (True,))])
+def test_signal_with_a_wrong_signature_is_dropped(board, signature, body):
+    manager = manager_of(board)
+    board.up()
+    manager.signal(REDUNDANCY, "setRedundantState", signature or None, *body)
+    manager.set_redundant_state(3)
+    board.ops.serve(record.REDUNDANCY_STATE, state=3)
+    assert len(board.log.find(SIGNALLED.format("*"))) == 1
+
+
+def test_signal_from_elsewhere_is_not_heard(board):
+    manager = manager_of(board)
+    board.up()
+    path, interface = REDUNDANCY
+    manager.signal((path + "x", interface), "setRedundantState", "i", 2)
+    manager.signal((path, interface + "x"), "setRedundantState", "i", 2)
+    manager.signal((path, interface), "setRedundantStateX", "i", 2)
+    manager.set_redundant_state(3)
+    board.ops.serve(record.REDUNDANCY_STATE, state=3)
+    assert len(board.log.find(SIGNALLED.format("*"))) == 1
+
+
+def test_signal_receiver_exports_no_object(board):
+    board.connected()
+    call = board.bus.call(("/otn/Trelvik/redundant_state_signal", REDUNDANCY[1]), "setRedundantState", "i", 2)
+    assert call.error() == "org.freedesktop.DBus.Error.UnknownObject"
+    call = board.bus.call(REDUNDANCY, "setRedundantState", "i", 2)
+    assert call.error() == "org.freedesktop.DBus.Error.UnknownObject"
+
+
+def test_query_is_not_served_by_activation(board):
+    manager = board.peer()
+    asked = []
+    manager.serve("getRedundantState", lambda: asked.append(1) or ("i", (2,)))
+    board.up()
+    until(lambda: board.bus.call(COMMON, "get_trace_level").reply(), "the daemon serves")
+    assert not asked

@@ -1,0 +1,260 @@
+import os
+import signal
+import socket
+import threading
+
+import pytest
+
+from trelvik import record
+from trelvik.board import CONNECTED, CSM_BOARD, OPEN_PORTS, REFUSED
+from trelvik.bus import HANG
+from trelvik.ops import ADDRESS
+from trelvik.wait import SLOW, until
+
+STOPPING = "[NOTICE] main:66 (handle_sig) - Signal {} ({}) received: killing Trelvik and stopping threads"
+FINISHED = "[INFO] main:658 (main) - Finished"
+
+
+@pytest.mark.parametrize("number, name", [(signal.SIGTERM, "Terminated"), (signal.SIGQUIT, "Quit"),
+                                          (signal.SIGINT, "Interrupt")])
+def test_stop_signals_end_the_daemon(board, number, name):
+    board.up(level=9)
+    since = board.log.mark()
+    board.stop(number)
+    board.log.sequence([STOPPING.format(name, int(number)),
+                        "[DEBUG1] main:643 (main) - Waiting for otnbus_thread to stop",
+                        "[DEBUG1] main:645 (main) - otnbus_thread stopped; waiting for isscom_thread to stop",
+                        "[DEBUG1] main:647 (main) - isscom_thread stopped", FINISHED], since)
+    board.log.wait("[DEBUG1] main:710 (start_otn_comm) - OTNBUS thread stopped", since)
+    board.log.wait("[DEBUG1] main:728 (iss_comm) - iss_comm thread stopped", since)
+    assert not board.log.find("[NOTICE] main:280 *", since)
+
+
+def test_stop_unregisters_the_activities(board):
+    board.up()
+    kicks = board.cam.ops("kick")
+    board.stop()
+    assert board.cam.ops("unregister") == ["OPS", "main"]
+    assert board.cam.ops("kick") == kicks
+    assert len(board.cam.ops("close")) >= 2
+
+
+def test_stop_releases_the_name_and_the_connection(board):
+    board.up()
+    board.stop()
+    board.ops.end_of_stream()
+    assert board.bus.bus("NameHasOwner", "s", "otn.Trelvik") == (False,)
+
+
+def test_second_signal_during_the_stop_does_no_harm(board):
+    board.up()
+    board.daemon.send_signal(signal.SIGTERM)
+    board.daemon.send_signal(signal.SIGINT)
+    board.stop()
+
+
+def test_daemon_can_be_started_again(board):
+    for _ in range(3):
+        board.up()
+        call = board.bus.set_port_params(3, 1)
+        board.ops.serve(record.IFC_INSERT_DELETE_IND)
+        call.reply()
+        board.stop()
+
+
+@pytest.mark.parametrize("line", ["[INFO] main:673 *", "[INFO] SrvRedundancy:*", "[INFO] main:717 *",
+                                  "[INFO] SrvDbg:50 *", CONNECTED])
+def test_stop_during_the_start(board, line):
+    board.start()
+    board.log.wait(line)
+    board.stop()
+    board.log.wait(FINISHED)
+
+
+def test_stop_as_soon_as_the_signal_is_blocked(board):
+    board.start()
+
+    def blocked():
+        with open(f"/proc/{board.daemon.pid}/status", encoding="ascii") as status:
+            masks = dict(line.split(":\t") for line in status if line.startswith(("SigBlk", "SigCgt")))
+        return int(masks["SigBlk"], 16) >> (signal.SIGTERM - 1) & 1
+    until(blocked, "SIGTERM is blocked")
+    board.stop()
+    board.log.wait(FINISHED)
+
+
+def test_stop_while_the_bus_does_not_answer_the_query(board):
+    manager = board.peer()
+    manager.serve("getRedundantState", HANG)
+    manager.request_name("otn.redundancyManager")
+    board.start()
+    until(lambda: manager.served, "the query")
+    board.stop()
+
+
+def test_stop_without_ops(board):
+    board.expect_log(REFUSED)
+    board.start(ops=False)
+    board.log.wait(REFUSED)
+    board.alive()
+    board.stop()
+
+
+def test_stop_before_ops_says_anything(board):
+    board.connected()
+    board.bus.set_port_params(3, 1)
+    board.alive()
+    board.stop()
+
+
+def test_stop_with_a_record_outstanding(board):
+    board.up()
+    call = board.bus.set_port_params(3, 1)
+    board.ops.expect(record.IFC_INSERT_DELETE_IND)
+    board.stop()
+    assert call.error() == "org.freedesktop.DBus.Error.NoReply"
+
+
+def test_stop_after_the_connection_was_lost(board):
+    board.up()
+    board.bus.set_port_params(3, 1)
+    board.ops.expect(record.IFC_INSERT_DELETE_IND)
+    board.ops.drop()
+    board.log.wait("[INFO] main:343 *")
+    board.stop()
+
+
+def test_stop_with_a_full_ring(board):
+    board.connected(level=9)
+    for mark in range(19):
+        board.debug.send(record.make(record.FLUSH_CMD, mark=mark))
+    board.sync_debug()
+    board.debug.receive()
+    board.stop()
+
+
+def fill_connection(board, request):
+    """Has OPS answer without reading until the sender stays in its write; returns the place in the log."""
+    while True:
+        place = board.log.mark()
+        board.debug.send(request)
+        board.log.wait("[DEBUG3] main:733 *", place)
+        try:
+            board.log.wait("[DEBUG3] main:735 *", place, deadline=0.5 * SLOW)
+        except AssertionError:
+            return place
+        board.ops.answer(request)
+        board.debug.receive()
+
+
+def test_stop_while_ops_does_not_read(board):
+    board.expect_log("[ERROR] IssSocket:81 (sentPacket) - Failed to send msg to ISS: *")
+    board.start_ops(receive_buffer=4096)
+    board.up(level=9)
+    request = record.make(record.FLUSH_CMD)
+    place = fill_connection(board, request)
+    board.ops.send(record.make(record.WATCH_DOG_INTERVAL))  # the main loop then waits for the ring's lock
+    board.log.wait("[DEBUG3] main:322 *", place)
+    board.stop()
+
+
+def test_stop_while_the_connection_hangs(board):
+    board.expect_log("[WARNING] IssSocket:49 (StartTcpClient) - OPS socket connection failed (*")
+    board.start_ops(backlog=0)
+    fillers = []
+
+    def connecting():
+        with open("/proc/net/tcp", encoding="ascii") as table:
+            return sum(1 for line in table if " 0100007F:1F40 02 " in line)
+    while not connecting():
+        filler = socket.socket()
+        filler.setblocking(False)
+        filler.connect_ex(ADDRESS)
+        fillers.append(filler)
+    waiting = connecting()
+    board.start()
+    until(lambda: connecting() > waiting, "the daemon waits for its connection")
+    board.stop()
+    for filler in fillers:
+        filler.close()
+
+
+def long_open_ports(board, seconds=60):
+    with open(OPEN_PORTS, "w", encoding="ascii") as script:
+        script.write(f"#!/bin/sh\ntouch /tmp/ports_opened\nexec sleep {seconds}\n")
+    os.chmod(OPEN_PORTS, 0o755)
+    board.connected(name=CSM_BOARD)
+    board.ops.send(record.reloaded())
+    board.wait_file("/tmp/ports_opened")
+
+
+def test_stop_while_a_command_runs(board):
+    long_open_ports(board)
+    board.stop()
+
+
+def test_stop_while_a_command_runs_and_workers_wait(board):
+    long_open_ports(board)
+    for port in range(1, 29):
+        board.bus.set_port_params(1, port)
+    board.alive()
+    board.stop()
+
+
+def test_stop_while_workers_run(board):
+    board.bus  # connected beforehand
+    board.up()
+    caller = board.bus
+    stop = threading.Event()
+
+    def call():
+        while not stop.is_set():
+            try:
+                caller.set_port_params(5, 1, expect_reply=False)
+            except OSError:
+                return
+    thread = threading.Thread(target=call)
+    thread.start()
+    try:
+        board.bus.get_trace_level()
+        board.stop()
+    finally:
+        stop.set()
+        thread.join()
+
+
+def test_stop_in_a_flood_of_messages_at_trace_level_9(board):
+    board.up(level=9)
+    flood = record.make(record.WATCH_DOG_INTERVAL) * 20
+
+    def send():
+        try:
+            while True:
+                board.ops.send(flood)
+        except OSError:
+            pass  # the daemon has gone
+    thread = threading.Thread(target=send)
+    thread.start()
+    board.log.wait("[DEBUG2] main:439 *", count=100, deadline=20)
+    board.stop()
+    thread.join()
+
+
+def test_stop_in_a_flood_of_requests_at_trace_level_9(board):
+    board.up(level=9)
+    board.bus.set_port_params(1, 1)
+    for _ in range(300):
+        board.bus.set_port_params(5, 1)
+    board.log.wait("[DEBUG2] SrvIss:* (run_iss_script_thread) - stopped")
+    board.stop()
+
+
+def test_sigpipe_only_logs(board):
+    board.up()
+    for _ in range(3):
+        since = board.log.mark()
+        board.daemon.send_signal(signal.SIGPIPE)
+        board.log.wait("[NOTICE] main:76 (handle_sig_pipe) - Signal Broken pipe (13) received", since)
+    call = board.bus.set_port_params(3, 1)
+    board.ops.serve(record.IFC_INSERT_DELETE_IND)
+    call.reply()

@@ -1,0 +1,144 @@
+import os
+
+import pytest
+
+from trelvik import record
+from trelvik.board import CONNECTED
+from trelvik.bus import COMMON
+from trelvik.wait import SLOW, until
+
+BUS_THREAD = "[INFO] main:673 (start_otn_comm) - OTNBUS thread started\n"
+ASK_STATE = ("[INFO] SrvRedundancy:* (register_interface) - ask current status to redundancy mgr "
+             "because we never obtained updates before we started")
+SENDER_THREAD = "[INFO] main:717 (iss_comm) - Started thread: message handling to OPS\n"
+DEBUG_SOCKET = "[INFO] SrvDbg:50 (StartUdpServer) - Debug socket up [fd=*]\n"
+BAD_MAC = "[NOTICE] main:155 (main) - not able to find mac: Numerical result out of range"
+
+
+def source_mac(board):
+    """The board's MAC address, as the daemon puts it into the map message."""
+    board.bus.set_port_params(1, 3)
+    board.ops.serve(record.RUN_DEFAULT_SCRIPT_COMMAND)
+    return record.field(board.ops.serve(record.MGMT_INTERFACE_MAPPING_IND), "sourceMac")
+
+
+def test_lines_come_in_order(board):
+    board.connected()
+    board.log.sequence([BUS_THREAD, ASK_STATE, SENDER_THREAD])
+    board.log.sequence([BUS_THREAD, ASK_STATE, DEBUG_SOCKET, CONNECTED])
+
+
+def test_lines_have_their_syslog_priorities(board):
+    board.connected()
+    user = 8  # the default facility
+    assert board.log.wait(CONNECTED).priority == user + 6
+    board.bus.set_trace_level(9)
+    assert board.log.wait("[NOTICE] SrvCommon:37 (set_trace_level) - Set trace level to [9]").priority == user + 5
+    board.expect_log("[ERROR] main:624 *")
+    board.ops.send(record.make(record.CONFIG_STATUS))
+    assert board.log.wait("[ERROR] main:624 *").priority == user + 3
+    assert board.log.wait("[DEBUG1] MsgHandle:44 *").priority == user + 7
+    assert board.log.wait("[DEBUG2] MsgHandle:130 *").priority == user + 7
+    assert board.log.wait("[DEBUG3] main:628 *").priority == user + 7
+    assert {line.ident for line in board.log.all()} == {"Trelvik"}
+
+
+def test_starts_at_level_info(board):
+    board.connected()
+    assert board.bus.get_trace_level() == (6,)
+    assert not board.log.find("[DEBUG*")
+
+
+def test_unknown_option_is_logged_and_ignored(board):
+    board.expect_log("[ERROR] main:139 (main) - Unknown option x")
+    board.up("-x", "-p")
+    board.bus.set_port_params(1, 3)
+    board.ops.serve(record.RUN_DEFAULT_SCRIPT_COMMAND)
+    board.ops.serve(record.MGMT_INTERFACE_MAPPING_IND, acPort=0xFFFFFFFF)
+
+
+def test_mac_address_is_read_in_order(board):
+    board.up(mac="00:1A:2b:3c:4d:5e")
+    assert source_mac(board) == bytes.fromhex("001a2b3c4d5e")
+
+
+def test_mac_address_unset_stays_zero(board):
+    board.up(mac=None)
+    assert source_mac(board) == bytes(6)
+
+
+def test_mac_token_out_of_range_is_stored_all_the_same(board):
+    board.up(mac="01:ffffffffffffffffff:03:04:05:06")
+    board.log.wait(BAD_MAC)
+    assert source_mac(board) == bytes.fromhex("01ff03040506")
+
+
+def test_mac_tokens_beyond_the_sixth_do_no_harm(board):
+    board.up(mac=":".join(f"{byte:02x}" for byte in range(0x10, 0x40)))
+    assert source_mac(board) == bytes.fromhex("101112131415")
+
+
+def test_without_monitor_device_the_daemon_runs(board):
+    board.up(cam=False)
+    board.ops.send(record.make(record.WATCH_DOG_INTERVAL))
+    board.sync_ops()
+    board.ops.drop()
+    board.ops.accept(7 * SLOW)
+    assert not os.path.exists("/dev/K7V_CAM")
+    assert board.cam.lines() == []
+
+
+def test_monitor_activities_are_registered(board):
+    board.connected()
+    board.cam.wait("timeout", count=2)
+    lines = [line for line in board.cam.lines() if line[0] in ("register", "timeout")]
+    assert lines == [("register", "main"), ("timeout", "120000"), ("register", "OPS"), ("timeout", "120000")]
+
+
+def test_without_bus_the_daemon_gives_up(board):
+    board.expect_log("[ERROR] main:187 (main) - Failed to start OTN bus thread")
+    board.start(bus=False, ops=False)
+    board.wait_exit(status=255, limit=8 * SLOW)
+    assert not board.log.find(SENDER_THREAD)
+
+
+def test_bus_that_comes_late_is_still_found(board):
+    board.start_ops()
+    board.start(bus=False)
+    board.log.wait(BUS_THREAD)
+    board.start_bus()
+    board.ops.accept(7 * SLOW)
+    board.alive()
+
+
+def test_name_owned_by_another_is_waited_for(board):
+    board.bus.request_name("otn.Trelvik")
+    board.start()
+    board.log.wait(BUS_THREAD)
+    assert board.bus.owner_of("otn.Trelvik") == board.bus.unique_name
+    board.bus.bus("ReleaseName", "s", "otn.Trelvik")
+    board.ops.accept(7 * SLOW)
+    assert board.bus.owner_of("otn.Trelvik") != board.bus.unique_name
+
+
+def test_call_that_arrives_before_the_dispatch_is_served(board):
+    manager = board.peer()
+    caller = board.bus
+    early = []
+
+    def answer():
+        early.append(caller.call(COMMON, "get_trace_level"))
+        return ("i", (15,))
+    manager.serve("getRedundantState", answer)
+    manager.request_name("otn.redundancyManager")
+    board.start()
+    until(lambda: early, "the query at registration")
+    assert early[0].reply() == (6,)
+
+
+@pytest.mark.parametrize("name", ["", "EDGE", "CS M"])
+def test_names_without_csm_are_other_boards(board, name):
+    board.up(name=name)
+    board.ops.send(record.make(record.TASK_INIT_STATUS))
+    board.sync_ops()
+    assert board.ops.silent()
