@@ -50,8 +50,6 @@ class OBstub : public OBconnection {
   bool registerAs(const char* busInterfaceName, bool receiver);
 
   OBinterface* m_service;
-  OBcomponent* m_component;
-  int m_connectionHandle = -1;
   int m_registrationHandle = -1;
   std::string m_busInterfaceName;
   const OBinterfaceDescription& m_description;

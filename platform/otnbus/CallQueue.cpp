@@ -1,0 +1,58 @@
+#include "otnbus/CallQueue.h"
+
+#include <utility>
+
+#include "OBstubReply.h"
+
+namespace otnbus {
+
+CallQueue::CallQueue() {
+  sem_init(&m_semaphore, 0, 0);
+}
+
+CallQueue::~CallQueue() {
+  clear();
+  sem_destroy(&m_semaphore);
+}
+
+bool CallQueue::hasRoom(size_t textSize) {
+  const std::lock_guard guard(m_mutex);
+  return m_entries.size() < maxEntries && textSize <= maxTextSize - m_textSize;
+}
+
+void CallQueue::post(Entry entry) {
+  {
+    const std::lock_guard guard(m_mutex);
+    m_textSize += entry.textSize;
+    m_entries.push_back(std::move(entry));
+  }
+  sem_post(&m_semaphore);
+}
+
+bool CallQueue::take(Entry& entry) {
+  for (;;) {
+    while (sem_wait(&m_semaphore) != 0) {
+    }
+    if (killed()) return false;
+    const std::lock_guard guard(m_mutex);
+    if (m_entries.empty()) continue;
+    entry = std::move(m_entries.front());
+    m_entries.pop_front();
+    m_textSize -= entry.textSize;
+    return true;
+  }
+}
+
+void CallQueue::clear() {
+  const std::lock_guard guard(m_mutex);
+  for (const Entry& entry : m_entries) OBstubReply::release(entry.message.reply);
+  m_entries.clear();
+  m_textSize = 0;
+}
+
+void CallQueue::kill() {
+  m_killed.store(true, std::memory_order_relaxed);
+  sem_post(&m_semaphore);
+}
+
+}  // namespace otnbus

@@ -1,0 +1,110 @@
+// The component's connection to D-Bus.
+//
+// The bus thread opens it, fills it and runs the dispatch. While run() runs, one I/O thread owns the sd_bus
+// and every sd_bus_message; before that, the bus thread does. Nobody else touches either: other threads post
+// to the outbox. So a handler may block as long as it likes.
+#pragma once
+
+#include <systemd/sd-bus.h>
+
+#include <atomic>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "OBmessage.h"
+#include "otnbus/CallQueue.h"
+#include "otnbus/Outbox.h"
+#include "otnbus/Registry.h"
+#include "otnbus/values.h"
+
+namespace otnbus {
+
+class Connection {
+ public:
+  explicit Connection(std::string component);
+  ~Connection();
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
+
+  const std::string& component() const { return m_component; }
+  const std::shared_ptr<Outbox>& outbox() const { return m_outbox; }
+
+  /// Connects and takes the component's name; tries again twice a second until it has both, or until the kill
+  /// message or a stop of the process.
+  void open();
+
+  /// A registration's handle, or -1 after a log line.
+  int offer(OBstub* stub, const OBinterfaceDescription& description, const std::string& busInterfaceName);
+  int receive(OBstub* stub, const OBinterfaceDescription& description, const std::string& busInterfaceName);
+  void withdraw(int registration) { m_registry.remove(registration); }
+  /// Calls a query of the interface at its sender; see OBstub::query.
+  bool query(const OBinterfaceDescription& description, const std::string& busInterfaceName,
+             const char* member, OBvalue& result);
+
+  /// Dispatches on the calling thread until the kill message, then closes the connection.
+  void run();
+  /// Async-signal-safe; any thread.
+  void kill() { m_queue.kill(); }
+
+ private:
+  /// A message that came before run(); `checked` tells that a signal's sender was found to be the right one.
+  struct Early {
+    Message message;
+    bool checked;
+  };
+  /// A receiver's sender: its unique name on the bus, empty when it has none.
+  struct Sender {
+    std::string wellKnownName;
+    std::string owner;
+    bool known = false;  ///< false until the bus was asked
+  };
+
+  bool stopRequested() const;
+  std::string attempt();
+  /// Sends the call and waits for its answer, while other messages are taken in; null without a good one.
+  Message call(const Message& request, uint64_t limitMs, std::string* error = nullptr);
+  Message callBus(const char* method, const std::string& argument, std::string* error = nullptr);
+  void lost(int error);
+  void closeBus();
+
+  static void* ioThread(void* self);
+  void ioLoop();
+  int waitForWork(bool takePosted, int limitMs);
+  void sendPosted();
+  void flush();
+  uint64_t queuedWrites() const;
+
+  static int onMessage(sd_bus_message* message, void* self, sd_bus_error*);
+  int incoming(sd_bus_message* message);
+  void handleCall(sd_bus_message* call);
+  void handleProperties(sd_bus_message* call, const Registry::Entry& object);
+  void dispatchCall(sd_bus_message* call, const Registry::Entry& object, unsigned member);
+  int handleSignal(sd_bus_message* signal);
+  void dispatchSignal(sd_bus_message* signal);
+  void ownerChanged(sd_bus_message* signal);
+  Sender& sender(const OBinterfaceDescription& description);
+  void keepEarly(sd_bus_message* message, bool checked);
+  void replayEarly();
+  void checkEarlySignals();
+
+  const std::string m_component;
+  const std::shared_ptr<Outbox> m_outbox = std::make_shared<Outbox>();
+  CallQueue m_queue;
+  Registry m_registry;
+
+  // Of the thread that owns the bus.
+  sd_bus* m_bus = nullptr;
+  std::deque<Early> m_early;
+  std::vector<Sender> m_senders;
+  std::unordered_map<uint64_t, Message> m_replies;  ///< begun replies by call
+  uint64_t m_lastCall = 0;
+  bool m_running = false;
+  bool m_closing = false;
+  bool m_droppingSignals = false;  ///< the WARNING of this overflow is written
+};
+
+}  // namespace otnbus

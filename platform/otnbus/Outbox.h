@@ -1,0 +1,62 @@
+// What other threads give the bus's I/O thread to send: replies, given-up replies, and signals.
+//
+// Shared by the connection, the stubs and the reply handles, and outlives the connection: once it is closed,
+// everything posted is dropped. Any thread may post; one thread takes.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <deque>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "OBmessage.h"
+
+namespace otnbus {
+
+class Outbox {
+ public:
+  enum class Kind { Reply, Release, Signal };
+  struct Item {
+    Kind kind;
+    uint64_t call;  ///< which reply
+    std::string path;
+    std::string interfaceName;
+    std::string member;
+    std::vector<OBvalue> values;
+  };
+  /// Signals waiting to be sent; beyond it they are dropped.
+  static constexpr size_t maxSignals = 65536;
+
+  Outbox();
+  ~Outbox();
+  Outbox(const Outbox&) = delete;
+  Outbox& operator=(const Outbox&) = delete;
+
+  void postReply(uint64_t call, std::vector<OBvalue> values);
+  void postRelease(uint64_t call);
+  void postSignal(std::string path, std::string interfaceName, std::string member,
+                  std::vector<OBvalue> values);
+
+  /// Everything posted later is dropped.
+  void close();
+  bool closed() const { return m_closed.load(std::memory_order_acquire); }
+
+  /// Readable when there is something to take, or when the outbox was closed.
+  int wakeDescriptor() const { return m_wake; }
+  std::deque<Item> take();
+
+ private:
+  void post(Item item);
+  void wake() const;
+
+  const int m_wake;
+  std::mutex m_mutex;
+  std::deque<Item> m_items;  ///< guarded by m_mutex
+  size_t m_signals = 0;      ///< how many of them are signals; guarded by m_mutex
+  bool m_dropping = false;   ///< the WARNING of this overflow is written; guarded by m_mutex
+  std::atomic<bool> m_closed{false};
+};
+
+}  // namespace otnbus

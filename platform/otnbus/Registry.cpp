@@ -1,0 +1,127 @@
+#include "otnbus/Registry.h"
+
+#include <string.h>
+
+#include <algorithm>
+#include <set>
+
+namespace otnbus {
+
+namespace {
+
+constexpr const char* documentHead =
+    R"xml(<!DOCTYPE node PUBLIC "-//freedesktop//DTD D-BUS Object Introspection 1.0//EN"
+ "http://www.freedesktop.org/standards/dbus/1.0/introspect.dtd">
+<node>
+<interface name="org.freedesktop.DBus.Peer">
+ <method name="Ping"/>
+ <method name="GetMachineId">
+  <arg name="machine_uuid" type="s" direction="out"/>
+ </method>
+</interface>
+<interface name="org.freedesktop.DBus.Introspectable">
+ <method name="Introspect">
+  <arg name="xml_data" type="s" direction="out"/>
+ </method>
+</interface>
+<interface name="org.freedesktop.DBus.Properties">
+ <method name="Get">
+  <arg name="interface_name" type="s" direction="in"/>
+  <arg name="property_name" type="s" direction="in"/>
+  <arg name="value" type="v" direction="out"/>
+ </method>
+ <method name="Set">
+  <arg name="interface_name" type="s" direction="in"/>
+  <arg name="property_name" type="s" direction="in"/>
+  <arg name="value" type="v" direction="in"/>
+ </method>
+ <method name="GetAll">
+  <arg name="interface_name" type="s" direction="in"/>
+  <arg name="properties" type="a{sv}" direction="out"/>
+ </method>
+</interface>
+)xml";
+
+/// What the paths below `path` begin with.
+std::string below(const std::string& path) {
+  return path == "/" ? path : path + "/";
+}
+
+}  // namespace
+
+std::string interfaceName(const OBinterfaceDescription& description) {
+  return std::string("otn.") + description.interfaceClass;
+}
+
+int Registry::add(OBstub* stub, const OBinterfaceDescription& description, const std::string& path,
+                  bool receiver) {
+  const std::lock_guard guard(m_mutex);
+  for (const Entry& entry : m_entries) {
+    if (entry.path == path && entry.receiver == receiver) return -1;
+  }
+  m_entries.push_back({m_nextHandle, stub, &description, path, receiver});
+  return m_nextHandle++;
+}
+
+void Registry::remove(int handle) {
+  const std::lock_guard guard(m_mutex);
+  std::erase_if(m_entries, [handle](const Entry& entry) { return entry.handle == handle; });
+}
+
+OBstub* Registry::stub(int handle) const {
+  const std::lock_guard guard(m_mutex);
+  for (const Entry& entry : m_entries) {
+    if (entry.handle == handle) return entry.stub;
+  }
+  return nullptr;
+}
+
+Registry::Entry Registry::object(const std::string& path) const {
+  const std::lock_guard guard(m_mutex);
+  for (const Entry& entry : m_entries) {
+    if (!entry.receiver && entry.path == path) return entry;
+  }
+  return {};
+}
+
+Registry::Entry Registry::receiver(const std::string& path, const char* interfaceName, const char* signal,
+                                   unsigned& member) const {
+  const std::lock_guard guard(m_mutex);
+  for (const Entry& entry : m_entries) {
+    if (!entry.receiver || entry.path != path) continue;
+    if (otnbus::interfaceName(*entry.description) != interfaceName) continue;
+    const std::span<const OBmember> members = entry.description->members;
+    for (member = 0; member < members.size(); ++member) {
+      if (members[member].kind == OBmember::Kind::Signal && strcmp(members[member].name, signal) == 0) {
+        return entry;
+      }
+    }
+  }
+  return {};
+}
+
+bool Registry::nodeExists(const std::string& path) const {
+  const std::string prefix = below(path);
+  const std::lock_guard guard(m_mutex);
+  return path == "/" || std::any_of(m_entries.begin(), m_entries.end(), [&](const Entry& entry) {
+           return !entry.receiver && (entry.path == path || entry.path.starts_with(prefix));
+         });
+}
+
+std::string Registry::introspect(const std::string& path) const {
+  const std::string prefix = below(path);
+  std::string text = documentHead;
+  std::set<std::string> children;
+  const std::lock_guard guard(m_mutex);
+  for (const Entry& entry : m_entries) {
+    if (entry.receiver) continue;
+    if (entry.path == path) text += entry.description->xml;
+    if (!entry.path.starts_with(prefix)) continue;
+    const size_t end = entry.path.find('/', prefix.size());
+    children.insert(entry.path.substr(prefix.size(), end - prefix.size()));
+  }
+  for (const std::string& child : children) text += "<node name=\"" + child + "\"/>\n";
+  return text + "</node>\n";
+}
+
+}  // namespace otnbus

@@ -1,0 +1,51 @@
+// The stubs registered on a connection: the object tree that peers see, and the signals received.
+//
+// The bus thread registers and withdraws; the I/O thread looks up. All operations may be called at the same
+// time.
+#pragma once
+
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "OBinterfaceDescription.h"
+
+class OBstub;
+
+namespace otnbus {
+
+class Registry {
+ public:
+  struct Entry {
+    int handle = -1;
+    OBstub* stub = nullptr;
+    const OBinterfaceDescription* description = nullptr;  ///< null: no such entry
+    std::string path;
+    bool receiver = false;
+  };
+
+  /// The handle, or -1 when an object, or a receiver, of this path exists.
+  int add(OBstub* stub, const OBinterfaceDescription& description, const std::string& path, bool receiver);
+  void remove(int handle);
+
+  OBstub* stub(int handle) const;
+  /// The object at this path.
+  Entry object(const std::string& path) const;
+  /// The receiver of this signal; `member` is its place in the description.
+  Entry receiver(const std::string& path, const char* interfaceName, const char* signal,
+                 unsigned& member) const;
+  /// True for the objects and every node above them.
+  bool nodeExists(const std::string& path) const;
+  /// What introspection of an existing node tells.
+  std::string introspect(const std::string& path) const;
+
+ private:
+  mutable std::mutex m_mutex;
+  std::vector<Entry> m_entries;  ///< guarded by m_mutex
+  int m_nextHandle = 0;
+};
+
+/// D-Bus's name of the interface class.
+std::string interfaceName(const OBinterfaceDescription& description);
+
+}  // namespace otnbus
