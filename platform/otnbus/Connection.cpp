@@ -70,7 +70,9 @@ bool Connection::stopRequested() const {
 
 void Connection::open() {
   bool told = false;
-  while (!stopRequested()) {
+  // A pending stop does not end this: a process that is told to stop before it has a bus ends by its start-up
+  // limit, one whose bus is there comes up and then stops.
+  while (!m_queue.killed()) {
     const std::string obstacle = attempt();
     if (m_bus != nullptr) {
       if (told) {
@@ -79,12 +81,12 @@ void Connection::open() {
       }
       return;
     }
-    if (!told && !stopRequested()) {
+    if (!told) {
       TRACE_TO(platformTrace(), WARNING, "otnbus", __LINE__, __func__,
                "Component %s is not on the bus yet, trying again: %s", m_component.c_str(), obstacle.c_str());
       told = true;
     }
-    for (int waited = 0; waited < retryInterval && !stopRequested(); waited += stopSlice) {
+    for (int waited = 0; waited < retryInterval && !m_queue.killed(); waited += stopSlice) {
       poll(nullptr, 0, stopSlice);
     }
   }
@@ -102,7 +104,7 @@ std::string Connection::attempt() {
   const Message owned(request);
   sd_bus_message_append(request, "su", ("otn." + m_component).c_str(), doNotQueue);
   std::string obstacle;
-  const Message answer = call(owned, busLimit, &obstacle);
+  const Message answer = call(owned, busLimit, OnStop::GoOn, &obstacle);
   uint32_t result = 0;
   if (answer && sd_bus_message_read(answer.get(), "u", &result) > 0) {
     if (result == primaryOwner) return {};
@@ -112,12 +114,13 @@ std::string Connection::attempt() {
   return obstacle;
 }
 
-Message Connection::call(const Message& request, uint64_t limitMs, std::string* error) {
+Message Connection::call(const Message& request, uint64_t limitMs, OnStop onStop, std::string* error) {
   Answer answer;
   sd_bus_slot* slot = nullptr;
   int result = sd_bus_call_async(m_bus, &slot, request.get(), onAnswer, &answer, limitMs * 1000);
   const auto deadline = steady_clock::now() + milliseconds(limitMs);
-  while (result >= 0 && !answer.done && !stopRequested() && steady_clock::now() < deadline) {
+  const auto brokenOff = [&] { return onStop == OnStop::GiveUp ? stopRequested() : m_queue.killed(); };
+  while (result >= 0 && !answer.done && !brokenOff() && steady_clock::now() < deadline) {
     result = sd_bus_process(m_bus, nullptr);
     if (result == 0) {
       const auto left = deadline - steady_clock::now();
@@ -149,7 +152,7 @@ Message Connection::callBus(const char* method, const std::string& argument, std
   sd_bus_message_new_method_call(m_bus, &request, busName, "/org/freedesktop/DBus", busName, method);
   const Message owned(request);
   sd_bus_message_append(request, "s", argument.c_str());
-  return call(owned, busLimit, error);
+  return call(owned, busLimit, OnStop::GiveUp, error);
 }
 
 int Connection::offer(OBstub* stub, const OBinterfaceDescription& description,
@@ -215,7 +218,7 @@ bool Connection::query(const OBinterfaceDescription& description, const std::str
   }
   const Message owned(request);
   sd_bus_message_set_auto_start(request, 0);
-  const Message answer = call(owned, queryLimit);
+  const Message answer = call(owned, queryLimit, OnStop::GiveUp);
   std::vector<OBvalue> values;
   if (!answer || !readValues(answer.get(), found->out, values)) return false;
   if (values.size() != 1 || values[0].index() != result.index()) return false;

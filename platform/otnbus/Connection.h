@@ -33,8 +33,8 @@ class Connection {
   const std::string& component() const { return m_component; }
   const std::shared_ptr<Outbox>& outbox() const { return m_outbox; }
 
-  /// Connects and takes the component's name; tries again twice a second until it has both, or until the kill
-  /// message or a stop of the process.
+  /// Connects and takes the component's name; tries again twice a second until it has both or is
+  /// killed.
   void open();
 
   /// A registration's handle, or -1 after a log line.
@@ -63,10 +63,13 @@ class Connection {
     bool known = false;  ///< false until the bus was asked
   };
 
+  /// What a stop of the process does to a call under way; the kill message always ends it.
+  enum class OnStop { GoOn, GiveUp };
+
   bool stopRequested() const;
   std::string attempt();
   /// Sends the call and waits for its answer, while other messages are taken in; null without a good one.
-  Message call(const Message& request, uint64_t limitMs, std::string* error = nullptr);
+  Message call(const Message& request, uint64_t limitMs, OnStop onStop, std::string* error = nullptr);
   Message callBus(const char* method, const std::string& argument, std::string* error = nullptr);
   void lost(int error);
   void closeBus();
