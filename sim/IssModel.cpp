@@ -105,9 +105,13 @@ std::string IssModel::handle(OtnIpcMsg& msg, std::string& notes) {
 std::string IssModel::runScript(const ops::RunScript& request, std::string& notes) {
   const std::string input(fieldText(request.inputFile));
   const std::string output(fieldText(request.outputFile));
+  // The default script is ISS's own: whatever it holds, ISS runs it.
+  const bool isDefault = input == defaultScript;
   std::string content;
-  if (!readScript(input, content)) return std::string(scriptOpenError);
-  if (input == defaultScript) return {};
+  if (isDefault ? access(input.c_str(), R_OK) != 0 : !readScript(input, content)) {
+    return std::string(scriptOpenError);
+  }
+  if (isDefault) return {};
   ScriptResult result = checkScript(content);
   if (output.starts_with('/')) writeOutput(output, result.output, notes);
   return std::move(result.error);

@@ -1,6 +1,11 @@
 #include "IssModel.h"
 
 #include <gmock/gmock.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "TemporaryDirectory.h"
 
@@ -266,6 +271,30 @@ TEST_F(IssModel, ReportsAnOutputThatCannotBeWritten) {
   const TemporaryDirectory directory;
   answer(script(directory.write("in", "configure terminal\nend\n"), directory.path("no/out")));
   EXPECT_EQ(m_notes, "cannot write " + directory.path("no/out") + ": No such file or directory");
+}
+
+/// For a process of its own: hides the machine's /etc. The number of the step that failed, 0 for none.
+int runDefaultScript() {
+  if (unshare((geteuid() == 0 ? 0 : CLONE_NEWUSER) | CLONE_NEWNS) != 0 ||
+      mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+      mount("tmpfs", "/etc", "tmpfs", 0, nullptr) != 0 || mkdir("/etc/iss", 0755) != 0) {
+    return 1;
+  }
+  sim::IssModel model;
+  std::string notes;
+  const OtnIpcMsg request = script("/etc/iss/bh_default.txt", "outscr.sh");
+  if (fieldText(model.answer(request, notes).errorString) != "Unable to open script file\r\n") return 2;
+  std::ofstream("/etc/iss/bh_default.txt") << "anything at all";
+  if (fieldText(model.answer(request, notes).errorString) != ops::noError) return 3;
+  return 0;
+}
+
+TEST_F(IssModel, RunsItsDefaultScriptWhateverItHolds) {
+  const pid_t child = fork();
+  if (child == 0) _exit(runDefaultScript());
+  int status = -1;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0) << "step " << WEXITSTATUS(status);
 }
 
 TEST_F(IssModel, AnswersAZeroedRecordAsAScriptThatFailed) {
