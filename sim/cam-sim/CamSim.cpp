@@ -32,6 +32,7 @@ struct Activity {
   dev_t device = 0;         ///< with inode: the anonymous file, the same for duplicates of fd
   ino_t inode = 0;
   bool registered = false;
+  /// Initialised: GCC 12 drops the other members' initial values of a constinit array otherwise.
   char name[maxText] = {};
   size_t nameLength = 0;
   int64_t timeoutMs = 0;   ///< 0 = none set

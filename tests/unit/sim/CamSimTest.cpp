@@ -116,6 +116,18 @@ TEST_F(CamSim, TakesNoSignalFromTheProcess) {
             "open ok\nregister ok\ntimeout ok\nsignals ok\n");
 }
 
+TEST_F(CamSim, ServesThreadsAtOnce) {
+  EXPECT_EQ(probe({"threads"}), "threads ok\n");
+  const std::vector<std::string> lines = logged();
+  EXPECT_EQ(lines.size(), 4U * 25 * 6);
+  for (int i = 0; i < 4; ++i) {
+    const std::string name = "thread" + std::to_string(i);
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), "register " + name), 25);
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), "kick " + name), 25);
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), "unregister " + name), 25);
+  }
+}
+
 TEST_F(CamSim, EmulatesWithoutALog) {
   Program program({CAM_PROBE, "open", "register=main", "timeout=60000", "kick", "unregister", "close"},
                   {"LD_PRELOAD=" CAM_SIM, "ASAN_OPTIONS=verify_asan_link_order=0"});

@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -16,6 +17,7 @@
 #include <sstream>
 #include <string>
 #include <thread>
+#include <vector>
 
 namespace {
 
@@ -24,7 +26,7 @@ struct TextRequest {
   const char* text;
 };
 
-int g_fd = -1;
+thread_local int g_fd = -1;
 volatile sig_atomic_t g_signals = 0;
 
 bool await(const std::string& text) {
@@ -65,6 +67,25 @@ bool takesSignals() {
   return g_signals == 1;
 }
 
+/// Several threads at once, each with an activity of its own.
+bool inThreads() {
+  std::vector<std::thread> threads;
+  std::atomic<bool> good = true;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&good, i] {
+      for (int round = 0; round < 25; ++round) {
+        g_fd = open("/dev/K7V_CAM", O_RDWR | O_CLOEXEC);
+        const bool done = requestText(0x4004D101, "thread" + std::to_string(i)) &&
+                          ioctl(g_fd, 0x4004D12D, 60000UL) == 0 && ioctl(g_fd, 0xD167, 0) == 0 &&
+                          ioctl(g_fd, 0xD134, 0) == 0 && close(g_fd) == 0;
+        if (!done) good = false;
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  return good;
+}
+
 bool carryOut(const std::string& name, const std::string& value) {
   if (name == "open") return (g_fd = open("/dev/K7V_CAM", O_RDWR | O_CLOEXEC)) >= 0;
   if (name == "open64") return (g_fd = open64("/dev/K7V_CAM", O_RDWR)) >= 0;
@@ -80,6 +101,7 @@ bool carryOut(const std::string& name, const std::string& value) {
   if (name == "cloexec") return (fcntl(g_fd, F_GETFD) & FD_CLOEXEC) != 0;
   if (name == "child") return inChild();
   if (name == "signals") return takesSignals();
+  if (name == "threads") return inThreads();
   if (name == "await") return await(value);
   errno = EINVAL;
   return false;
