@@ -1,0 +1,162 @@
+// The board half of the platform library.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <fstream>
+
+#include "File.h"
+#include "TraceObject.h"
+#include "boardUtils.h"
+#include "executeCommand.h"
+#include "logAssertFailed.h"
+#include "stopPending.h"
+#include "support/SyslogCapture.h"
+#include "support/waitFor.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+TEST(ExecuteCommand, reportsStatusAndOutput) {
+  int status = 77;
+  std::string output = "before";
+  EXPECT_TRUE(otn::executeCommand("echo out; echo err >&2", true, &status, &output, true));
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(output, "out\n");
+  EXPECT_FALSE(otn::executeCommand("printf x; exit 3", true, &status, &output, true));
+  EXPECT_EQ(status, 3);
+  EXPECT_EQ(output, "x");
+  EXPECT_FALSE(otn::executeCommand("kill -9 $$", true, &status, nullptr, true));
+  EXPECT_EQ(status, -1);
+}
+
+TEST(ExecuteCommand, collectsMoreOutputThanAPipeHolds) {
+  std::string output;
+  EXPECT_TRUE(otn::executeCommand("head -c 300000 /dev/zero", true, nullptr, &output, true));
+  EXPECT_EQ(output.size(), 300000U);
+}
+
+TEST(ExecuteCommand, doesNotWaitForAGrandchildThatKeepsTheOutput) {
+  std::string output;
+  const auto before = std::chrono::steady_clock::now();
+  EXPECT_TRUE(otn::executeCommand("sleep 30 & echo $!", true, nullptr, &output, true));
+  EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(20));
+  kill(atoi(output.c_str()), SIGKILL);
+}
+
+TEST(ExecuteCommand, givesTheChildAnEmptyMaskAndDefaultDispositions) {
+  sigset_t mask;
+  sigset_t before;
+  sigfillset(&mask);
+  pthread_sigmask(SIG_BLOCK, &mask, &before);
+  signal(SIGUSR1, SIG_IGN);
+  std::string output;
+  EXPECT_TRUE(otn::executeCommand("grep -E '^Sig(Blk|Ign)' /proc/self/status", true, nullptr, &output, true));
+  signal(SIGUSR1, SIG_DFL);
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  EXPECT_EQ(output, "SigBlk:\t0000000000000000\nSigIgn:\t0000000000000000\n");
+}
+
+TEST(ExecuteCommand, keepsDescriptorsToItself) {
+  const int leaky = open("/dev/null", O_RDONLY);
+  ASSERT_GT(leaky, 2);
+  std::string output;
+  EXPECT_FALSE(otn::executeCommand(("test -e /proc/self/fd/" + std::to_string(leaky)).c_str(), true, nullptr,
+                                   &output, true));
+  close(leaky);
+}
+
+TEST(ExecuteCommand, isBrokenOffByAStop) {
+  std::string output;
+  int status = 0;
+  otn::setStopping(true);
+  EXPECT_FALSE(otn::executeCommand("echo $$; exec sleep 30", true, &status, &output, true));
+  otn::setStopping(false);
+  EXPECT_EQ(status, -1);
+  EXPECT_EQ(kill(atoi(output.c_str()), SIGKILL), 0) << "the command must be left running";
+}
+
+TEST(ExecuteCommand, doesNotWaitWhenNotAsked) {
+  char path[] = "/tmp/trelvik-command.XXXXXX";
+  ASSERT_NE(mkdtemp(path), nullptr);
+  const std::string go = std::string(path) + "/go";
+  const std::string gone = std::string(path) + "/gone";
+  // The command ends only after the call has returned.
+  const std::string command = "while [ ! -e " + go + " ]; do sleep 0.01; done; touch " + gone;
+  EXPECT_TRUE(otn::executeCommand(command.c_str(), false, nullptr, nullptr, true));
+  std::ofstream{go};
+  EXPECT_TRUE(waitFor([&gone] { return access(gone.c_str(), F_OK) == 0; }));
+  unlink(go.c_str());
+  unlink(gone.c_str());
+  rmdir(path);
+}
+
+TEST(StopPending, seesABlockedStopSignal) {
+  sigset_t mask;
+  sigset_t before;
+  sigemptyset(&mask);
+  sigaddset(&mask, SIGQUIT);
+  pthread_sigmask(SIG_BLOCK, &mask, &before);
+  EXPECT_FALSE(otn::stopPending());
+  pthread_kill(pthread_self(), SIGQUIT);
+  EXPECT_TRUE(otn::stopPending());
+  int taken = 0;
+  sigwait(&mask, &taken);
+  EXPECT_FALSE(otn::stopPending());
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
+TEST(File, readsUpToTheEnd) {
+  char path[] = "/tmp/trelvik-file.XXXXXX";
+  const int fd = mkstemp(path);
+  ASSERT_EQ(write(fd, "abcdef", 6), 6);
+  close(fd);
+  otn::File file(path);
+  char buffer[] = "????????";
+  EXPECT_FALSE(file.readFile(buffer, 1));
+  EXPECT_FALSE(file.openFile(1));
+  ASSERT_TRUE(file.openFile(0));
+  EXPECT_TRUE(file.readFile(buffer, 4));
+  EXPECT_STREQ(buffer, "abcd????");
+  EXPECT_TRUE(file.readFile(buffer, 8));
+  EXPECT_STREQ(buffer, "efcd????");
+  unlink(path);
+  EXPECT_FALSE(otn::File(path).openFile(0));
+}
+
+TEST(BoardUtils, takesTheNameFromTheEnvironment) {
+  setenv("BOARD_NAME", "Lab CSM 1", 1);
+  EXPECT_EQ(boardUtils().getName(), "Lab CSM 1");
+  unsetenv("BOARD_NAME");
+  const std::string name = boardUtils().getName();
+  EXPECT_EQ(name.find('\n'), std::string::npos);
+  EXPECT_EQ(name.find('\0'), std::string::npos);
+}
+
+TEST(LogAssertFailed, logsOneErrorLine) {
+  const SyslogCapture log;
+  logAssertFailed("m_pInstance", "a.cpp", "static A& A::getInstance()");
+  EXPECT_THAT(log.lines(), ElementsAre(HasSubstr("m_pInstance, a.cpp, static A& A::getInstance()")));
+  EXPECT_EQ(log.count("[ERROR] board:"), 1U);
+}
+
+TEST(TraceObject, filtersByLevelAndEvaluatesNothingBelow) {
+  const SyslogCapture log;
+  TraceObject object("Trelvik", trace::INFO);
+  int evaluated = 0;
+  TRACE_TO(&object, DEBUG1, "x", 1, "f", "%d", ++evaluated);
+  EXPECT_EQ(evaluated, 0);
+  object.levelHolder()->level = trace::DEBUG3;
+  TRACE_TO(&object, DEBUG3, "x", 1, "f", "%d\n", ++evaluated);
+  ASSERT_EQ(log.entries().size(), 1U);
+  EXPECT_EQ(log.entries()[0].text, "[DEBUG3] x:1 (f) - 1\n");
+  EXPECT_EQ(log.entries()[0].priority, LOG_DEBUG);
+}
+
+}  // namespace
