@@ -2,14 +2,13 @@
 
 #include <fcntl.h>
 #include <sys/resource.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 
 #include "OtnIpcMsg.h"
+#include "support/DebugTool.h"
 #include "support/OwnNamespaces.h"
 #include "support/Record.h"
 #include "support/RoomTest.h"
@@ -18,44 +17,6 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-
-sockaddr_un pathAddress(const char* path) {
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  strcpy(address.sun_path, path);
-  return address;
-}
-
-/// The developer's tool at the other end.
-class Tool {
- public:
-  Tool() : m_fd(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
-    unlink("/tmp/socket-client");
-    const sockaddr_un address = pathAddress("/tmp/socket-client");
-    EXPECT_EQ(bind(m_fd, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-  }
-  ~Tool() {
-    close(m_fd);
-    unlink("/tmp/socket-client");
-  }
-  Tool(const Tool&) = delete;
-  Tool& operator=(const Tool&) = delete;
-
-  bool send(const std::string& bytes) const {
-    const sockaddr_un address = pathAddress("/tmp/socket-server");
-    return sendto(m_fd, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&address),
-                  sizeof address) == static_cast<ssize_t>(bytes.size());
-  }
-  std::string receive() const {
-    std::string bytes(8000, '\0');
-    const ssize_t n = recv(m_fd, bytes.data(), bytes.size(), MSG_DONTWAIT);
-    bytes.resize(n < 0 ? 0 : static_cast<size_t>(n));
-    return bytes;
-  }
-
- private:
-  int m_fd;
-};
 
 class DebugSocket : public RoomTest {
  protected:
@@ -90,7 +51,7 @@ TEST_F(DebugSocket, ComesUpAtItsPath) {
 TEST_F(DebugSocket, ReplacesAStaleFile) {
   ASSERT_EQ(close(open("/tmp/socket-server", O_WRONLY | O_CREAT | O_CLOEXEC, 0600)), 0);
   EXPECT_EQ(m_socket.StartUdpServer(), 0);
-  Tool tool;
+  DebugTool tool;
   EXPECT_TRUE(tool.send("hello"));
 }
 
@@ -122,7 +83,7 @@ TEST_F(DebugSocket, WarnsWhenThereIsNoDescriptor) {
 
 TEST_F(DebugSocket, TakesOneRecordPerDatagram) {
   ASSERT_EQ(m_socket.StartUdpServer(), 0);
-  Tool tool;
+  DebugTool tool;
   const std::string sent = recordBytes({word(0, 16), octet(6923, 7)});
   ASSERT_TRUE(tool.send(sent));
   ASSERT_TRUE(tool.send("short"));
@@ -134,7 +95,7 @@ TEST_F(DebugSocket, TakesOneRecordPerDatagram) {
 
 TEST_F(DebugSocket, AnswersAtTheToolsPath) {
   ASSERT_EQ(m_socket.StartUdpServer(), 0);
-  Tool tool;
+  DebugTool tool;
   const OtnIpcMsg answer = recordOf({word(0, 16), word(6916, 1)});
   EXPECT_EQ(m_socket.sendReply(&answer, sizeof answer), 6924);
   EXPECT_EQ(tool.receive(), bytesOf(answer));
@@ -150,7 +111,7 @@ TEST_F(DebugSocket, DropsAnAnswerWithoutATool) {
 
 TEST_F(DebugSocket, DropsAnswersToAToolThatDoesNotRead) {
   ASSERT_EQ(m_socket.StartUdpServer(), 0);
-  Tool tool;
+  DebugTool tool;
   const OtnIpcMsg answer{};
   int taken = 0;
   while (m_socket.sendReply(&answer, sizeof answer) == 6924 && taken < 100000) ++taken;

@@ -2,10 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <thread>
 
 #include "link/Relaxed.h"
 #include "link/deadline.h"
+#include "link/failAttributes.h"
 #include "support/RoomTest.h"
 
 namespace {
@@ -23,6 +25,24 @@ TEST_F(ThreadAttributes, HaveTheCommonStackSize) {
   EXPECT_EQ(state, PTHREAD_CREATE_JOINABLE);
   EXPECT_TRUE(lines().empty());
   pthread_attr_destroy(&attr);
+}
+
+TEST_F(ThreadAttributes, ReportThatTheyCannotBeInitialised) {
+  pthread_attr_t attr;
+  failNextAttrInit(ENOMEM);
+  EXPECT_FALSE(init_pthread_attr(&attr));
+  EXPECT_THAT(lines(),
+              ::testing::ElementsAre(logged("ERROR", "threadCommon", 21, "init_pthread_attr",
+                                            "Failed to initialize pthread_attr_t: Cannot allocate memory")));
+}
+
+TEST_F(ThreadAttributes, ReportARefusedStackSize) {
+  pthread_attr_t attr;
+  failNextStackSize(EINVAL);
+  EXPECT_FALSE(init_pthread_attr(&attr));
+  EXPECT_THAT(lines(), ::testing::ElementsAre(
+                           logged("ERROR", "threadCommon", 28, "init_pthread_attr",
+                                  "Failed to set stack size for thread to 131072: Invalid argument")));
 }
 
 long milliseconds(const timespec& when) {

@@ -1,0 +1,286 @@
+#include "frame/opsMessage.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <thread>
+
+#include "Guard.h"
+#include "link/CriticalActivity.h"
+#include "link/IssSocket.h"
+#include "link/SrvDbg.h"
+#include "link/deadline.h"
+#include "services/SrvIss.h"
+#include "support/FakeBus.h"
+#include "support/OpsPeer.h"
+#include "support/OwnNamespaces.h"
+#include "support/Record.h"
+#include "support/RingTest.h"
+
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::Not;
+
+const Field defaultScriptPath(4, "/etc/iss/bh_default.txt");
+
+TEST(OpsMessageKind, OfEachType) {
+  const auto kind = [](uint32_t type) { return classify(recordOf({word(0, type)})); };
+  for (const uint32_t type : {7U, 8U, 9U, 10U, 11U, 14U, 15U, 16U, 17U, 19U, 22U, 23U, 24U, 25U})
+    EXPECT_EQ(kind(type), OpsMessage::Answer) << type;
+  for (const uint32_t type : {0U, 3U, 4U, 5U, 6U, 21U, 26U, 0xFFFFFFFFU})
+    EXPECT_EQ(kind(type), OpsMessage::Unexpected) << type;
+  EXPECT_EQ(kind(2), OpsMessage::Ready);
+  EXPECT_EQ(kind(1), OpsMessage::ReloadSucceeded);
+  EXPECT_EQ(kind(12), OpsMessage::Alive);
+  EXPECT_EQ(kind(13), OpsMessage::Alive);
+  EXPECT_EQ(kind(18), OpsMessage::CpuThreshold);
+  EXPECT_EQ(kind(20), OpsMessage::PortStatusChange);
+}
+
+TEST(OpsMessageKind, DependsOnWhatTheMessageSays) {
+  EXPECT_EQ(classify(recordOf({word(0, 1), octet(14, 2)})), OpsMessage::ReloadFailed);
+  EXPECT_EQ(classify(recordOf({word(0, 8), defaultScriptPath})), OpsMessage::DefaultScriptDone);
+  EXPECT_EQ(classify(recordOf({word(0, 8), {4, "/tmp/SetVlanPort5_0"}})), OpsMessage::Answer);
+}
+
+TEST(CsmBoard, HasCsmInItsName) {
+  EXPECT_TRUE(isCsmBoard("CSM"));
+  EXPECT_TRUE(isCsmBoard("ACME CSM-2 rev B"));
+  for (const char* name : {"", "csm", "CS M", "CS", "VORNA"}) EXPECT_FALSE(isCsmBoard(name)) << name;
+}
+
+std::string line(const std::string& level, int number, const std::string& text) {
+  return logged(level, "main", number, "main", text);
+}
+const std::string ending = line("DEBUG3", 628, "send signal cond2\n");
+
+bool exists(const char* path) {
+  return access(path, F_OK) == 0;
+}
+
+class MessagesFromOps : public RingTest {
+ protected:
+  static void SetUpTestSuite() { enterOwnNamespaces(); }
+
+  MessagesFromOps() {
+    FakeBus::clear();
+    SrvIss::createInstance(false);
+    SrvIss::getInstance().register_interface(nullptr);
+    SrvIss::getInstance().register_notifications(nullptr);
+    removeMarkers();
+  }
+  ~MessagesFromOps() override {
+    removeMarkers();
+    SrvIss::destroyInstance();
+  }
+  static void removeMarkers() {
+    unlink("/tmp/iss_is_ready");
+    unlink("/tmp/iss_msr_succeeded");
+  }
+
+  /// Handles the message while one of ours is with OPS.
+  void handle(const std::vector<Field>& fields, const char* boardName = "VORNA") {
+    forget();
+    IssProcessing = 1;
+    OtnIpcMsg msg = recordOf(fields);
+    handleOpsMessage(msg, boardName, m_activity, m_debugSocket);
+  }
+  static void queueOne() {
+    copyToSlot(recordOf({word(0, 22)})).source = MsgSource::Redundancy;
+    advanceWritePointer();
+  }
+  /// Whether the message signals the condition.
+  bool signals(pthread_cond_t* condition, int milliseconds, const std::vector<Field>& fields) {
+    bool waiting = false;
+    int result = -1;
+    std::thread waiter([&] {
+      const Guard guard(&mutex);
+      waiting = true;
+      const timespec deadline = monotonicIn(milliseconds);
+      result = pthread_cond_clockwait(condition, &mutex, CLOCK_MONOTONIC, &deadline);
+    });
+    for (bool seen = false; !seen;) {
+      const Guard guard(&mutex);
+      seen = waiting;
+    }
+    handle(fields);
+    waiter.join();
+    return result == 0;
+  }
+  /// The message, of another kind than an answer, ends as all of those do.
+  void expectEndedWithoutRouting() {
+    EXPECT_EQ(IssProcessing, 0);
+    EXPECT_EQ(readpointer, 0);
+    EXPECT_EQ(lines().back(), ending);
+    EXPECT_EQ(pthread_mutex_trylock(&mutex), 0);
+    pthread_mutex_unlock(&mutex);
+  }
+
+  CriticalActivity m_activity;
+  SrvDbg m_debugSocket;
+};
+
+TEST_F(MessagesFromOps, OfAnotherKindClearTheFlagAndNothingElse) {
+  queueOne();
+  for (const uint32_t type : {2U, 12U, 13U, 18U, 20U, 0U, 3U, 21U, 99U}) {
+    handle({word(0, type)});
+    expectEndedWithoutRouting();
+    EXPECT_EQ(MsgArray[0].source, MsgSource::Redundancy);
+    EXPECT_EQ(issReady, 0);
+  }
+}
+
+TEST_F(MessagesFromOps, OfAnotherKindDoNotReleaseTheSender) {
+  queueOne();
+  EXPECT_FALSE(signals(&cond2, 60, {word(0, 20)}));
+  EXPECT_EQ(IssProcessing, 0);
+}
+
+TEST_F(MessagesFromOps, ThatAnswerReleaseTheSenderAndConsumeTheSlot) {
+  queueOne();
+  EXPECT_TRUE(signals(&cond2, 20000, {word(0, 22), {6412, "No Error\r\n"}}));
+  EXPECT_EQ(IssProcessing, 0);
+  EXPECT_EQ(readpointer, 1);
+  EXPECT_EQ(MsgArray[0].source, MsgSource::None);
+  EXPECT_EQ(lines().back(), ending);
+}
+
+TEST_F(MessagesFromOps, ThatAnswerNothingDoNotReleaseTheSender) {
+  EXPECT_FALSE(signals(&cond2, 60, {word(0, 22), {6412, "No Error\r\n"}}));
+  EXPECT_EQ(IssProcessing, 0);
+  EXPECT_EQ(readpointer, 0);
+}
+
+TEST_F(MessagesFromOps, AreDumpedFirst) {
+  handle({word(0, 99)});
+  EXPECT_THAT(lines()[0], ::testing::StartsWith("[DEBUG1] MsgHandle:44 (printPacket) - Msg Type = "));
+  EXPECT_THAT(lines()[0], ::testing::EndsWith(" [99]"));
+}
+
+TEST_F(MessagesFromOps, ThatAreUnexpectedAreAnError) {
+  handle({word(0, 5)});
+  EXPECT_THAT(lines(), Contains(line("ERROR", 624, "unexpected message received from OPS\n")));
+}
+
+TEST_F(MessagesFromOps, SayThatItIsAlive) {
+  handle({word(0, 12)});
+  EXPECT_THAT(lines(), Contains(line("DEBUG2", 439, "Received ALIVE message\n")));
+}
+
+TEST_F(MessagesFromOps, NameAThreadOverItsThreshold) {
+  handle({word(0, 18), {6412, "SpanTask"}});
+  EXPECT_THAT(lines(), Contains(line("INFO", 444, "CPU exceeds threshold for thread SpanTask\n")));
+  handle({word(0, 18), {6412, std::string(500, 'n')}, word(6912, 0x41414141)});
+  EXPECT_THAT(lines(), Contains(line("INFO", 444,
+                                     "CPU exceeds threshold for thread " + std::string(500, 'n') + "\n")));
+}
+
+TEST_F(MessagesFromOps, TellAPortsStatus) {
+  handle({word(0, 20), word(4, 26), octet(8, 1), octet(9, 2)});
+  ASSERT_EQ(FakeBus::signals().size(), 1U);
+  EXPECT_EQ(FakeBus::signals()[0].member, "linkStatusChange");
+  EXPECT_THAT(FakeBus::signals()[0].arguments, ElementsAre(OBvalue(26U), OBvalue(true), OBvalue(false)));
+}
+
+TEST_F(MessagesFromOps, OfItsReadinessAreOnlyLoggedOnAnOrdinaryBoard) {
+  handle({word(0, 2)});
+  EXPECT_THAT(lines(), Contains(line("INFO", 355, "OPS ready to receive messages.\n")));
+  EXPECT_THAT(lines(), Not(Contains(line("INFO", 362, "Creating default.conf!\n"))));
+  EXPECT_FALSE(exists("/tmp/iss_is_ready"));
+}
+
+TEST_F(MessagesFromOps, OfItsReadinessMakeACsmBoardSendTheDefaultScript) {
+  ASSERT_FALSE(exists("/persistency/iss/default_conf.commit"))
+      << "this machine has a committed configuration";
+  OpsPeer peer;
+  ASSERT_TRUE(peer.listening());
+  ASSERT_EQ(opsSocket.StartTcpClient(), 0);
+  ASSERT_TRUE(peer.accept());
+  handle({word(0, 2)}, "CSM");
+  OtnIpcMsg sent;
+  ASSERT_TRUE(peer.receive(sent));
+  EXPECT_TRUE(hasExactly(sent, {word(0, 8), defaultScriptPath, {28, "outscr.sh"}}));
+  EXPECT_THAT(lines(), Contains(line("INFO", 362, "Creating default.conf!\n")));
+  EXPECT_EQ(writepointer, 0) << "outside the ring";
+  EXPECT_EQ(issReady, 0);
+  opsSocket.close();
+}
+
+TEST_F(MessagesFromOps, OfASuccessfulReloadMakeIssReady) {
+  handle({word(0, 1)});
+  expectEndedWithoutRouting();
+  EXPECT_EQ(issReady, 1);
+  EXPECT_TRUE(exists("/tmp/iss_msr_succeeded"));
+  EXPECT_TRUE(exists("/tmp/iss_is_ready"));
+  EXPECT_THAT(lines(), Contains(line("INFO", 396, "MSR reload succeeded")));
+  ASSERT_EQ(FakeBus::signals().size(), 1U);
+  EXPECT_EQ(FakeBus::signals()[0].member, "issStatusChange");
+  EXPECT_THAT(FakeBus::signals()[0].arguments, ElementsAre(OBvalue(true)));
+}
+
+TEST_F(MessagesFromOps, OfASuccessfulReloadOpenThePortsOfACsmBoard) {
+  const std::string opening =
+      line("DEBUG2", 408, "execute command for opening ports = /bin/sh -c /etc/iss/openPorts.sh\n");
+  handle({word(0, 1)});
+  EXPECT_THAT(lines(), Not(Contains(opening)));
+  handle({word(0, 1)}, "CSM");
+  EXPECT_THAT(lines(), Contains(opening));
+}
+
+TEST_F(MessagesFromOps, OfASuccessfulReloadReportMarkersThatCannotBeMade) {
+  ASSERT_EQ(symlink("/nowhere/at/all", "/tmp/iss_msr_succeeded"), 0);
+  ASSERT_EQ(symlink("/nowhere/at/all", "/tmp/iss_is_ready"), 0);
+  handle({word(0, 1)});
+  EXPECT_THAT(lines(), Contains(line("ERROR", 416, "Failed to touch /tmp/iss_msr_succeeded")));
+  EXPECT_THAT(lines(), Contains(line("ERROR", 420, "Failed to touch /tmp/iss_is_ready")));
+  EXPECT_EQ(issReady, 1);
+}
+
+TEST_F(MessagesFromOps, OfItsDefaultScriptMakeIssReady) {
+  queueOne();
+  handle({word(0, 8), defaultScriptPath});
+  expectEndedWithoutRouting();
+  EXPECT_EQ(issReady, 1);
+  EXPECT_TRUE(exists("/tmp/iss_is_ready"));
+  EXPECT_FALSE(exists("/tmp/iss_msr_succeeded"));
+  EXPECT_THAT(lines(), Not(Contains(line("INFO", 380, "default.conf created!\n"))));
+  ASSERT_EQ(FakeBus::signals().size(), 1U);
+}
+
+TEST_F(MessagesFromOps, OfItsDefaultScriptReportAMarkerThatCannotBeMade) {
+  ASSERT_EQ(symlink("/nowhere/at/all", "/tmp/iss_is_ready"), 0);
+  handle({word(0, 8), defaultScriptPath});
+  EXPECT_THAT(lines(), Contains(line("ERROR", 386, "Failed to touch /tmp/iss_is_ready")));
+}
+
+TEST_F(MessagesFromOps, ThatMakeIssReadyWakeTheSenderWhenThereIsWork) {
+  queueOne();
+  EXPECT_TRUE(signals(&cond, 20000, {word(0, 1)}));
+  EXPECT_TRUE(signals(&cond, 20000, {word(0, 8), defaultScriptPath}));
+}
+
+TEST_F(MessagesFromOps, ThatMakeIssReadyWakeNobodyWithoutWork) {
+  EXPECT_FALSE(signals(&cond, 60, {word(0, 1)}));
+}
+
+TEST_F(MessagesFromOps, OfAFailedReloadAreCritical) {
+  handle({word(0, 1), octet(14, 1)});
+  expectEndedWithoutRouting();
+  EXPECT_THAT(lines(), Contains(line("CRITICAL", 428, "MSR RELOAD FAILED!")));
+  EXPECT_EQ(issReady, 0);
+  EXPECT_FALSE(exists("/tmp/iss_is_ready"));
+  EXPECT_THAT(lines(), Not(Contains(logged("DEBUG3", "main", 763, "deletePersistentIssConfig", "called"))));
+}
+
+TEST_F(MessagesFromOps, OfAFailedReloadRemoveTheConfigurationOfACsmBoard) {
+  ASSERT_FALSE(exists("/flash/config/current/selected.txt")) << "this machine has a selection";
+  issReady = 1;
+  handle({word(0, 1), octet(14, 1)}, "CSM");
+  EXPECT_THAT(lines(), Contains(logged("DEBUG3", "main", 763, "deletePersistentIssConfig", "called")));
+  EXPECT_EQ(issReady, 1) << "unchanged";
+}
+
+}  // namespace

@@ -1,0 +1,193 @@
+#include "frame/routeAnswer.h"
+
+#include "link/SrvDbg.h"
+#include "services/DcnTunnel.h"
+#include "services/SrvIss.h"
+#include "support/DebugTool.h"
+#include "support/FakeBus.h"
+#include "support/OwnNamespaces.h"
+#include "support/Record.h"
+#include "support/RingTest.h"
+
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+std::string line(const std::string& level, int number, const std::string& text) {
+  return logged(level, "main", number, "main", text);
+}
+const std::string toBus = line("DEBUG3", 473, "Sending reply msg to OTNBus\n");
+const std::string overBus = line("DEBUG3", 477, "send reply over OTNbus\n");
+
+class Answers : public RingTest {
+ protected:
+  static void SetUpTestSuite() { enterOwnNamespaces(); }
+
+  Answers() {
+    FakeBus::clear();
+    memset(dcnTunnel, 0, sizeof dcnTunnel);
+    SrvIss::createInstance(false);
+  }
+  ~Answers() override { SrvIss::destroyInstance(); }
+
+  static MsgArrayEntry& queue(MsgSource source, int msgNo, int msgCount, OBstubReply* reply = nullptr) {
+    MsgArrayEntry& slot = copyToSlot(recordOf({word(0, 7)}));
+    slot.source = source;
+    slot.msgNo = msgNo;
+    slot.msgCount = msgCount;
+    slot.reply = reply;
+    slot.arguments.action = 1;
+    slot.arguments.ifType = 6;
+    slot.arguments.portNr = 5;
+    slot.arguments.ifSpeed = 1000;
+    slot.arguments.bConfigure = 1;
+    slot.arguments.acVlan = 77;
+    slot.arguments.extra1 = 0xE1;
+    slot.arguments.extra2 = 0xE2;
+    advanceWritePointer();
+    return slot;
+  }
+  static void queuePortParams(int msgNo, int msgCount, OBstubReply* reply) {
+    queue(MsgSource::PortParams, msgNo, msgCount, reply).portParamsService = &SrvIss::getInstance();
+  }
+  bool route(const std::vector<Field>& answer) {
+    forget();
+    return routeAnswer(recordOf(answer), m_debugSocket);
+  }
+  static std::vector<Field> good(uint32_t type) { return {word(0, type), {6412, "No Error\r\n"}}; }
+
+  SrvDbg m_debugSocket;
+};
+
+TEST_F(Answers, OfASlotWithoutASourceAreNotRouted) {
+  queue(MsgSource::None, 1, 1);
+  EXPECT_FALSE(route(good(7)));
+  EXPECT_EQ(readpointer, 0);
+  EXPECT_THAT(lines(), ElementsAre(line("DEBUG3", 449, "MESSAGE SOURCE 0\n")));
+  EXPECT_FALSE(route(good(7))) << "the next answer meets the same slot";
+  EXPECT_EQ(readpointer, 0);
+}
+
+TEST_F(Answers, OfAnUnknownSourceAreNotRouted) {
+  queue(static_cast<MsgSource>(7), 1, 1);
+  EXPECT_FALSE(route(good(7)));
+  EXPECT_EQ(readpointer, 0);
+  EXPECT_EQ(static_cast<int>(MsgArray[0].source), 7);
+}
+
+TEST_F(Answers, ToAnEmptyRingAreNotRouted) {
+  EXPECT_FALSE(route(good(10)));
+  EXPECT_EQ(readpointer, 0);
+}
+
+TEST_F(Answers, GiveOneReplyAfterTheLastMessage) {
+  SrvIss::getInstance().register_interface(nullptr);
+  OBstubReply* const reply = FakeBus::call(60);
+  for (int msgNo = 1; msgNo <= 3; ++msgNo) queuePortParams(msgNo, 3, reply);
+  EXPECT_TRUE(route(good(8)));
+  EXPECT_THAT(lines(), ElementsAre(line("DEBUG3", 449, "MESSAGE SOURCE 1\n"), toBus));
+  EXPECT_TRUE(route(good(7)));
+  EXPECT_THAT(FakeBus::replies(), IsEmpty());
+  EXPECT_EQ(readpointer, 2);
+  EXPECT_TRUE(route(good(7)));
+  EXPECT_THAT(lines(), ElementsAre(line("DEBUG3", 449, "MESSAGE SOURCE 1\n"), toBus, overBus));
+  EXPECT_EQ(readpointer, 3);
+  ASSERT_EQ(FakeBus::replies().size(), 1U);
+  EXPECT_EQ(FakeBus::replies()[0].call, 60U);
+  EXPECT_THAT(FakeBus::replies()[0].results,
+              ElementsAre(OBvalue(1U), OBvalue(6U), OBvalue(5U), OBvalue(1000U), OBvalue(true), OBvalue(77U),
+                          OBvalue(0xE1U), OBvalue(0xE2U)));
+  EXPECT_EQ(MsgArray[2].source, MsgSource::None);
+  EXPECT_EQ(MsgArray[2].reply, nullptr) << "the handle is consumed";
+}
+
+TEST_F(Answers, ThatCreateATunnelKeepItsIds) {
+  queuePortParams(1, 1, nullptr);
+  queuePortParams(1, 1, nullptr);
+  queuePortParams(1, 1, nullptr);
+  std::vector<Field> answer = good(11);
+  for (const Field& field : {word(28, 5), word(48, 100), word(56, 101), word(60, 102), word(64, 103)})
+    answer.push_back(field);
+  EXPECT_TRUE(route(answer));
+  EXPECT_EQ(dcnTunnel[4].tunnelId, 0U) << "no creation";
+  answer.push_back(octet(6408, 1));
+  std::vector<Field> failed = answer;
+  failed.push_back({6412, "Error"});
+  EXPECT_TRUE(route(failed));
+  EXPECT_EQ(dcnTunnel[4].tunnelId, 0U) << "an error stores nothing";
+  EXPECT_TRUE(route(answer));
+  EXPECT_EQ(dcnTunnel[4].tunnelId, 100U);
+  EXPECT_EQ(dcnTunnel[4].vpnId, 101U);
+  EXPECT_EQ(dcnTunnel[4].tunnelIndex, 102U);
+  EXPECT_EQ(dcnTunnel[4].pwId, 103U);
+}
+
+TEST_F(Answers, WithAnErrorAreAnsweredAllTheSame) {
+  SrvIss::getInstance().register_interface(nullptr);
+  queuePortParams(1, 1, FakeBus::call(61));
+  EXPECT_TRUE(route({word(0, 7), {6412, "Failed\r\n"}}));
+  EXPECT_EQ(FakeBus::replies().size(), 1U);
+  EXPECT_THAT(lines(), ElementsAre(line("DEBUG3", 449, "MESSAGE SOURCE 1\n"), toBus, overBus))
+      << "the error goes to the monitor only";
+}
+
+TEST_F(Answers, WithoutAStubAreLoggedAndConsumed) {
+  OBstubReply* const reply = FakeBus::call(62);
+  queuePortParams(1, 2, reply);
+  queuePortParams(2, 2, reply);
+  EXPECT_TRUE(route(good(8)));
+  EXPECT_THAT(FakeBus::released(), IsEmpty());
+  EXPECT_TRUE(route(good(11)));
+  EXPECT_THAT(lines().back(), ::testing::StartsWith("[ERROR] main:"));
+  EXPECT_EQ(readpointer, 2);
+  EXPECT_THAT(FakeBus::replies(), IsEmpty());
+  EXPECT_THAT(FakeBus::released(), ElementsAre(62U));
+}
+
+TEST_F(Answers, WithoutAServiceAreLoggedAndConsumed) {
+  queue(MsgSource::PortParams, 1, 1, FakeBus::call(63));
+  EXPECT_TRUE(route(good(16)));
+  EXPECT_EQ(readpointer, 1);
+  EXPECT_EQ(MsgArray[0].source, MsgSource::None);
+  EXPECT_THAT(lines(), Contains(::testing::StartsWith("[ERROR] main:")));
+  EXPECT_THAT(FakeBus::released(), ElementsAre(63U));
+}
+
+TEST_F(Answers, ToTheDebugClientAreItsBytes) {
+  DebugTool tool;
+  ASSERT_EQ(m_debugSocket.StartUdpServer(), 0);
+  queue(MsgSource::Debug, 1, 1);
+  std::vector<Field> answer = good(3);
+  answer.push_back(octet(6923, 0x77));
+  EXPECT_TRUE(route(answer));
+  EXPECT_EQ(tool.receive(), recordBytes(answer));
+  EXPECT_EQ(readpointer, 1);
+  EXPECT_THAT(lines(), ElementsAre(line("DEBUG3", 449, "MESSAGE SOURCE 2\n"),
+                                   line("DEBUG3", 452, "Sending reply msg to debug socket\n")));
+}
+
+TEST_F(Answers, ToADebugClientThatHasGoneAreConsumed) {
+  queue(MsgSource::Debug, 1, 1);
+  EXPECT_TRUE(route(good(7)));
+  EXPECT_EQ(readpointer, 1);
+}
+
+TEST_F(Answers, ToARedundancyStateAreOnlyExamined) {
+  const std::string received = line("DEBUG3", 589, "Redundancystate reply msg received from OPS\n");
+  readpointer = 19;
+  writepointer = 19;
+  queue(MsgSource::Redundancy, 9, 1);
+  queue(MsgSource::Redundancy, 1, 1);
+  EXPECT_TRUE(route(good(22)));
+  EXPECT_EQ(readpointer, 0) << "whatever its message number";
+  EXPECT_THAT(lines(), ElementsAre(line("DEBUG3", 449, "MESSAGE SOURCE 6\n"), received));
+  EXPECT_TRUE(route({word(0, 22), {6412, "No Error"}}));
+  EXPECT_EQ(readpointer, 1);
+  EXPECT_THAT(lines(), ElementsAre(line("DEBUG3", 449, "MESSAGE SOURCE 6\n"), received,
+                                   line("ERROR", 593, "OPS REPORTED ERROR IN REDUNDANCY REPLY MESSAGE!\n")));
+  EXPECT_THAT(FakeBus::replies(), IsEmpty());
+}
+
+}  // namespace
