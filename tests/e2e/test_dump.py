@@ -79,7 +79,8 @@ def test_texts_without_an_end_are_bounded(board):
     assert dump(board, record.make(9, error="e" * 500, errorValue=b"abcd", isResponse=1)) == [
         head("MGMT_INTERFACE_MAPPING", 9), NO_INFORMATION,
         D1.format(135, "Response error string = " + "e" * 500),
-        D1.format(139, "Response error value = 97 98 99 100\n"), D1.format(140, "Response status = OSIX_SUCCESS\n")]
+        D1.format(139, "Response error value = 97 98 99 100\n"),
+        D1.format(140, "Response status = OSIX_SUCCESS\n")]
 
 
 def test_filter_rule(board):
@@ -146,7 +147,8 @@ def dump_more(board, raw, number):
     if number == 0:
         board.up(level=9)
     dumped = dump(board, raw)
-    board.ops.answer(board.ops.receive())
+    board.ops.receive()
+    board.ops.answer(record.make(record.FLUSH_CMD))
     board.debug.receive()
     return dumped
 
@@ -179,7 +181,8 @@ def test_trailer_of_an_answer(board):
                                    isResponse=1))[2:] == [
         D1.format(135, "Response error string = No Error\r\n"),
         D1.format(139, "Response error value = 1 2 254 255\n"), D1.format(140, "Response status = OSIX_SUCCESS\n")]
-    assert dump(board, record.make(16, status=2, isResponse=1))[-1] == D1.format(140, "Response status = OSIX_FAILURE\n")
+    assert dump(board, record.make(16, status=2, isResponse=1))[-1] == D1.format(
+        140, "Response status = OSIX_FAILURE\n")
 
 
 def test_no_trailer_unless_it_is_an_answer(board):

@@ -70,7 +70,7 @@ def test_lost_connection_is_made_again(board):
 
 def test_lost_connection_on_csm_is_reported_and_main_not_kicked(board):
     board.expect_log(CSM_LOST)
-    board.up(name=CSM_BOARD)
+    board.connected(name=CSM_BOARD)
     kicks = board.cam.ops("kick")
     board.ops.drop()
     board.log.wait(CSM_LOST)

@@ -43,6 +43,12 @@ def request_name(board, options, name):
                    "RequestName", "su", name, 4)
 
 
+def set_groups(*lines):
+    os.unlink("/etc/group")  # in the sandbox, a link to the machine's
+    with open("/etc/group", "w", encoding="ascii") as groups:
+        groups.write("".join(line + "\n" for line in ("root:x:0:", *lines)))
+
+
 def test_strangers_may_not_call(board):
     board.connected()
     assert get_trace_level(board, as_stranger()) == DENIED
@@ -59,9 +65,7 @@ def test_strangers_may_not_own_the_names(board):
 
 def test_group_otn_may_call_but_not_own(board):
     group = 4711
-    os.unlink("/etc/group")  # a link to the machine's
-    with open("/etc/group", "w", encoding="ascii") as groups:
-        groups.write(f"root:x:0:\notn:x:{group}:\n")
+    set_groups(f"otn:x:{group}:")
     options = [f"--reuid={STRANGER}", f"--regid={STRANGER}", f"--groups={group}"]
     board.connected()
     assert get_trace_level(board, options) == "ok 6"
@@ -73,8 +77,7 @@ def test_group_otn_may_call_but_not_own(board):
 
 
 def test_policy_loads_without_the_group(board):
-    with open("/etc/group", encoding="utf-8") as groups:
-        assert not [line for line in groups if line.startswith("otn:")]
+    set_groups()
     board.connected()
     board.alive()
 

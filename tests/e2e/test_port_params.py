@@ -345,7 +345,8 @@ def test_request_of_two_gets_one_reply_after_the_last_answer(board):
     board.bus.get_trace_level()
     assert len(board.log.find("[DEBUG3] main:477 (main) - send reply over OTNbus\n")) == 1
     assert len(board.log.find("[DEBUG3] main:473 (main) - Sending reply msg to OTNBus\n")) == 2
-    assert board.log.find("[DEBUG3] SrvIss:* (run_iss_script_thread) - SetPortParam split up in 2 messages to OPS\n")
+    assert board.log.find("[DEBUG3] SrvIss:* (run_iss_script_thread) - "
+                          "SetPortParam split up in 2 messages to OPS\n")
 
 
 def test_numbers_pass_unchanged(board):

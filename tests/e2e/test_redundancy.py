@@ -45,7 +45,8 @@ def test_trace_of_a_signal(board):
     board.log.sequence([SIGNALLED.format("ACT0"),
                         f"[DEBUG2] {worker}Processing setRedundantState with state = ACT0\n",
                         f"[DEBUG3] {worker}mutex lock", f"[DEBUG3] {worker}message writepoiter 0\n",
-                        f"[DEBUG3] {worker}send signal for sending message", f"[DEBUG3] {worker}mutex unlock"], since)
+                        f"[DEBUG3] {worker}send signal for sending message",
+                        f"[DEBUG3] {worker}mutex unlock"], since)
     board.log.sequence([f"[DEBUG3] {worker}mutex unlock",
                         f"[DEBUG2] {worker}run_iss_redundancy_thread stopped"], since)
     board.log.sequence(["[DEBUG3] main:733 (iss_comm) - iss thread: sending msg to OPS rp:0 wp:1 source:6\n",
@@ -201,8 +202,9 @@ def test_signal_straight_to_the_daemon_is_heard(board):
         board.ops.serve(record.REDUNDANCY_STATE, state=8)
 
 
-@pytest.mark.parametrize("signature, body", [("", ()), ("u", (2,)), ("ii", (2, 3)), ("s", ("2",)), ("v", (("i", 2),)),
-                                             ("ai", ([2],)), ("x", (2,)), ("b", (True,))])
+@pytest.mark.parametrize("signature, body", [
+    ("", ()), ("u", (2,)), ("ii", (2, 3)), ("s", ("2",)), ("v", (("i", 2),)), ("ai", ([2],)), ("x", (2,)),
+    ("b", (True,))])
 def test_signal_with_a_wrong_signature_is_dropped(board, signature, body):
     manager = manager_of(board)
     board.up()

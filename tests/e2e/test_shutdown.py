@@ -115,6 +115,15 @@ def test_stop_with_a_record_outstanding(board):
     assert call.error() == "org.freedesktop.DBus.Error.NoReply"
 
 
+def test_stop_as_the_answer_comes(board):
+    for _ in range(8):
+        board.up()
+        call = board.bus.set_port_params(3, 1)
+        board.ops.serve(record.IFC_INSERT_DELETE_IND)
+        board.stop()
+        until(lambda: call.answered, "a reply, or the end of the connection")
+
+
 def test_stop_after_the_connection_was_lost(board):
     board.up()
     board.bus.set_port_params(3, 1)
@@ -195,16 +204,15 @@ def test_stop_while_a_command_runs(board):
 
 def test_stop_while_a_command_runs_and_workers_wait(board):
     long_open_ports(board)
-    for port in range(1, 29):
+    for port in range(1, 9):
         board.bus.set_port_params(1, port)
     board.alive()
     board.stop()
 
 
 def test_stop_while_workers_run(board):
-    board.bus  # connected beforehand
+    caller = board.peer()
     board.up()
-    caller = board.bus
     stop = threading.Event()
 
     def call():
@@ -225,19 +233,26 @@ def test_stop_while_workers_run(board):
 
 def test_stop_in_a_flood_of_messages_at_trace_level_9(board):
     board.up(level=9)
-    flood = record.make(record.WATCH_DOG_INTERVAL) * 20
+    alive = record.make(record.WATCH_DOG_INTERVAL)
+    lines_each = 5
+    under_way = 8  # more would fill the connection, which then cuts messages
+    before = board.log.received()
+    stopped = threading.Event()
 
     def send():
-        try:
-            while True:
-                board.ops.send(flood)
-        except OSError:
-            pass  # the daemon has gone
+        sent = 0
+        while not stopped.is_set():
+            if sent - (board.log.received() - before) // lines_each < under_way:
+                board.ops.send_if_open(alive)
+                sent += 1
     thread = threading.Thread(target=send)
     thread.start()
-    board.log.wait("[DEBUG2] main:439 *", count=100, deadline=20)
-    board.stop()
-    thread.join()
+    try:
+        board.log.wait("[DEBUG2] main:439 *", count=100, deadline=20)
+        board.stop()
+    finally:
+        stopped.set()
+        thread.join()
 
 
 def test_stop_in_a_flood_of_requests_at_trace_level_9(board):

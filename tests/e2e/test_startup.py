@@ -12,6 +12,7 @@ ASK_STATE = ("[INFO] SrvRedundancy:* (register_interface) - ask current status t
              "because we never obtained updates before we started")
 SENDER_THREAD = "[INFO] main:717 (iss_comm) - Started thread: message handling to OPS\n"
 DEBUG_SOCKET = "[INFO] SrvDbg:50 (StartUdpServer) - Debug socket up [fd=*]\n"
+NOT_ON_THE_BUS = "[WARNING] otnbus:* - Component Trelvik is not on the bus yet, trying again: *"
 BAD_MAC = "[NOTICE] main:155 (main) - not able to find mac: Numerical result out of range"
 
 
@@ -96,6 +97,7 @@ def test_monitor_activities_are_registered(board):
 
 
 def test_without_bus_the_daemon_gives_up(board):
+    board.expect_log(NOT_ON_THE_BUS)
     board.expect_log("[ERROR] main:187 (main) - Failed to start OTN bus thread")
     board.start(bus=False, ops=False)
     board.wait_exit(status=255, limit=8 * SLOW)
@@ -103,6 +105,7 @@ def test_without_bus_the_daemon_gives_up(board):
 
 
 def test_bus_that_comes_late_is_still_found(board):
+    board.expect_log(NOT_ON_THE_BUS)
     board.start_ops()
     board.start(bus=False)
     board.log.wait(BUS_THREAD)
@@ -112,6 +115,7 @@ def test_bus_that_comes_late_is_still_found(board):
 
 
 def test_name_owned_by_another_is_waited_for(board):
+    board.expect_log(NOT_ON_THE_BUS)
     board.bus.request_name("otn.Trelvik")
     board.start()
     board.log.wait(BUS_THREAD)

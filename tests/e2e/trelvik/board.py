@@ -80,7 +80,8 @@ class Board:
         subprocess.run([os.path.join(REPO, "scripts", "lib", "private-bus"), config,
                         os.path.join(self.dir, "bus"), policy], check=True)
         self._bus_daemon = subprocess.Popen(
-            ["dbus-daemon", "--config-file=" + config, "--nofork", "--nopidfile", "--nosyslog", "--print-address=1"],
+            ["dbus-daemon", "--config-file=" + config, "--nofork", "--nopidfile", "--nosyslog",
+             "--print-address=1"],
             stdout=subprocess.PIPE)
         assert self._bus_daemon.stdout.readline(), "dbus-daemon did not start"
 

@@ -65,6 +65,13 @@ class Ops:
         self._peer.settimeout(DEADLINE)
         self._peer.sendall(raw)
 
+    def send_if_open(self, raw):
+        """As send, and nothing when the daemon has closed the connection."""
+        try:
+            self.send(raw)
+        except (BrokenPipeError, ConnectionResetError):
+            pass
+
     def answer(self, request, **changes):
         self.send(record.answer(request, **changes))
 

@@ -51,6 +51,10 @@ class Syslog:
                 return
             self._datagrams.append(datagram)
 
+    def received(self):
+        """How many lines have come; for any thread."""
+        return len(self._datagrams)
+
     def all(self):
         while len(self._lines) < len(self._datagrams):
             self._lines.append(Line(self._datagrams[len(self._lines)]))
