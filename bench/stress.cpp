@@ -84,7 +84,7 @@ bool sendOne(sd_bus* bus, Run& run) {
 
 /// Waits until the daemon has taken all that was sent before: it answers calls in order.
 bool barrier(sd_bus* bus) {
-  sd_bus_error error = SD_BUS_ERROR_NULL;
+  sd_bus_error error{};
   sd_bus_message* reply = nullptr;
   const int result = sd_bus_call_method(bus, name, "/otn/Trelvik/ob_common", "otn.OBcommon_1_0",
                                         "get_trace_level", &error, &reply, "");

@@ -93,7 +93,7 @@ Peer::~Peer() {
 std::string Peer::call(const char* destination, const char* path, const char* interface, const char* member,
                        const char* types, ...) {
   m_reply = sd_bus_message_unref(m_reply);
-  sd_bus_error error = SD_BUS_ERROR_NULL;
+  sd_bus_error error{};
   va_list arguments;
   va_start(arguments, types);
   const int result =
