@@ -22,12 +22,15 @@ constexpr const char* configuration =
  "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
 <busconfig>
   <type>system</type>
+  <listen>unix:path=@SOCKET@</listen>
   <auth>EXTERNAL</auth>
   <policy context="default">
     <allow user="*"/>
     <allow own="*"/>
     <allow send_destination="*"/>
     <allow receive_type="method_call"/>
+    <allow receive_type="method_return"/>
+    <allow receive_type="error"/>
     <allow receive_type="signal"/>
   </policy>
   <limit name="max_replies_per_connection">100000</limit>
@@ -40,7 +43,9 @@ PrivateBus::PrivateBus() {
   char directory[] = "/tmp/trelvik-test-bus.XXXXXX";
   m_directory = mkdtemp(directory);
   m_address = "unix:path=" + m_directory + "/bus";
-  std::ofstream(m_directory + "/bus.conf") << configuration;
+  std::string text = configuration;
+  text.replace(text.find("@SOCKET@"), 8, m_directory + "/bus");
+  std::ofstream(m_directory + "/bus.conf") << text;
   setenv("DBUS_SYSTEM_BUS_ADDRESS", m_address.c_str(), 1);
 }
 
@@ -52,12 +57,11 @@ PrivateBus::~PrivateBus() {
 
 bool PrivateBus::start() {
   std::string config = "--config-file=" + m_directory + "/bus.conf";
-  std::string address = "--address=" + m_address;
   char program[] = "dbus-daemon";
   char nofork[] = "--nofork";
   char nosyslog[] = "--nosyslog";
   char nopidfile[] = "--nopidfile";
-  char* arguments[] = {program, config.data(), address.data(), nofork, nosyslog, nopidfile, nullptr};
+  char* arguments[] = {program, config.data(), nofork, nosyslog, nopidfile, nullptr};
   if (posix_spawnp(&m_daemon, program, nullptr, nullptr, arguments, environ) != 0) return false;
   return waitFor([this] {
     sockaddr_un name{};

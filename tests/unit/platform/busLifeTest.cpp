@@ -1,0 +1,144 @@
+// The bus's start, loss and end, and the redundancy query at registration.
+#include <gmock/gmock.h>
+
+#include "busFixture.h"
+
+namespace {
+
+using namespace busTest;
+
+/// A redundancy manager that answers the query with a state, an error, or not at all.
+struct Manager {
+  enum class Way { State, Error, OtherType, Silence };
+  Manager(const PrivateBus& bus, Way answer) : way(answer), peer(bus) {
+    EXPECT_TRUE(peer.own("otn.redundancyManager"));
+    sd_bus_add_object(peer.bus(), nullptr, statePath, onCall, this);
+    thread = std::thread([this] {
+      while (!done) {
+        if (!peer.process()) sd_bus_wait(peer.bus(), 10000);
+      }
+    });
+  }
+  ~Manager() {
+    done = true;
+    thread.join();
+  }
+  static int onCall(sd_bus_message* call, void* self, sd_bus_error*) {
+    switch (static_cast<Manager*>(self)->way) {
+      case Way::State:
+        return sd_bus_reply_method_return(call, "i", 4);
+      case Way::Error:
+        return sd_bus_reply_method_errorf(call, SD_BUS_ERROR_FAILED, "no");
+      case Way::OtherType:
+        return sd_bus_reply_method_return(call, "u", 4U);
+      case Way::Silence:
+        break;
+    }
+    return 1;
+  }
+  Way way;
+  Peer peer;
+  std::atomic<bool> done{false};
+  std::thread thread;
+};
+
+TEST_F(BusTest, asksTheManager) {
+  using Way = Manager::Way;
+  for (const Way way : {Way::State, Way::Error, Way::OtherType, Way::Silence}) {
+    Manager manager(m_bus, way);
+    Component tested;
+    ASSERT_TRUE(tested.ready());
+    EXPECT_EQ(tested.state.answered, way == Way::State);
+    EXPECT_EQ(tested.state.asked, way == Way::State ? 4 : 15);
+  }
+  Component tested;
+  ASSERT_TRUE(tested.ready());
+  EXPECT_FALSE(tested.state.answered);
+}
+
+TEST_F(BusTest, waitsForItsName) {
+  Peer other(m_bus);
+  ASSERT_TRUE(other.own(component));
+  Component tested;
+  EXPECT_TRUE(waitFor([&] { return m_log.count("is not on the bus yet") == 1; }));
+  EXPECT_FALSE(tested.named);
+  other.disown(component);
+  ASSERT_TRUE(tested.ready());
+  EXPECT_EQ(setPort(other, 1), "");
+}
+
+TEST_F(BusTest, waitsForTheBusAndCanBeKilledMeanwhile) {
+  m_bus.stop();
+  {
+    Component tested;
+    EXPECT_TRUE(waitFor([&] { return m_log.count("is not on the bus yet") == 1; }));
+    OBcomponent::static_obc.load()->sendKillMsgToSelf();
+    EXPECT_TRUE(waitFor([&] { return tested.stopped.load(); }));
+  }
+  Component tested;
+  EXPECT_TRUE(waitFor([&] { return m_log.count("is not on the bus yet") == 2; }));
+  ASSERT_TRUE(m_bus.start());
+  ASSERT_TRUE(tested.ready());
+}
+
+TEST_F(BusTest, obeysAKillBeforeTheStart) {
+  Component tested(false);
+  ASSERT_TRUE(tested.ready());
+  OBcomponent::static_obc.load()->sendKillMsgToSelf();
+  tested.mayStart = true;
+  EXPECT_TRUE(waitFor([&] { return tested.stopped.load(); }));
+}
+
+TEST_F(BusTest, flushesRepliesAndDropsCallsAtTheKill) {
+  Component tested;
+  ASSERT_TRUE(tested.ready());
+  Peer peer(m_bus);
+  int answered[2] = {};
+  int dropped[2] = {};
+  sendPort(peer, 0, answered);
+  ASSERT_TRUE(pump(peer, [&] { return tested.ports.calls == 1; }));
+  sendPort(peer, 99, dropped);
+  sendPort(peer, 1, dropped);
+  ASSERT_TRUE(pump(peer, [&] { return tested.ports.blocked.load(); }));
+  OBstubReply* kept = nullptr;
+  ASSERT_TRUE(waitFor([&] { return (kept = tested.ports.takeKept()) != nullptr; }));
+  OBcomponent::static_obc.load()->sendKillMsgToSelf();
+  tested.ports.stub().setPortParams_reply(kept, 1, 2, 3, 4, true, 5, 6, 7);
+  tested.ports.opened = true;
+  EXPECT_TRUE(waitFor([&] { return tested.stopped.load(); }));
+  EXPECT_TRUE(pump(peer, [&] { return answered[0] == 1; }));
+  EXPECT_EQ(tested.ports.calls, 2) << "a queued call was carried out after the kill";
+}
+
+TEST_F(BusTest, leavesLateHandlesInert) {
+  Component tested;
+  ASSERT_TRUE(tested.ready());
+  Peer peer(m_bus);
+  int answers[2] = {};
+  sendPort(peer, 0, answers);
+  sendPort(peer, 0, answers);
+  ASSERT_TRUE(pump(peer, [&] { return tested.ports.calls == 2; }));
+  OBstubReply* first = tested.ports.takeKept();
+  OBstubReply* second = tested.ports.takeKept();
+  tested.stop();
+  tested.ports.stub().setPortParams_reply(first, 1, 2, 3, 4, true, 5, 6, 7);
+  OBstubReply::release(second);
+  tested.ports.stub().issStatusChange_signal(true);
+  EXPECT_EQ(answers[0], 0);
+}
+
+TEST_F(BusTest, stopsTheProcessWhenTheBusIsLost) {
+  Component tested;
+  ASSERT_TRUE(tested.ready());
+  Peer peer(m_bus);
+  EXPECT_EQ(setPort(peer, 1), "");
+  m_bus.stop();
+  sigset_t stop;
+  sigemptyset(&stop);
+  sigaddset(&stop, SIGTERM);
+  const timespec limit{20, 0};
+  EXPECT_EQ(sigtimedwait(&stop, nullptr, &limit), SIGTERM);
+  EXPECT_EQ(m_log.count("[CRITICAL] otnbus:"), 1U);
+}
+
+}  // namespace
