@@ -34,16 +34,15 @@ struct FieldInfo {
   FieldKind kind;
 };
 
-#define OPS_FIELD(path, member, shown)                                            \
-  FieldInfo {                                                                     \
-#member, static_cast < uint16_t>(offsetof(OtnIpcMsg, path.member)),           \
-        static_cast < uint16_t>(sizeof(OtnIpcMsg::path.member)), FieldKind::shown \
-  }
-#define OPS_TRAILER_FIELD(member, shown)                                     \
-  FieldInfo {                                                                \
-#member, static_cast < uint16_t>(offsetof(OtnIpcMsg, member)),           \
-        static_cast < uint16_t>(sizeof(OtnIpcMsg::member)), FieldKind::shown \
-  }
+constexpr FieldInfo fieldInfo(const char* name, size_t offset, size_t size, FieldKind kind) {
+  return {name, static_cast<uint16_t>(offset), static_cast<uint16_t>(size), kind};
+}
+// A member designator takes no parentheses. NOLINTBEGIN(bugprone-macro-parentheses)
+#define OPS_FIELD(path, member, shown) \
+  fieldInfo(#member, offsetof(OtnIpcMsg, path.member), sizeof(OtnIpcMsg::path.member), FieldKind::shown)
+#define OPS_TRAILER_FIELD(member, shown) \
+  fieldInfo(#member, offsetof(OtnIpcMsg, member), sizeof(OtnIpcMsg::member), FieldKind::shown)
+// NOLINTEND(bugprone-macro-parentheses)
 
 inline constexpr FieldInfo msrReloadFields[] = {OPS_FIELD(payload.msrReload, reloadStatus, number)};
 inline constexpr FieldInfo goActiveStandbyFields[] = {OPS_FIELD(payload.goActiveStandby, nodeType, number),

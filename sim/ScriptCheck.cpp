@@ -153,7 +153,7 @@ void fail(ScriptResult& result, size_t lineNumber, const std::string& what) {
 }  // namespace
 
 bool readScript(const std::string& path, std::string& content) {
-  constexpr size_t limit = 64 * 1024;
+  constexpr size_t limit = 65536;
   const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   if (fd < 0) return false;
   struct stat status;
