@@ -85,8 +85,14 @@ int ReceiveLoop::waitForInput() {
   const int ready = pselect(m_maxFd + 1, &m_workingSet, nullptr, nullptr, &m_timeout, &m_waitMask);
   const int error = errno;
   m_timeout = timeLeft(m_timeout, before, monotonicNow());
+  // A wait that finds input at once delivers no signal; input that never pauses would keep a stop out.
+  const bool stopWaits = ready > 0 && stopRequested();
+  if (stopWaits) {
+    const timespec atOnce{};
+    pselect(0, nullptr, nullptr, nullptr, &atOnce, &m_waitMask);
+  }
   // Some run-time checkers run the signal's handler only at the next call that they see.
-  if (ready < 0) poll(nullptr, 0, 0);
+  if (ready < 0 || stopWaits) poll(nullptr, 0, 0);
   errno = error;
   return ready;
 }

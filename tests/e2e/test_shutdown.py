@@ -255,6 +255,25 @@ def test_stop_in_a_flood_of_messages_at_trace_level_9(board):
         thread.join()
 
 
+def test_stop_in_a_stream_of_messages_that_never_pauses(board):
+    board.up()
+    unexpected = "[ERROR] main:624 (main) - unexpected message received from OPS\n"
+    board.expect_log(unexpected)
+    stopped = threading.Event()
+
+    def send():
+        while not stopped.is_set():
+            board.ops.send_if_open(bytes(record.SIZE * 10))  # wherever it is cut, it is the same message
+    thread = threading.Thread(target=send)
+    thread.start()
+    try:
+        board.log.wait(unexpected, count=100)
+        board.stop()
+    finally:
+        stopped.set()
+        thread.join()
+
+
 def test_stop_in_a_flood_of_requests_at_trace_level_9(board):
     board.up(level=9)
     board.bus.set_port_params(1, 1)
