@@ -57,12 +57,15 @@ def peer(kind):
     print("listening", flush=True)
     while True:
         client, _ = listener.accept()
-        client.sendall((1).to_bytes(4, "little") + bytes(6920))
-        while kind == "mute" and client.recv(65536):
-            pass
-        while kind == "deaf":
-            client.sendall(ANSWER)
-            time.sleep(0.0005)  # the load: answers by the clock, so that the daemon's sends fill every buffer
+        try:
+            client.sendall((1).to_bytes(4, "little") + bytes(6920))
+            while kind == "mute" and client.recv(65536):
+                pass
+            while kind == "deaf":
+                client.sendall(ANSWER)
+                time.sleep(0.0005)  # the load: answers by the clock, so that the daemon's sends fill every buffer
+        except OSError:
+            pass  # the daemon has gone
 
 
 def blocks_sigterm(pid):
