@@ -1,9 +1,9 @@
 #include "frame/otnThread.h"
 
-#include <ctime>
 #include <memory>
 
 #include "frame/OBclientComponent.h"
+#include "link/deadline.h"
 #include "link/running.h"
 #include "services/ServicePattern.h"
 #include "services/SrvCommon.h"
@@ -21,12 +21,6 @@ constexpr int startChecks = 5;
 constexpr long checkInterval = 1000;        ///< ms
 constexpr long stoppingCheckInterval = 20;  ///< ms
 constexpr int workersStopLimit = 1000;      ///< ms, well within the 2 s that a stop may take
-
-void sleepMilliseconds(long milliseconds) {
-  timespec left{milliseconds / 1000, milliseconds % 1000 * 1000000};
-  while (nanosleep(&left, &left) != 0) {
-  }
-}
 
 /// The services that live and die with the component.
 struct Services {

@@ -1,4 +1,4 @@
-// Deadlines on the monotonic clock, for timed waits. Any thread.
+// Deadlines on the monotonic clock, for timed waits, and sleeps that signals do not shorten. Any thread.
 #pragma once
 
 #include <ctime>
@@ -13,4 +13,10 @@ inline timespec monotonicIn(long milliseconds) {
     ++when.tv_sec;
   }
   return when;
+}
+
+inline void sleepMilliseconds(long milliseconds) {
+  timespec left{milliseconds / 1000, milliseconds % 1000 * 1000000};
+  while (nanosleep(&left, &left) != 0) {
+  }
 }
