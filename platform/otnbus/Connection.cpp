@@ -19,7 +19,6 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-constexpr int stopSlice = 50;          ///< ms between two looks whether to stop
 constexpr int retryInterval = 500;     ///< ms between two attempts to get the name
 constexpr uint64_t busLimit = 10000;   ///< ms that the bus itself may take for an answer
 constexpr uint64_t queryLimit = 1000;  ///< ms

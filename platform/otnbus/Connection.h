@@ -63,6 +63,8 @@ class Connection {
     bool known = false;  ///< false until the bus was asked
   };
 
+  static constexpr int stopSlice = 50;  ///< ms between two looks whether to stop
+
   /// What a stop of the process does to a call under way; the kill message always ends it.
   enum class OnStop { GoOn, GiveUp };
 

@@ -59,8 +59,10 @@ void Outbox::close() {
 std::deque<Outbox::Item> Outbox::take() {
   const std::lock_guard guard(m_mutex);
   if (m_items.empty()) return {};
-  uint64_t count;
-  [[maybe_unused]] const ssize_t size = read(m_wake, &count, sizeof count);
+  if (!m_closed) {
+    uint64_t count;
+    [[maybe_unused]] const ssize_t size = read(m_wake, &count, sizeof count);
+  }
   m_signals = 0;
   return std::exchange(m_items, {});
 }

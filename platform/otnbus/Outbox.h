@@ -43,7 +43,7 @@ class Outbox {
   void close();
   bool closed() const { return m_closed.load(std::memory_order_acquire); }
 
-  /// Readable when there is something to take, or when the outbox was closed.
+  /// Readable when there is something to take, and for good once the outbox is closed.
   int wakeDescriptor() const { return m_wake; }
   std::deque<Item> take();
 

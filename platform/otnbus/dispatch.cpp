@@ -70,7 +70,8 @@ void Connection::ioLoop() {
     const bool takePosted = queuedWrites() < maxQueuedWrites;
     if (takePosted) sendPosted();
     int result = sd_bus_process(m_bus, nullptr);
-    if (result == 0) result = waitForWork(takePosted, -1);
+    // A bus that does not read leaves the outbox unwatched, but a stop must be seen.
+    if (result == 0) result = waitForWork(takePosted, takePosted ? -1 : stopSlice);
     if (result < 0) {
       if (!m_outbox->closed()) lost(result);
       return;

@@ -1,6 +1,7 @@
 // A D-Bus daemon of the test's own, and peers on it. The process's "system bus" is this one while it lives.
 #pragma once
 
+#include <signal.h>
 #include <sys/types.h>
 #include <systemd/sd-bus.h>
 
@@ -16,6 +17,9 @@ class PrivateBus {
 
   bool start();
   void stop();
+  /// The bus stands still: it neither reads nor writes until resume().
+  void suspend() const { kill(m_daemon, SIGSTOP); }
+  void resume() const { kill(m_daemon, SIGCONT); }
   const std::string& address() const { return m_address; }
 
  private:

@@ -110,6 +110,19 @@ TEST_F(BusTest, flushesRepliesAndDropsCallsAtTheKill) {
   EXPECT_EQ(tested.ports.calls, 2) << "a queued call was carried out after the kill";
 }
 
+TEST_F(BusTest, endsThoughTheBusDoesNotRead) {
+  Component tested;
+  ASSERT_TRUE(tested.ready());
+  m_bus.suspend();
+  EXPECT_TRUE(waitFor([&] {
+    for (int i = 0; i < 1000; ++i) tested.ports.stub().linkStatusChange_signal(7, true, false);
+    return m_log.count("takes no more signals") == 1;
+  }));
+  OBcomponent::static_obc.load()->sendKillMsgToSelf();
+  EXPECT_TRUE(waitFor([&] { return tested.stopped.load(); }));
+  m_bus.resume();
+}
+
 TEST_F(BusTest, leavesLateHandlesInert) {
   Component tested;
   ASSERT_TRUE(tested.ready());
