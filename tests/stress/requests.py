@@ -30,6 +30,7 @@ def main():
     board.wait_file(RELOAD_MARKER)
     # What the first requests bring into memory once is not what is looked for.
     failed = run(board, "--count", "20000")
+    failed |= run(board, "--count", "200000", "--silent", "--action", "5")
     failed |= run(board, "--count", str(options.count))
     failed |= run(board, "--count", str(options.count), "--silent", "--action", "5")
     board.stop()
