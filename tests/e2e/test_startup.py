@@ -118,7 +118,7 @@ def test_name_owned_by_another_is_waited_for(board):
     board.expect_log(NOT_ON_THE_BUS)
     board.bus.request_name("otn.Trelvik")
     board.start()
-    board.log.wait(BUS_THREAD)
+    board.log.wait(NOT_ON_THE_BUS)
     assert board.bus.owner_of("otn.Trelvik") == board.bus.unique_name
     board.bus.bus("ReleaseName", "s", "otn.Trelvik")
     board.ops.accept(7 * SLOW)
