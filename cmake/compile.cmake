@@ -9,7 +9,7 @@ add_compile_definitions(_GNU_SOURCE)
 # built without them.
 set(TRELVIK_SANITIZE_FLAGS)
 if(TRELVIK_SANITIZE)
-  set(TRELVIK_SANITIZE_FLAGS -fsanitize=${TRELVIK_SANITIZE} -fno-omit-frame-pointer)
+  set(TRELVIK_SANITIZE_FLAGS -fsanitize=${TRELVIK_SANITIZE} -fno-omit-frame-pointer -O1)
   if(TRELVIK_SANITIZE MATCHES undefined)
     list(APPEND TRELVIK_SANITIZE_FLAGS -fno-sanitize-recover=undefined)
   endif()
