@@ -1,0 +1,154 @@
+#include "services/OBOchStub.h"
+
+#include <pthread.h>
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <system_error>
+
+#include "OBcomponent.h"
+#include "OBstubReply.h"
+#include "executeCommand.h"
+#include "link/deadline.h"
+#include "link/running.h"
+#include "trace.h"
+
+#define LOG_HERE(LEVEL, function, format, ...) \
+  TRACE(LEVEL, "SrvIss", __LINE__, function, format __VA_OPT__(, ) __VA_ARGS__)
+
+namespace {
+
+constexpr const char* worker = "run_och_thread";
+constexpr const char* startCommand = "screen -d -m /etc/rc.d/issStartScript.sh start";
+constexpr const char* stopCommand = "screen -d -m /etc/rc.d/issStartScript.sh stop";
+constexpr long pollInterval = 1000;      ///< ms between two looks at the marker file
+constexpr long stopCheckInterval = 100;  ///< ms
+
+/// ISS creates it when its start is complete and removes it when it stops.
+const std::string& markerFile() {
+  static const std::string path = "/tmp/initIssDone";
+  return path;
+}
+
+/// Waits for the next look at the marker file. False when the process is to stop.
+bool waitForNextLook() {
+  for (long waited = 0; waited < pollInterval; waited += stopCheckInterval) {
+    if (stopRequested()) return false;
+    const timespec step{0, stopCheckInterval * 1000000};
+    nanosleep(&step, nullptr);
+  }
+  return !stopRequested();
+}
+
+bool run(const char* command) {
+  return otn::executeCommand(command, true, nullptr, nullptr, true);
+}
+
+void logUnhandled(int32_t state) {
+  if (static_cast<DataUserState>(state) == DataUserState::INITIALIZED)
+    LOG_HERE(DEBUG1, worker, "%s is not handled", dataUserStateName(state));
+  else
+    LOG_HERE(ERROR, worker, "%s(%d) is not supported", dataUserStateName(state), state);
+}
+
+bool issStarted() {
+  std::error_code error;
+  const std::filesystem::file_status status = std::filesystem::status(markerFile(), error);
+  if (!std::filesystem::exists(status)) return false;
+  if (error)
+    LOG_HERE(DEBUG1, worker, "Waiting for init ISS done '%s': %s", markerFile().c_str(),
+             error.message().c_str());
+  return true;
+}
+
+bool issStopped() {
+  std::error_code error;
+  return !std::filesystem::exists(std::filesystem::status(markerFile(), error));
+}
+
+/// One look after the wait; true when the trigger is over.
+bool finished(int32_t state) {
+  switch (static_cast<DataUserState>(state)) {
+    case DataUserState::STARTED:
+      return issStarted();
+    case DataUserState::STOPPED:
+      return issStopped();
+    default:
+      logUnhandled(state);
+      return true;
+  }
+}
+
+bool act(int32_t state) {
+  switch (static_cast<DataUserState>(state)) {
+    case DataUserState::STARTED:
+      return run(startCommand);
+    case DataUserState::STOPPED:
+      return run(stopCommand);
+    default:
+      logUnhandled(state);
+      return true;
+  }
+}
+
+}  // namespace
+
+const char* dataUserStateName(int32_t state) {
+  switch (static_cast<DataUserState>(state)) {
+    case DataUserState::INITIALIZED:
+      return "INITIALIZED";
+    case DataUserState::STARTED:
+      return "STARTED";
+    case DataUserState::STOPPED:
+      return "STOPPED";
+  }
+  return "INVALID";
+}
+
+OBOchStub::OBOchStub(OBcomponent* component) {
+  LOG_HERE(DEBUG1, "OBOchStub", "OBOchStub called");
+  component->add_interface(this);
+}
+
+OBOchStub::~OBOchStub() {
+  LOG_HERE(DEBUG1, "~OBOchStub", "~OBOchStub called");
+  delete m_pStub;
+}
+
+void OBOchStub::register_interface(OBcomponent* component) {
+  LOG_HERE(DEBUG1, "register_interface", "OBOchStub::register_interface called");
+  m_pStub = new OBOchTriggerTrelvik_1_0_S(this, component);
+  m_pStub->register_asynchronous("TrelvikOchTriggerAsync");
+}
+
+void OBOchStub::triggerDataUser(OBstubReply* reply, int32_t state, bool) {
+  LOG_HERE(DEBUG1, "triggerDataUser", "%s", dataUserStateName(state));
+  pthread_attr_t attr;
+  pthread_attr_init(&attr);
+  const auto request = std::make_unique<OchTriggerRequest>(OchTriggerRequest{state, reply, m_pStub});
+  pthread_t thread;
+  if (pthread_create(&thread, &attr, run_och_thread, request.get()) == 0)
+    pthread_join(thread, nullptr);
+  else
+    OBstubReply::release(reply);
+  pthread_attr_destroy(&attr);
+}
+
+void* run_och_thread(void* argument) {
+  const auto* request = static_cast<const OchTriggerRequest*>(argument);
+  if (request == nullptr) {
+    LOG_HERE(ERROR, worker, "Incoming parameters are invalid");
+    return nullptr;
+  }
+  LOG_HERE(DEBUG1, worker, "%s", dataUserStateName(request->state));
+  const bool result = act(request->state);
+  do {
+    if (!waitForNextLook()) {
+      OBstubReply::release(request->reply);
+      return nullptr;
+    }
+  } while (!finished(request->state));
+  request->stub->triggerDataUser_reply(request->reply, request->state, result);
+  return nullptr;
+}
