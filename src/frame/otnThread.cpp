@@ -5,12 +5,14 @@
 #include "frame/OBclientComponent.h"
 #include "link/deadline.h"
 #include "link/running.h"
+#include "services/OBOchStub.h"
 #include "services/ServicePattern.h"
 #include "services/SrvCommon.h"
 #include "services/SrvIss.h"
 #include "services/SrvIssMgr.h"
 #include "services/SrvRedundancy.h"
 #include "services/SrvSmartSfp.h"
+#include "services/SrvSyncE.h"
 #include "trace.h"
 
 std::atomic<int32_t> otnThreadRunning;
@@ -25,6 +27,7 @@ constexpr int workersStopLimit = 1000;      ///< ms, well within the 2 s that a 
 /// The services that live and die with the component.
 struct Services {
   SrvCommon common;
+  SrvSyncE syncE;
   SrvRedundancy redundancy;
 };
 
@@ -51,8 +54,12 @@ void* start_otn_comm(void* arg) {
   component->add_interface(&services->common);
   SrvIss::createInstance(noAcPort);
   component->add_interface(&SrvIss::getInstance());
+  auto ochStub = std::make_unique<OBOchStub>(component.get());
   SrvIssMgr::createInstance();
+  component->add_interface(&SrvIssMgr::getInstance());
+  component->add_interface(&services->syncE);
   SrvSmartSfp::createInstance();
+  component->add_interface(&SrvSmartSfp::getInstance());
   component->add_interface(&services->redundancy);
 
   otnThreadRunning = 1;
@@ -60,6 +67,7 @@ void* start_otn_comm(void* arg) {
 
   const bool workersEnded = waitForWorkers(workersStopLimit);
   if (workersEnded) SrvIssMgr::destroyInstance();
+  ochStub.reset();
   TRACE(DEBUG1, "main", 710, "start_otn_comm", "OTNBUS thread stopped");
   if (!workersEnded) {
     // Workers that still run find their services alive; the process ends under them.

@@ -5,6 +5,9 @@
 #include "link/SrvDbg.h"
 #include "message/MsgHandle.h"
 #include "services/SrvIss.h"
+#include "services/SrvIssMgr.h"
+#include "services/SrvSmartSfp.h"
+#include "services/SrvSyncE.h"
 #include "trace.h"
 
 #define LOG_HERE(LEVEL, line, format, ...) \
@@ -41,6 +44,45 @@ void answerPortParams(MsgArrayEntry& slot, const OtnIpcMsg& answer) {
                 });
 }
 
+void answerSyncE(MsgArrayEntry& slot, const OtnIpcMsg& answer) {
+  if (IsOpsError(answer)) reportCriticalEvent("OPS REPORTED ERROR IN SYNCE REPLY MESSAGE!\n");
+  LOG_HERE(DEBUG3, 499, "Sending reply msg to OTNBus\n");
+  replyWhenLast(slot, slot.syncEService, 503,
+                [](OBsetSyncEParams_1_0_S& stub, OBstubReply* reply, const SavedArguments& saved) {
+                  stub.setSyncEParam_reply(reply, saved.enableFilter, saved.slot, saved.enableClk,
+                                           saved.clksrc, saved.phymode, saved.sendPdu, saved.pduWord1,
+                                           saved.pduWord2, saved.pduWord3);
+                });
+}
+
+void answerIssMgr(MsgArrayEntry& slot, const OtnIpcMsg& answer) {
+  if (IsOpsError(answer)) reportCriticalEvent("OPS REPORTED ERROR IN ISSMGR REPLY MESSAGE!\n");
+  if (IsEtsFpIdPacket(answer)) StoreEtsFpIds(answer);
+  if (IsMstFpIdPacket(answer)) StoreMstFpIds(answer);
+  LOG_HERE(DEBUG3, 534, "Sending reply msg to OTNBus\n");
+  std::pair<int32_t, int32_t> ids;
+  GetFpIds(answer, ids);
+  replyWhenLast(slot, slot.issMgrService, 541,
+                [&ids](OBsetIssMgrParams_1_0_S& stub, OBstubReply* reply, const SavedArguments& saved) {
+                  stub.setIssMgrParams_reply(reply, saved.ruleType, saved.action, saved.L2Pbmp,
+                                             saved.MplsPbmp, saved.flushAct, saved.vpn, saved.vp,
+                                             saved.portNr, saved.vlan, saved.mplsLbl, saved.pwLbl,
+                                             saved.dataVfis, 0, 0, 0, 0, ids.first, ids.second);
+                });
+}
+
+void answerSmartSfp(MsgArrayEntry& slot, const OtnIpcMsg& answer) {
+  if (IsOpsError(answer)) reportCriticalEvent("OPS REPORTED ERROR IN SMARTSFP REPLY MESSAGE!\n");
+  LOG_HERE(DEBUG3, 567, "Sending reply msg to OTNBus\n");
+  const uint32_t ports = ParseFpIdandPorts(answer);
+  replyWhenLast(slot, slot.smartSfpService, 572,
+                [ports](OBsetSmartSfpParams_1_0_S& stub, OBstubReply* reply, const SavedArguments& saved) {
+                  stub.setSmartSfpParams_reply(reply, saved.enableFilter, saved.action, saved.sendOutPDU,
+                                               ports, saved.size, std::string());
+                  LOG_HERE(DEBUG3, 580, "sent reply over OTNbus\n");
+                });
+}
+
 void answerRedundancy(const OtnIpcMsg& answer) {
   LOG_HERE(DEBUG3, 589, "Redundancystate reply msg received from OPS\n");
   if (!IsOpsError(answer)) return;
@@ -64,6 +106,15 @@ bool routeAnswer(const OtnIpcMsg& answer, SrvDbg& debugSocket) {
       break;
     case MsgSource::Debug:
       answerDebugClient(answer, debugSocket);
+      break;
+    case MsgSource::SyncE:
+      answerSyncE(slot, answer);
+      break;
+    case MsgSource::IssMgr:
+      answerIssMgr(slot, answer);
+      break;
+    case MsgSource::SmartSfp:
+      answerSmartSfp(slot, answer);
       break;
     case MsgSource::Redundancy:
       answerRedundancy(answer);
