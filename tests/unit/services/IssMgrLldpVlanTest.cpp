@@ -1,3 +1,5 @@
+#include <new>
+
 #include "services/IssMgrTest.h"
 
 namespace {
@@ -106,6 +108,12 @@ TEST_F(IssMgrCommands, MappingEndsWithTheRecord) {
   for (uint32_t vlan = 1; vlan <= 1728; ++vlan) expected.push_back(word(8 + 4 * vlan, vlan));
   EXPECT_TRUE(hasExactly(batch.messages[0], expected));
   EXPECT_TRUE(hasExactly(batch.messages[1], {}));
+
+  const IssMgrArguments arguments = second(mrp, notApplicable, 2, text);
+  alignas(OtnIpcMsg) unsigned char place[sizeof(OtnIpcMsg) + 4];
+  memset(place, 0xA5, sizeof place);
+  new (place) OtnIpcMsg(vlanMapping(arguments));
+  for (size_t i = sizeof(OtnIpcMsg); i < sizeof place; ++i) EXPECT_EQ(place[i], 0xA5) << "behind the record";
 }
 
 TEST_F(IssMgrCommands, OfAnotherFlushActAreNone) {
