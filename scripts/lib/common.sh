@@ -30,11 +30,12 @@ install_missing() {
     die "installing failed; as root: apt-get install ${missing[*]}"
 }
 
-# build_preset PRESET [TARGET...]: configures and builds.
+# build_preset PRESET [TARGET...]: configures and builds; makes the sysroot first where the preset needs it.
 build_preset() {
   local preset=$1 targets=()
   shift
   [ $# -eq 0 ] || targets=(--target "$@")
+  if [ "$preset" = armhf ]; then "$repo/scripts/sysroot" || exit 1; fi
   say "Building ($preset)"
   (cd "$repo" && cmake --preset "$preset" -Wno-dev --log-level=WARNING && cmake --build --preset "$preset" "${targets[@]}") ||
     die "the $preset build failed"
