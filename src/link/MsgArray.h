@@ -66,6 +66,7 @@ struct SavedArguments {
   uint32_t size;
   std::string dataVfis;
 };
+static_assert(sizeof(void*) != 4 || sizeof(SavedArguments) == 140);
 
 struct MsgArrayEntry {
   OtnIpcMsg msg;
@@ -82,10 +83,12 @@ struct MsgArrayEntry {
   MsgSource source;
   int32_t redundancyState;
 };
+static_assert(sizeof(void*) != 4 || sizeof(MsgArrayEntry) == 7108);
 
 inline constexpr int32_t MsgArraySize = 20;
 
 extern MsgArrayEntry MsgArray[MsgArraySize];
+static_assert(sizeof(void*) != 4 || sizeof MsgArray == 142160);
 extern Relaxed<int32_t> readpointer;
 extern Relaxed<int32_t> writepointer;
 extern Relaxed<int32_t> IssProcessing;  ///< 1 while a sent message awaits its answer

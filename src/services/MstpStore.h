@@ -13,6 +13,7 @@ struct MstpWanConfigFpIds {
   int32_t fpId_0;
   int32_t fpId_1;
 };
+static_assert(sizeof(MstpWanConfigFpIds) == 20);
 
 class MstpStore {
  public:

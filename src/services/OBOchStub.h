@@ -17,6 +17,7 @@ struct OchTriggerRequest {
   OBstubReply* reply;
   OBOchTriggerTrelvik_1_0_S* stub;
 };
+static_assert(sizeof(void*) != 4 || sizeof(OchTriggerRequest) == 12);
 
 class OBOchStub : public OBOchTriggerTrelvik_1_0_SI {
  public:

@@ -20,6 +20,7 @@ struct CountersRequest {
   uint32_t action;  ///< readCounters; anything else is refused
   ops::Counters counters;
 };
+static_assert(sizeof(void*) != 4 || sizeof(CountersRequest) == 52);
 
 class SrvGetIssParams : public OBgetIssParams_1_0_SI {
  public:

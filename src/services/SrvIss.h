@@ -28,6 +28,7 @@ struct SetPortParamsRequest {
   uint32_t extra2;
   bool bNoAcPort;
 };
+static_assert(sizeof(void*) != 4 || sizeof(SetPortParamsRequest) == 48);
 
 class SrvIss : public OBsetPortParams_1_0_SI {
  public:

@@ -20,6 +20,7 @@ struct IssMgrRequest {
   ReplyOwner reply;
   IssMgrArguments arguments;
 };
+static_assert(sizeof(void*) != 4 || sizeof(IssMgrRequest) == 100);
 
 class SrvIssMgr : public OBsetIssMgrParams_1_0_SI {
  public:

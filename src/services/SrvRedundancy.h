@@ -16,6 +16,7 @@ struct RedundancyRequest {
   ReplyOwner reply;  ///< always empty: a signal has no reply
   int32_t state;
 };
+static_assert(sizeof(void*) != 4 || sizeof(RedundancyRequest) == 12);
 
 /// What the redundancy manager said when asked; unknown without an answer.
 struct RedundancyStatusQuery {

@@ -20,6 +20,7 @@ struct SmartSfpRequest {
   ReplyOwner reply;
   SmartSfpArguments arguments;
 };
+static_assert(sizeof(void*) != 4 || sizeof(SmartSfpRequest) == 56);
 
 class SrvSmartSfp : public OBsetSmartSfpParams_1_0_SI {
  public:

@@ -13,6 +13,7 @@ struct SyncERequest {
   ReplyOwner reply;
   SyncEArguments arguments;
 };
+static_assert(sizeof(void*) != 4 || sizeof(SyncERequest) == 44);
 
 class SrvSyncE : public OBsetSyncEParams_1_0_SI {
  public:
