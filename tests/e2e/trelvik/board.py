@@ -36,8 +36,9 @@ REFUSED = ("[WARNING] IssSocket:49 (StartTcpClient) - OPS socket connection fail
 LOST = "[INFO] main:343 (main) - CONNECTION TO OPS LOST, try reconnecting in 5s\n"
 BUS_LOST = "[CRITICAL] otnbus:*"
 
-# Lines on standard error that are not the daemon's: emulation and coverage tools speak there.
-FOREIGN_STDERR = ("qemu: ", "profiling:")
+# Lines on standard error that are not the daemon's: emulation and coverage tools speak there, and so do this
+# machine's programs when an emulated daemon starts them with a monitor emulator that they cannot load.
+FOREIGN_STDERR = ("qemu: ", "profiling:") + (("ERROR: ld.so: object ",) if LAUNCHER else ())
 
 
 def clear_fixed_paths():
