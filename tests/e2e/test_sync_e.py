@@ -1,0 +1,142 @@
+import pytest
+
+from trelvik import record
+from trelvik.bus import PATH
+from trelvik.iss_mgr import message, serve
+
+SYNC_E = (PATH + "IssSetSyncEAsync", "otn.OBsetSyncEParams_1_0")
+WORKER = "(run_iss_syncE_thread) - "
+OPS_ERROR = "OPS REPORTED ERROR IN SYNCE REPLY MESSAGE!\n"
+
+
+def trap_rule():
+    return message(record.INTERESTED_PACKET_IND,
+                   {4: 2, 24: 4, 44: 11, 208: 1, 212: 1, 216: 2},
+                   {8: "0180c2000002", 16: "ffffffffffff", 28: "0988", 36: "ffff", 48: "0a0019a70001",
+                    56: "ffffffffffff", 204: "fffffff0", 232: "03", 236: "01"})
+
+
+def command(enable_clk=1, slot=12, clksrc=14, phymode=15):
+    return message(14, {4: enable_clk, 8: slot, 12: clksrc, 16: phymode})
+
+
+def pdu(*words):
+    return message(15, dict(zip((4, 8, 12), words or (17, 18, 19))))
+
+
+def request(enable_filter=0, enable_clk=0, send_pdu=0):
+    return (enable_filter, 12, enable_clk, 14, 15, send_pdu, 17, 18, 19)
+
+
+def call_of(board, arguments):
+    return board.bus.call(SYNC_E, "setSyncEParam", "uuuuuuuuu", *arguments)
+
+
+def carried_out(board, arguments, *expected):
+    """The request makes these messages, and its reply comes after the answer to the last."""
+    call = call_of(board, arguments)
+    for raw in expected:
+        sent = board.ops.receive()
+        assert sent == raw
+        assert not call.answered
+        board.ops.answer(sent)
+    assert call.reply() == arguments
+
+
+@pytest.mark.parametrize("arguments, expected", [
+    (request(2, 0, 0), [trap_rule()]),
+    (request(0, 1, 0), [command()]),
+    (request(0, 0, 1), [pdu()]),
+    (request(2, 1, 0), [trap_rule(), command()]),
+    (request(2, 0, 1), [trap_rule(), pdu()]),
+    (request(0, 1, 1), [command(), pdu()]),
+    (request(1, 9, 0), [command(9)]),
+    (request(3, 0, 9), [pdu()])])
+def test_messages_and_reply(board, arguments, expected):
+    board.up()
+    carried_out(board, arguments, *expected)
+    board.sync_ops()
+    assert board.ops.silent()
+
+
+def test_rule_clock_and_pdu_go_out_in_order_with_one_reply(board):
+    board.up(level=9)
+    carried_out(board, request(2, 1, 1), trap_rule(), command(), pdu())
+    board.log.wait("[DEBUG3] SrvSyncE:140 " + WORKER + "SetPortParam split up in 3 messages to OPS\n")
+    assert len(board.log.find("[DEBUG3] SrvSyncE:145 " + WORKER + "message writepoiter *")) == 3
+    assert len(board.log.find("[DEBUG3] main:503 (main) - send reply over OTNbus\n")) == 1
+
+
+@pytest.mark.parametrize("enable_filter", [1, 0, 3, 0xFFFFFFFF])
+def test_request_for_nothing_gets_no_reply(board, enable_filter):
+    board.up(level=9)
+    call = call_of(board, request(enable_filter, 0, 0))
+    board.log.wait("[DEBUG2] SrvSyncE:174 " + WORKER + "stopped")
+    assert board.log.find("[DEBUG3] SrvSyncE:140 " + WORKER + "SetPortParam split up in 0 messages to OPS\n")
+    carried_out(board, request(0, 1, 0), command())
+    board.alive()
+    assert not call.answered
+    assert board.ops.silent()
+
+
+def test_batch_of_three_does_not_fit_at_write_index_16(board):
+    board.connected(level=9)
+    for mark in range(1, 17):
+        board.debug.send(record.make(record.FLUSH_CMD, mark=mark))
+    board.sync_debug()
+    board.expect_log("[ERROR] SrvSyncE:131 " + WORKER + "Buffer overflow, message lost!\n")
+    assert call_of(board, request(2, 1, 1)).reply() == request(2, 1, 1)
+    call = call_of(board, request(2, 1, 0))
+    board.log.wait("[DEBUG3] SrvSyncE:145 " + WORKER + "message writepoiter 17\n")
+    assert not board.log.find("[DEBUG3] SrvSyncE:145 " + WORKER + "message writepoiter 18\n")
+    assert call_of(board, request(0, 1, 0)).reply() == request(0, 1, 0), "the ring is full"
+    board.make_ready()
+    for mark in range(1, 17):
+        board.ops.serve(record.FLUSH_CMD, mark=mark)
+    serve(board, trap_rule())
+    serve(board, command())
+    assert call.reply() == request(2, 1, 0)
+    board.sync_ops()
+    assert board.ops.silent()
+
+
+def test_batch_behind_the_reader_is_answered_at_once(board):
+    board.connected(level=9)
+    for mark in range(1, 19):
+        board.debug.send(record.make(record.FLUSH_CMD, mark=mark))
+    board.sync_debug()
+    board.make_ready()
+    for mark in (1, 2):
+        board.ops.serve(record.FLUSH_CMD, mark=mark)
+    third = board.ops.expect(record.FLUSH_CMD, mark=3)
+    for mark in (19, 20):
+        board.debug.send(record.make(record.FLUSH_CMD, mark=mark))
+    board.sync_debug()
+    board.expect_log("[ERROR] SrvSyncE:118 " + WORKER + "Buffer overflow, message lost!\n")
+    assert call_of(board, request(2, 1, 0)).reply() == request(2, 1, 0)
+    call = call_of(board, request(0, 0, 1))
+    board.log.wait("[DEBUG3] SrvSyncE:145 " + WORKER + "message writepoiter 0\n")
+    board.ops.answer(third)
+    for mark in range(4, 21):
+        board.ops.serve(record.FLUSH_CMD, mark=mark)
+    serve(board, pdu())
+    assert call.reply() == request(0, 0, 1)
+
+
+def test_error_of_ops_is_reported_and_the_reply_goes_out(board):
+    board.up()
+    call = call_of(board, request(2, 1, 1))
+    serve(board, trap_rule(), error="Error\r\n")
+    board.cam.wait_report(OPS_ERROR)
+    serve(board, command())
+    serve(board, pdu(), error="Error\r\n")
+    assert call.reply() == request(2, 1, 1)
+    board.cam.wait_report(OPS_ERROR, count=2)
+    assert len(board.cam.reports()) == 2
+
+
+def test_numbers_pass_unchanged(board):
+    board.up()
+    words = (0x80000000, 0xFFFFFFFF, 0x01020304)
+    carried_out(board, (0, 0xFFFFFFFE, 0x87654321, 0xDEADBEEF, 0x80000001, 0xFFFFFFFF, *words),
+                command(0x87654321, 0xFFFFFFFE, 0xDEADBEEF, 0x80000001), pdu(*words))
