@@ -1,0 +1,62 @@
+#include "frame/routeAnswer.h"
+#include "link/SrvDbg.h"
+#include "services/SrvGetIssParams.h"
+#include "support/FakeBus.h"
+#include "support/OwnNamespaces.h"
+#include "support/Record.h"
+#include "support/RingTest.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+std::string line(const std::string& level, const std::string& text) {
+  return loggedAnywhere(level, "main", "main", text);
+}
+
+/// The counters' slots carry the source of the port parameters service, but no such service.
+class CountersAnswer : public RingTest {
+ protected:
+  static void SetUpTestSuite() { enterOwnNamespaces(); }
+
+  CountersAnswer() { FakeBus::clear(); }
+
+  bool route(const std::string& error) {
+    return routeAnswer(recordOf({word(0, 17), word(4, 3), word(8, 1234), {6412, error}}), m_debugSocket);
+  }
+
+  SrvDbg m_debugSocket;
+  SrvGetIssParams m_service;
+};
+
+TEST_F(CountersAnswer, IsLoggedAndConsumed) {
+  m_service.register_interface(nullptr);
+  run_iss_get_data_thread(new CountersRequest{&m_service, ReplyOwner(FakeBus::call(70)),
+                                              CountersRequest::readCounters,
+                                              ops::Counters{3, 1, 2, 3, 4, 5, 6, 7, 8, 9}});
+  ASSERT_EQ(writepointer, 1);
+  forget();
+  EXPECT_TRUE(route("No Error\r\n"));
+  EXPECT_THAT(
+      unnumbered(),
+      ElementsAre(line("DEBUG3", "MESSAGE SOURCE 1\n"), line("DEBUG3", "Sending reply msg to OTNBus\n"),
+                  line("ERROR", "no service to send the reply of this answer, source 1")));
+  EXPECT_EQ(readpointer, 1);
+  EXPECT_EQ(MsgArray[0].source, MsgSource::None);
+  EXPECT_EQ(MsgArray[0].reply, nullptr);
+  EXPECT_THAT(FakeBus::replies(), IsEmpty());
+  EXPECT_THAT(FakeBus::released(), ElementsAre(70U)) << "the bus forgets the call";
+}
+
+TEST_F(CountersAnswer, IsLoggedAndConsumedAlsoWhenItIsAnError) {
+  run_iss_get_data_thread(new CountersRequest{&m_service, ReplyOwner(FakeBus::call(71)),
+                                              CountersRequest::readCounters, ops::Counters{}});
+  forget();
+  EXPECT_TRUE(route("No such interface\r\n"));
+  EXPECT_EQ(unnumbered().back(), line("ERROR", "no service to send the reply of this answer, source 1"));
+  EXPECT_EQ(readpointer, 1);
+  EXPECT_THAT(FakeBus::released(), ElementsAre(71U));
+}
+
+}  // namespace
