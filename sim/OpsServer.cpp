@@ -48,12 +48,25 @@ bool OpsServer::listen(std::string& reason) {
   return true;
 }
 
+void OpsServer::addPollable(int fd, short events, std::function<void(short)> ready) {
+  m_pollables.push_back({fd, events, std::move(ready)});
+}
+
+void OpsServer::removePollable(int fd) {
+  for (Pollable& pollable : m_pollables) {
+    if (pollable.fd == fd) pollable.fd = -1;
+  }
+}
+
 void OpsServer::run(int stopFd) {
+  std::vector<pollfd> fds;
   while (true) {
+    std::erase_if(m_pollables, [](const Pollable& pollable) { return pollable.fd < 0; });
     const bool connected = m_clientFd >= 0;
-    pollfd fds[2] = {{stopFd, POLLIN, 0}, {m_listenFd, POLLIN, 0}};
+    fds.assign({{stopFd, POLLIN, 0}, {m_listenFd, POLLIN, 0}});
     if (connected) fds[1] = {m_clientFd, static_cast<short>(m_unsent.empty() ? POLLIN : POLLOUT), 0};
-    const int ready = poll(fds, 2, pollTimeout());
+    for (const Pollable& pollable : m_pollables) fds.push_back({pollable.fd, pollable.events, 0});
+    const int ready = poll(fds.data(), fds.size(), pollTimeout());
     if (ready > 0 && fds[0].revents != 0) return;
     if (ready > 0 && fds[1].revents != 0) {
       if (!connected) {
@@ -64,7 +77,17 @@ void OpsServer::run(int stopFd) {
         receive();
       }
     }
+    if (ready > 0) runPollables(fds);
     runTimers();
+  }
+}
+
+void OpsServer::runPollables(const std::vector<pollfd>& fds) {
+  for (size_t i = 2; i < fds.size(); ++i) {
+    if (fds[i].revents == 0 || m_pollables[i - 2].fd < 0) continue;
+    // A copy: the call may add pollables.
+    const std::function<void(short)> call = m_pollables[i - 2].ready;
+    call(fds[i].revents);
   }
 }
 
@@ -82,6 +105,7 @@ void OpsServer::accept() {
   setsockopt(m_clientFd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
   m_output.line("client connected");
   const Clock::time_point now = Clock::now();
+  for (Observer* observer : m_observers) observer->onClient(true, now);
   if (m_options.restore != Restore::none) m_restoreDue = now + m_options.restoreDelay;
   if (m_options.keepAlive.count() > 0) m_keepAliveDue = now + m_options.keepAlive;
   sendStatus(TASK_INIT_STATUS);
@@ -92,6 +116,7 @@ void OpsServer::dropClient(const std::string& why) {
     m_output.line("<- " + decodePartialRecord(m_received.partial()));
   }
   m_output.line("client lost: " + why);
+  for (Observer* observer : m_observers) observer->onClient(false, Clock::now());
   ::close(m_clientFd);
   m_clientFd = -1;
   m_received.reset();
@@ -108,7 +133,11 @@ void OpsServer::receive() {
     dropClient(n == 0 ? "it closed the connection" : strerror(errno));
     return;
   }
+  const Clock::time_point now = Clock::now();
+  for (Observer* observer : m_observers)
+    observer->onBytes(Direction::in, room.first(static_cast<size_t>(n)), now);
   if (!m_received.filled(static_cast<size_t>(n))) return;
+  for (Observer* observer : m_observers) observer->onRecord(Direction::in, m_received.record(), now);
   if (!m_options.quiet) m_output.line("<- " + decodeRecord(m_received.record()));
   std::string notes;
   const OtnIpcMsg answer = m_model.answer(m_received.record(), notes);
@@ -119,6 +148,7 @@ void OpsServer::receive() {
 void OpsServer::send(const OtnIpcMsg& record) {
   if (m_clientFd < 0) return;
   if (!m_options.quiet) m_output.line("-> " + decodeRecord(record));
+  for (Observer* observer : m_observers) observer->onRecord(Direction::out, record, Clock::now());
   m_unsent.append(reinterpret_cast<const char*>(&record), sizeof record);
   flush();
 }
@@ -126,6 +156,8 @@ void OpsServer::send(const OtnIpcMsg& record) {
 void OpsServer::flush() {
   const ssize_t n = ::send(m_clientFd, m_unsent.data(), m_unsent.size(), MSG_NOSIGNAL);
   if (n >= 0) {
+    const auto sent = std::as_bytes(std::span(m_unsent)).first(static_cast<size_t>(n));
+    for (Observer* observer : m_observers) observer->onBytes(Direction::out, sent, Clock::now());
     m_unsent.erase(0, static_cast<size_t>(n));
   } else if (errno != EAGAIN && errno != EINTR) {
     dropClient(strerror(errno));

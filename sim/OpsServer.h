@@ -2,12 +2,17 @@
 // loop on the caller's thread; nothing in it blocks but the output of lines.
 #pragma once
 
+#include <poll.h>
+
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <string>
+#include <vector>
 
 #include "IssModel.h"
 #include "LineOutput.h"
+#include "Observer.h"
 #include "RecordStream.h"
 
 namespace sim {
@@ -36,12 +41,27 @@ class OpsServer {
   bool listen(std::string& reason);
   uint16_t port() const { return m_port; }
 
+  /// The observer is the caller's and outlives the server.
+  void addObserver(Observer& observer) { m_observers.push_back(&observer); }
+
+  /// Calls `ready` with the events of a further descriptor (the caller's) from the poll loop. It may add and
+  /// remove pollables, its own included.
+  void addPollable(int fd, short events, std::function<void(short)> ready);
+  void removePollable(int fd);
+
   /// Serves one client after another until stopFd (the caller's) is readable.
   void run(int stopFd);
 
  private:
   using Clock = std::chrono::steady_clock;
 
+  struct Pollable {
+    int fd;  ///< -1 = removed
+    short events;
+    std::function<void(short)> ready;
+  };
+
+  void runPollables(const std::vector<pollfd>& fds);
   void accept();
   void dropClient(const std::string& why);
   void receive();
@@ -60,6 +80,8 @@ class OpsServer {
   int m_clientFd = -1;
   RecordStream m_received;
   std::string m_unsent;  ///< what the client has not taken yet; nothing is read from it meanwhile
+  std::vector<Observer*> m_observers;
+  std::vector<Pollable> m_pollables;
   Clock::time_point m_restoreDue = Clock::time_point::max();
   Clock::time_point m_keepAliveDue = Clock::time_point::max();
 };
