@@ -8,21 +8,24 @@
 #include <cstddef>
 #include <cstring>
 
-#include "PortBitmap.h"
-#include "ScriptCheck.h"
-
 namespace sim {
 namespace {
 
 constexpr std::string_view defaultScript = "/etc/iss/bh_default.txt";
-constexpr const char* unknownEntry = "Unknown forwarding entry\r\n";
 
-void fillTrailer(OtnIpcMsg& msg, std::string_view error) {
+void fillTrailer(OtnIpcMsg& msg, const std::optional<Refusal>& refusal) {
   memset(msg.errorString, 0, sizeof(OtnIpcMsg) - offsetof(OtnIpcMsg, errorString));
-  msg.status = error.empty() ? 0 : 1;
   msg.isResponse = 1;
-  if (error.empty()) error = ops::noError;
-  memcpy(msg.errorString, error.data(), std::min(error.size(), sizeof msg.errorString - 1));
+  std::string text(ops::noError);
+  if (refusal) {
+    text = refusal->text.substr(0, sizeof msg.errorString - 3) + "\r\n";
+    msg.status = 1;
+    msg.errorValue[0] = static_cast<uint8_t>(refusal->area);
+    msg.errorValue[1] = static_cast<uint8_t>(refusal->reason);
+    msg.errorValue[2] = static_cast<uint8_t>(refusal->line >> 8);
+    msg.errorValue[3] = static_cast<uint8_t>(refusal->line);
+  }
+  memcpy(msg.errorString, text.data(), text.size());
 }
 
 /// ISS writes a run's output where it is told to by an absolute path; a failure is no failure of the run.
@@ -39,13 +42,20 @@ void writeOutput(const std::string& path, std::string_view output, std::string& 
   if (fd >= 0) ::close(fd);
 }
 
-TunnelIds idsOf(const ops::TunnelEntry& entry) {
-  return {entry.tunnelId, entry.vpnId, entry.tunnelIndex, entry.pwId};
+bool haveSameIds(const ops::TunnelEntry& left, const ops::TunnelEntry& right) {
+  return left.tunnelId == right.tunnelId && left.vpnId == right.vpnId &&
+         left.tunnelIndex == right.tunnelIndex && left.pwId == right.pwId;
 }
 
-/// Ids that tell the port and their kind at a glance.
-TunnelIds idsForPort(uint32_t port) {
-  return {1000 + port, 2000 + port, 3000 + port, 4000 + port};
+bool isPort(uint32_t number) {
+  return number >= 1 && number <= portCount;
+}
+
+OtnIpcMsg portRecord(const PortState& state) {
+  OtnIpcMsg record{};
+  record.msgType = PORT_STATUS_CHANGE_IND;
+  record.payload.portStatus = {state.port, state.admin, state.operational};
+  return record;
 }
 
 }  // namespace
@@ -53,21 +63,47 @@ TunnelIds idsForPort(uint32_t port) {
 OtnIpcMsg IssModel::answer(const OtnIpcMsg& request, std::string& notes) {
   OtnIpcMsg msg = request;
   notes.clear();
-  const std::string error = handle(msg, notes);
-  fillTrailer(msg, error);
+  fillTrailer(msg, handle(msg, notes));
   return msg;
 }
 
-std::string IssModel::handle(OtnIpcMsg& msg, std::string& notes) {
+std::vector<OtnIpcMsg> IssModel::takeReports() {
+  std::vector<OtnIpcMsg> reports;
+  for (const PortState& state : std::exchange(m_config.portChanges, {})) reports.push_back(portRecord(state));
+  return reports;
+}
+
+bool IssModel::setPortOper(uint32_t port, bool up) {
+  if (!isPort(port)) return false;
+  const PortState before = m_config.portState(port);
+  m_config.port(port).link = up;
+  return m_config.portState(port) != before;
+}
+
+OtnIpcMsg IssModel::portReport(uint32_t port) const {
+  return portRecord(isPort(port) ? m_config.portState(port) : PortState{port, false, false});
+}
+
+OtnIpcMsg IssModel::cpuAlarm(std::string_view threadName, uint32_t pid) {
+  OtnIpcMsg record{};
+  record.msgType = CPU_THRESHOLD;
+  memcpy(record.errorString, threadName.data(), std::min(threadName.size(), sizeof record.errorString));
+  for (size_t i = 0; i < sizeof record.errorValue; ++i) {
+    record.errorValue[i] = static_cast<uint8_t>(pid >> (24 - 8 * i));
+  }
+  return record;
+}
+
+IssModel::Result IssModel::handle(OtnIpcMsg& msg, std::string& notes) {
   switch (msg.msgType) {
     case InvalidMsgType:
       // What the daemon sends when it could not write a script.
       msg.msgType = RUN_DEFAULT_SCRIPT_COMMAND;
-      return std::string(scriptOpenError);
+      return Refusal{Area::script, CliReason::missing, std::string(scriptOpenError)};
     case IFC_INSERT_DELETE_IND:
       return insertInterface(msg.payload.ifc);
     case RUN_DEFAULT_SCRIPT_COMMAND:
-      return runScript(msg.payload.script, notes);
+      return runScriptFile(msg.payload.script, notes);
     case INTERESTED_PACKET_IND:
       return forwarding(msg.payload.rule);
     case MGMT_INTERFACE_MAPPING_IND:
@@ -79,11 +115,10 @@ std::string IssModel::handle(OtnIpcMsg& msg, std::string& notes) {
       m_syncePdu = msg.payload.syncePdu;
       return {};
     case FLUSH_CMD:
-      ++m_flushCount;
+      flush(msg.payload.flush);
       return {};
     case GET_INTERFACE_RECEPTION_AND_TRANSMISSION_COUNTERS:
-      readCounters(msg.payload.counters);
-      return {};
+      return readCounters(msg.payload.counters);
     case SMARTSFP_PDU_CMD:
       m_smartSfpPdu = msg.payload.smartSfp;
       return {};
@@ -98,23 +133,25 @@ std::string IssModel::handle(OtnIpcMsg& msg, std::string& notes) {
       m_lldp = msg.payload.lldp.actionCode == ops::actionDelete ? ops::LldpTlv{} : msg.payload.lldp;
       return {};
     default:
-      return "Unsupported request\r\n";
+      return Refusal{Area::request, CliReason::unknownCommand, "Unsupported request"};
   }
 }
 
-std::string IssModel::runScript(const ops::RunScript& request, std::string& notes) {
+IssModel::Result IssModel::runScriptFile(const ops::RunScript& request, std::string& notes) {
   const std::string input(fieldText(request.inputFile));
   const std::string output(fieldText(request.outputFile));
   // The default script is ISS's own: whatever it holds, ISS runs it.
   const bool isDefault = input == defaultScript;
   std::string content;
   if (isDefault ? access(input.c_str(), R_OK) != 0 : !readScript(input, content)) {
-    return std::string(scriptOpenError);
+    return Refusal{Area::script, CliReason::missing, std::string(scriptOpenError)};
   }
   if (isDefault) return {};
-  ScriptResult result = checkScript(content);
+  const ScriptResult result = runScript(content, m_config);
   if (output.starts_with('/')) writeOutput(output, result.output, notes);
-  return std::move(result.error);
+  if (!result.refused) return {};
+  return Refusal{Area::script, result.refused->refusal.reason, "Script " + result.refused->text,
+                 static_cast<uint32_t>(result.refused->line)};
 }
 
 uint32_t IssModel::newForwardingId() {
@@ -123,28 +160,36 @@ uint32_t IssModel::newForwardingId() {
   return m_lastForwardingId;
 }
 
-std::string IssModel::createForwardingEntry(ops::InterestedPacket& rule) {
+void IssModel::createForwardingEntry(ops::InterestedPacket& rule) {
   rule.fpId0 = newForwardingId();
   rule.fpId1 = rule.encapType == ops::encapMpls ? newForwardingId() : 0;
-  if (m_forwardingEntries.size() >= maxForwardingEntries)
+  if (m_forwardingEntries.size() >= maxForwardingEntries) {
     m_forwardingEntries.erase(m_forwardingEntries.begin());
-  m_forwardingEntries[rule.fpId0] = {rule.entryKind, rule.encapType, portListToBitmap(rule.portList),
-                                     rule.fpId1};
-  return {};
+  }
+  m_forwardingEntries[rule.fpId0] = rule;
 }
 
-std::string IssModel::forwarding(ops::InterestedPacket& rule) {
-  if (rule.entryCount > std::size(rule.entries)) return "Too many filter entries\r\n";
-  if (rule.actionCode == ops::actionCreate) return createForwardingEntry(rule);
+IssModel::Result IssModel::forwarding(ops::InterestedPacket& rule) {
+  if (rule.entryCount > std::size(rule.entries)) {
+    return Refusal{Area::forwarding, CliReason::badArgument, "Too many filter entries"};
+  }
   if (rule.actionCode == ops::actionNone) return {};
-  if (rule.actionCode > ops::actionModify) return "Unknown action code\r\n";
+  if (rule.actionCode > ops::actionModify) {
+    return Refusal{Area::forwarding, CliReason::badArgument, "Unknown action code"};
+  }
+  if (rule.actionCode == ops::actionCreate) {
+    createForwardingEntry(rule);
+    return {};
+  }
   const auto found = m_forwardingEntries.find(rule.fpId0);
   if (found == m_forwardingEntries.end() || found->second.entryKind != rule.entryKind ||
       (rule.fpId1 != 0 && found->second.fpId1 != rule.fpId1)) {
-    return unknownEntry;
+    return Refusal{Area::forwarding, CliReason::missing, "Unknown forwarding entry"};
   }
   if (rule.actionCode == ops::actionModify) {
-    found->second.portBitmap = portListToBitmap(rule.portList);
+    const uint32_t fpId1 = found->second.fpId1;
+    found->second = rule;
+    found->second.fpId1 = fpId1;
     return {};
   }
   // An entry that is gone has no ids: who keeps them from the answer then keeps none.
@@ -154,41 +199,45 @@ std::string IssModel::forwarding(ops::InterestedPacket& rule) {
   return {};
 }
 
-std::string IssModel::mapTunnel(ops::MgmtInterfaceMapping& mapping) {
+IssModel::Result IssModel::mapTunnel(ops::MgmtInterfaceMapping& mapping) {
   ops::TunnelEntry& entry = mapping.entry;
-  if (mapping.entryCount == 0) return "No tunnel entry\r\n";
-  if (entry.pwPort < 1 || entry.pwPort > portCount) return "Unknown port\r\n";
+  if (mapping.entryCount == 0) return Refusal{Area::tunnel, CliReason::badArgument, "No tunnel entry"};
+  if (!isPort(entry.pwPort)) return Refusal{Area::tunnel, CliReason::badArgument, "Unknown port"};
   if (mapping.mapFlag == ops::MgmtInterfaceMapping::map) {
-    const TunnelIds ids = idsForPort(entry.pwPort);
-    m_tunnels[entry.pwPort] = ids;
-    entry.tunnelId = ids.tunnelId;
-    entry.vpnId = ids.vpnId;
-    entry.tunnelIndex = ids.tunnelIndex;
-    entry.pwId = ids.pwId;
+    // Ids that tell the port and their kind at a glance.
+    entry.tunnelId = 1000 + entry.pwPort;
+    entry.vpnId = 2000 + entry.pwPort;
+    entry.tunnelIndex = 3000 + entry.pwPort;
+    entry.pwId = 4000 + entry.pwPort;
+    m_tunnels[entry.pwPort] = entry;
     return {};
   }
   const auto found = m_tunnels.find(entry.pwPort);
-  if (found == m_tunnels.end()) return "Port is not mapped\r\n";
-  if (found->second != idsOf(entry)) return "Unknown tunnel ids\r\n";
+  if (found == m_tunnels.end()) return Refusal{Area::tunnel, CliReason::missing, "Port is not mapped"};
+  if (!haveSameIds(found->second, entry)) {
+    return Refusal{Area::tunnel, CliReason::missing, "Unknown tunnel ids"};
+  }
   m_tunnels.erase(found);
   return {};
 }
 
-std::string IssModel::insertInterface(const ops::IfcInsertDelete& ifc) {
+IssModel::Result IssModel::insertInterface(const ops::IfcInsertDelete& ifc) {
   if (ifc.statusFlag != ops::IfcInsertDelete::insert) {
     m_interfaces.erase(ifc.entry.interfaceNum);
     return {};
   }
   if (m_interfaces.size() >= maxKeys && !m_interfaces.contains(ifc.entry.interfaceNum)) {
-    return "Interface table is full\r\n";
+    return Refusal{Area::interface, CliReason::full, "Interface table is full"};
   }
   m_interfaces[ifc.entry.interfaceNum] = ifc.entry;
   return {};
 }
 
-std::string IssModel::mapVlans(std::map<uint32_t, VlanMap>& maps, const OtnIpcMsg& msg) {
+IssModel::Result IssModel::mapVlans(std::map<uint32_t, VlanMap>& maps, const OtnIpcMsg& msg) {
   const ops::VlanMapping& request = msg.payload.vlanMapping;
-  if (maps.size() >= maxKeys && !maps.contains(request.key)) return "VLAN mapping table is full\r\n";
+  if (maps.size() >= maxKeys && !maps.contains(request.key)) {
+    return Refusal{Area::vlanMapping, CliReason::full, "VLAN mapping table is full"};
+  }
   constexpr size_t first = offsetof(OtnIpcMsg, payload.vlanMapping.firstDataVlan);
   VlanMap& map = maps[request.key];
   map.vpn = request.vpn;
@@ -199,18 +248,32 @@ std::string IssModel::mapVlans(std::map<uint32_t, VlanMap>& maps, const OtnIpcMs
   return {};
 }
 
-/// Counters grow with every reading and differ between interfaces.
-void IssModel::readCounters(ops::Counters& counters) {
-  const uint32_t frames = ++m_counterReads * 100 + counters.interfaceNum;
-  counters.rxUnicastPackets = frames;
-  counters.rxOctets = frames * 512;
-  counters.rxDiscarded = m_counterReads;
-  counters.rxErrors = 0;
-  counters.rxUnknownProtocol = m_counterReads / 2;
-  counters.txUnicastPackets = frames * 2;
-  counters.txOctets = frames * 2 * 512;
-  counters.txDiscarded = m_counterReads / 4;
-  counters.txErrors = 0;
+void IssModel::flush(const ops::Flush& request) {
+  ++m_flushCount;
+  const std::pair key(request.vpn, request.vp);
+  if (m_flushes.size() < maxKeys || m_flushes.contains(key)) ++m_flushes[key];
+}
+
+/// Counters grow with every reading, differ between interfaces, and stand still while a port is down.
+IssModel::Result IssModel::readCounters(ops::Counters& counters) {
+  const uint32_t number = counters.interfaceNum;
+  if (m_counters.size() >= maxKeys && !m_counters.contains(number)) {
+    return Refusal{Area::counters, CliReason::full, "Counter table is full"};
+  }
+  ops::Counters& kept = m_counters[number];
+  kept.interfaceNum = number;
+  if (!isPort(number) || m_config.port(number).operational()) {
+    const uint32_t frames = 100 + number % 100;
+    kept.rxUnicastPackets += frames;
+    kept.rxOctets += frames * 512;
+    kept.rxDiscarded += 1;
+    kept.rxUnknownProtocol += 2;
+    kept.txUnicastPackets += frames * 2;
+    kept.txOctets += frames * 2 * 512;
+    kept.txDiscarded += 3;
+  }
+  counters = kept;
+  return {};
 }
 
 }  // namespace sim

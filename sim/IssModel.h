@@ -3,28 +3,38 @@
 // owner, one thread.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
+#include "CliScript.h"
 #include "OtnIpcMsg.h"
 
 namespace sim {
 
-struct ForwardingEntry {
-  uint32_t entryKind;
-  uint32_t encapType;
-  uint32_t portBitmap;
-  uint32_t fpId1;  ///< 0 = the entry has one id
+/// What a refusal is about: ISS's first error value.
+enum class Area : uint8_t {
+  request = 1,
+  script = 2,
+  forwarding = 3,
+  tunnel = 4,
+  interface = 5,
+  vlanMapping = 6,
+  counters = 7,
 };
 
-struct TunnelIds {
-  uint32_t tunnelId;
-  uint32_t vpnId;
-  uint32_t tunnelIndex;
-  uint32_t pwId;
-  bool operator==(const TunnelIds&) const = default;
+/// Why a request is refused. The answer's four error values are the area, the reason and the script's line,
+/// most significant byte first (0 where there is none).
+struct Refusal {
+  Area area;
+  CliReason reason;
+  std::string text;  ///< OPS's error text without its line end
+  uint32_t line = 0;
 };
 
 struct VlanMap {
@@ -34,19 +44,32 @@ struct VlanMap {
 
 class IssModel {
  public:
-  static constexpr uint32_t portCount = 28;
+  static constexpr uint32_t portCount = sim::portCount;
   static constexpr size_t maxForwardingEntries = 65536;  ///< beyond it the oldest is forgotten
-  static constexpr size_t maxKeys = 4096;                ///< of interfaces and of VLAN maps
+  static constexpr size_t maxKeys = 4096;                ///< of interfaces, VLAN maps, flushes and counters
 
   /// The answer to a request: the request's type and payload with the ids filled in, and the trailer. `notes`
   /// gets what the operator should see besides (one line, or empty).
   OtnIpcMsg answer(const OtnIpcMsg& request, std::string& notes);
 
-  const std::map<uint32_t, ForwardingEntry>& forwardingEntries() const { return m_forwardingEntries; }
-  const std::map<uint32_t, TunnelIds>& tunnels() const { return m_tunnels; }
+  /// Reports of the port changes that requests have made since the last call, oldest first. They are sent
+  /// before the answer to the request that made them.
+  std::vector<OtnIpcMsg> takeReports();
+
+  /// Plugs a port's link in or out; true when the port's operational state changed. Nothing is queued: the
+  /// caller sends portReport().
+  bool setPortOper(uint32_t port, bool up);
+  OtnIpcMsg portReport(uint32_t port) const;
+  static OtnIpcMsg cpuAlarm(std::string_view threadName, uint32_t pid);
+
+  const CliConfig& config() const { return m_config; }
+  const std::map<uint32_t, ops::InterestedPacket>& forwardingEntries() const { return m_forwardingEntries; }
+  const std::map<uint32_t, ops::TunnelEntry>& tunnels() const { return m_tunnels; }
   const std::map<uint32_t, ops::InterfaceEntry>& interfaces() const { return m_interfaces; }
   const std::map<uint32_t, VlanMap>& etsVlans() const { return m_etsVlans; }
   const std::map<uint32_t, VlanMap>& mrpVlans() const { return m_mrpVlans; }
+  const std::map<uint32_t, ops::Counters>& counters() const { return m_counters; }
+  const std::map<std::pair<uint32_t, uint32_t>, uint64_t>& flushes() const { return m_flushes; }
   const ops::SyncECommand& synce() const { return m_synce; }
   const ops::SyncEPdu& syncePdu() const { return m_syncePdu; }
   const ops::LldpTlv& lldp() const { return m_lldp; }
@@ -55,30 +78,35 @@ class IssModel {
   uint64_t flushCount() const { return m_flushCount; }
 
  private:
-  /// Each carries out one request in place and returns OPS's error text, empty for success.
-  std::string handle(OtnIpcMsg& msg, std::string& notes);
-  std::string runScript(const ops::RunScript& request, std::string& notes);
-  std::string forwarding(ops::InterestedPacket& rule);
-  std::string createForwardingEntry(ops::InterestedPacket& rule);
-  std::string mapTunnel(ops::MgmtInterfaceMapping& mapping);
-  std::string insertInterface(const ops::IfcInsertDelete& ifc);
-  std::string mapVlans(std::map<uint32_t, VlanMap>& maps, const OtnIpcMsg& msg);
-  void readCounters(ops::Counters& counters);
+  using Result = std::optional<Refusal>;
+
+  /// Each carries out one request in place.
+  Result handle(OtnIpcMsg& msg, std::string& notes);
+  Result runScriptFile(const ops::RunScript& request, std::string& notes);
+  Result forwarding(ops::InterestedPacket& rule);
+  void createForwardingEntry(ops::InterestedPacket& rule);
+  Result mapTunnel(ops::MgmtInterfaceMapping& mapping);
+  Result insertInterface(const ops::IfcInsertDelete& ifc);
+  Result mapVlans(std::map<uint32_t, VlanMap>& maps, const OtnIpcMsg& msg);
+  Result readCounters(ops::Counters& counters);
+  void flush(const ops::Flush& request);
   uint32_t newForwardingId();
 
-  std::map<uint32_t, ForwardingEntry> m_forwardingEntries;  ///< by fpId0
+  CliConfig m_config;
+  std::map<uint32_t, ops::InterestedPacket> m_forwardingEntries;  ///< by fpId0
   uint32_t m_lastForwardingId = 0;
-  std::map<uint32_t, TunnelIds> m_tunnels;  ///< by pwPort
+  std::map<uint32_t, ops::TunnelEntry> m_tunnels;  ///< by pwPort
   std::map<uint32_t, ops::InterfaceEntry> m_interfaces;
   std::map<uint32_t, VlanMap> m_etsVlans;
   std::map<uint32_t, VlanMap> m_mrpVlans;
+  std::map<uint32_t, ops::Counters> m_counters;                 ///< by interface, as read last
+  std::map<std::pair<uint32_t, uint32_t>, uint64_t> m_flushes;  ///< how often, by VPN and virtual port
   ops::SyncECommand m_synce{};
   ops::SyncEPdu m_syncePdu{};
   ops::LldpTlv m_lldp{};
   ops::SmartSfpPdu m_smartSfpPdu{};
   int32_t m_redundancyState = 0;
   uint64_t m_flushCount = 0;
-  uint32_t m_counterReads = 0;
 };
 
 }  // namespace sim

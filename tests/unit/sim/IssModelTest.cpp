@@ -12,6 +12,8 @@
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
+using ::testing::EndsWith;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
 
@@ -43,11 +45,13 @@ OtnIpcMsg mapping(uint8_t flag, uint32_t port) {
 
 class IssModel : public ::testing::Test {
  protected:
-  /// The answer; its trailer is checked against the error text ("No Error\r\n" for success).
-  OtnIpcMsg answer(const OtnIpcMsg& request, std::string_view error = ops::noError) {
+  /// The answer; its trailer is checked against the error text ("No Error\r\n" for success) and the error
+  /// values.
+  OtnIpcMsg answer(const OtnIpcMsg& request, std::string_view error = ops::noError,
+                   const std::array<uint8_t, 4>& values = {}) {
     const OtnIpcMsg msg = m_model.answer(request, m_notes);
     EXPECT_EQ(fieldText(msg.errorString), error);
-    EXPECT_THAT(msg.errorValue, ElementsAre(0, 0, 0, 0));
+    EXPECT_THAT(msg.errorValue, ElementsAreArray(values));
     EXPECT_EQ(msg.status, error == ops::noError ? 0 : 1);
     EXPECT_EQ(msg.isResponse, 1);
     return msg;
@@ -66,7 +70,7 @@ TEST_F(IssModel, GivesACreatedEntryItsIds) {
   EXPECT_EQ(msg.payload.rule.fpId1, 0U);
   EXPECT_EQ(msg.payload.rule.actionCode, 1);
   EXPECT_EQ(msg.payload.rule.portList[0], 0x80);
-  EXPECT_EQ(m_model.forwardingEntries().at(1).portBitmap, 1U);
+  EXPECT_EQ(m_model.forwardingEntries().at(1).portList[0], 0x80);
 
   msg = answer(rule(ops::actionCreate, ops::etsRule, ops::encapMpls));
   EXPECT_EQ(msg.payload.rule.fpId0, 2U);
@@ -78,22 +82,23 @@ TEST_F(IssModel, ModifiesAndDeletesAnEntryItKnows) {
   OtnIpcMsg request = rule(ops::actionModify, ops::smartSfpRule, ops::encapL2, 1);
   request.payload.rule.portList[0] = 0xC0;
   EXPECT_EQ(answer(request).payload.rule.fpId0, 1U);
-  EXPECT_EQ(m_model.forwardingEntries().at(1).portBitmap, 3U);
+  EXPECT_EQ(m_model.forwardingEntries().at(1).portList[0], 0xC0);
 
   const OtnIpcMsg msg = answer(rule(ops::actionDelete, ops::smartSfpRule, ops::encapL2, 1));
   EXPECT_EQ(msg.payload.rule.fpId0, 0U);
   EXPECT_EQ(msg.payload.rule.actionCode, ops::actionDelete);
   EXPECT_THAT(m_model.forwardingEntries(), IsEmpty());
-  answer(rule(ops::actionDelete, ops::smartSfpRule, ops::encapL2, 1), "Unknown forwarding entry\r\n");
+  answer(rule(ops::actionDelete, ops::smartSfpRule, ops::encapL2, 1), "Unknown forwarding entry\r\n",
+         {3, 4, 0, 0});
 }
 
 TEST_F(IssModel, RefusesEntriesItDoesNotKnow) {
   answer(rule(ops::actionCreate, ops::etsRule, ops::encapMpls));
   const char* unknown = "Unknown forwarding entry\r\n";
-  answer(rule(ops::actionModify, ops::etsRule, ops::encapMpls, 9), unknown);
-  answer(rule(ops::actionDelete, ops::etsRule, ops::encapMpls, 0), unknown);
-  answer(rule(ops::actionDelete, ops::mstpRule, ops::encapMpls, 1), unknown);
-  answer(rule(ops::actionDelete, ops::etsRule, ops::encapMpls, 1, 9), unknown);
+  answer(rule(ops::actionModify, ops::etsRule, ops::encapMpls, 9), unknown, {3, 4, 0, 0});
+  answer(rule(ops::actionDelete, ops::etsRule, ops::encapMpls, 0), unknown, {3, 4, 0, 0});
+  answer(rule(ops::actionDelete, ops::mstpRule, ops::encapMpls, 1), unknown, {3, 4, 0, 0});
+  answer(rule(ops::actionDelete, ops::etsRule, ops::encapMpls, 1, 9), unknown, {3, 4, 0, 0});
   EXPECT_THAT(m_model.forwardingEntries(), SizeIs(1));
   answer(rule(ops::actionDelete, ops::etsRule, ops::encapMpls, 1, 2));
 }
@@ -101,10 +106,10 @@ TEST_F(IssModel, RefusesEntriesItDoesNotKnow) {
 TEST_F(IssModel, RefusesRulesOutOfRange) {
   OtnIpcMsg request = rule(ops::actionCreate, ops::mrpRule, ops::encapL2);
   request.payload.rule.entryCount = 11;
-  answer(request, "Too many filter entries\r\n");
+  answer(request, "Too many filter entries\r\n", {3, 3, 0, 0});
   request.payload.rule.entryCount = 10;
   request.payload.rule.actionCode = 4;
-  answer(request, "Unknown action code\r\n");
+  answer(request, "Unknown action code\r\n", {3, 3, 0, 0});
   EXPECT_THAT(m_model.forwardingEntries(), IsEmpty());
   answer(rule(ops::actionNone, ops::mrpRule, ops::encapL2));
   EXPECT_THAT(m_model.forwardingEntries(), IsEmpty());
@@ -114,7 +119,8 @@ TEST_F(IssModel, ForgetsTheOldestEntryWhenFull) {
   const OtnIpcMsg request = rule(ops::actionCreate, ops::etsRule, ops::encapL2);
   for (size_t i = 0; i <= sim::IssModel::maxForwardingEntries; ++i) m_model.answer(request, m_notes);
   EXPECT_THAT(m_model.forwardingEntries(), SizeIs(sim::IssModel::maxForwardingEntries));
-  answer(rule(ops::actionDelete, ops::etsRule, ops::encapL2, 1), "Unknown forwarding entry\r\n");
+  answer(rule(ops::actionDelete, ops::etsRule, ops::encapL2, 1), "Unknown forwarding entry\r\n",
+         {3, 4, 0, 0});
   answer(rule(ops::actionDelete, ops::etsRule, ops::encapL2, 2));
 }
 
@@ -129,20 +135,20 @@ TEST_F(IssModel, GivesATunnelItsIdsAndTakesThemBack) {
   OtnIpcMsg unmap = mapped;
   unmap.payload.mapping.mapFlag = ops::MgmtInterfaceMapping::unmap;
   unmap.payload.mapping.entry.pwId = 1;
-  answer(unmap, "Unknown tunnel ids\r\n");
+  answer(unmap, "Unknown tunnel ids\r\n", {4, 4, 0, 0});
   unmap.payload.mapping.entry.pwId = 4005;
   answer(unmap);
   EXPECT_THAT(m_model.tunnels(), IsEmpty());
-  answer(unmap, "Port is not mapped\r\n");
+  answer(unmap, "Port is not mapped\r\n", {4, 4, 0, 0});
 }
 
 TEST_F(IssModel, RefusesTunnelsOfNoPort) {
-  answer(mapping(ops::MgmtInterfaceMapping::unmap, 5), "Port is not mapped\r\n");
-  answer(mapping(ops::MgmtInterfaceMapping::map, 0), "Unknown port\r\n");
-  answer(mapping(ops::MgmtInterfaceMapping::map, 29), "Unknown port\r\n");
+  answer(mapping(ops::MgmtInterfaceMapping::unmap, 5), "Port is not mapped\r\n", {4, 4, 0, 0});
+  answer(mapping(ops::MgmtInterfaceMapping::map, 0), "Unknown port\r\n", {4, 3, 0, 0});
+  answer(mapping(ops::MgmtInterfaceMapping::map, 29), "Unknown port\r\n", {4, 3, 0, 0});
   OtnIpcMsg empty = mapping(ops::MgmtInterfaceMapping::map, 5);
   empty.payload.mapping.entryCount = 0;
-  answer(empty, "No tunnel entry\r\n");
+  answer(empty, "No tunnel entry\r\n", {4, 3, 0, 0});
   answer(mapping(ops::MgmtInterfaceMapping::map, 28));
 }
 
@@ -172,8 +178,8 @@ TEST_F(IssModel, BoundsItsTables) {
   answer(vlans);
   ifc.payload.ifc.entry.interfaceNum = sim::IssModel::maxKeys;
   vlans.payload.vlanMapping.key = sim::IssModel::maxKeys;
-  answer(ifc, "Interface table is full\r\n");
-  answer(vlans, "VLAN mapping table is full\r\n");
+  answer(ifc, "Interface table is full\r\n", {5, 6, 0, 0});
+  answer(vlans, "VLAN mapping table is full\r\n", {6, 6, 0, 0});
 }
 
 TEST_F(IssModel, KeepsVlanMappingsByKind) {
@@ -211,6 +217,7 @@ TEST_F(IssModel, KeepsWhatIsSet) {
 
   answer(record(FLUSH_CMD));
   EXPECT_EQ(m_model.flushCount(), 1U);
+  EXPECT_EQ(m_model.flushes().at({0, 0}), 1U);
 
   request = record(SMARTSFP_PDU_CMD);
   request.payload.smartSfp.pdu[1] = 0x2C;
@@ -242,6 +249,21 @@ TEST_F(IssModel, CountsOn) {
   EXPECT_GT(first.rxOctets, 0U);
   EXPECT_GT(second.rxOctets, first.rxOctets);
   EXPECT_GT(second.txUnicastPackets, first.txUnicastPackets);
+  EXPECT_EQ(m_model.counters().at(4).rxOctets, second.rxOctets);
+  m_model.setPortOper(4, false);
+  EXPECT_EQ(answer(request).payload.counters.rxOctets, second.rxOctets);
+  request.payload.counters.interfaceNum = 100;
+  EXPECT_GT(answer(request).payload.counters.rxOctets, 0U);
+}
+
+TEST_F(IssModel, CountsFlushesByTheirPlace) {
+  OtnIpcMsg request = record(FLUSH_CMD);
+  request.payload.flush = {7, 2};
+  answer(request);
+  answer(request);
+  answer(record(FLUSH_CMD));
+  EXPECT_EQ(m_model.flushes().at({7, 2}), 2U);
+  EXPECT_EQ(m_model.flushCount(), 3U);
 }
 
 OtnIpcMsg script(const std::string& input, const std::string& output) {
@@ -258,13 +280,72 @@ TEST_F(IssModel, RunsAScriptAndWritesItsOutput) {
   EXPECT_EQ(fieldText(msg.payload.script.inputFile), directory.path("in"));
   EXPECT_EQ(directory.read("out"), "iss# configure terminal\niss(config)# end\n");
   EXPECT_EQ(m_notes, "");
+  EXPECT_THAT(m_model.takeReports(), IsEmpty());
+}
+
+TEST_F(IssModel, TellsWhereAScriptIsRefusedInItsOutputAndItsAnswer) {
+  const TemporaryDirectory directory;
+  std::string text;
+  for (int i = 0; i < 299; ++i) text += "!\n";
+  answer(script(directory.write("in", text + "vlan 7\n"), directory.path("out")),
+         "Script line 300: \"vlan 7\": not a command of exec mode\r\n", {2, 2, 1, 44});
+  EXPECT_THAT(directory.read("out"),
+              EndsWith("iss# vlan 7\n% line 300: \"vlan 7\": not a command of exec mode\n"));
+}
+
+TEST_F(IssModel, ReportsThePortsThatAScriptTakesDownAndUp) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.write(
+      "in", "configure terminal\ninterface extreme-ethernet 0/1\nshutdown\nshutdown\nno shutdown\nend\n");
+  answer(script(path, ""));
+  const std::vector<OtnIpcMsg> reports = m_model.takeReports();
+  ASSERT_THAT(reports, SizeIs(2));
+  EXPECT_EQ(reports[0].msgType, PORT_STATUS_CHANGE_IND);
+  EXPECT_EQ(reports[0].payload.portStatus.interfaceNum, 25U);
+  EXPECT_EQ(reports[0].payload.portStatus.adminStatus, 0);
+  EXPECT_EQ(reports[0].payload.portStatus.operationalStatus, 0);
+  EXPECT_EQ(reports[1].payload.portStatus.adminStatus, 1);
+  EXPECT_EQ(reports[1].payload.portStatus.operationalStatus, 1);
+  EXPECT_EQ(reports[1].isResponse, 0);
+  EXPECT_THAT(m_model.takeReports(), IsEmpty());
+}
+
+TEST_F(IssModel, KnowsWhetherALinkChangesAPort) {
+  EXPECT_TRUE(m_model.setPortOper(5, false));
+  EXPECT_FALSE(m_model.setPortOper(5, false));
+  const OtnIpcMsg report = m_model.portReport(5);
+  EXPECT_EQ(report.payload.portStatus.interfaceNum, 5U);
+  EXPECT_EQ(report.payload.portStatus.adminStatus, 1);
+  EXPECT_EQ(report.payload.portStatus.operationalStatus, 0);
+  EXPECT_TRUE(m_model.setPortOper(5, true));
+  EXPECT_EQ(m_model.portReport(5).payload.portStatus.operationalStatus, 1);
+  EXPECT_FALSE(m_model.setPortOper(0, false));
+  EXPECT_FALSE(m_model.setPortOper(29, false));
+  EXPECT_EQ(m_model.portReport(29).payload.portStatus.interfaceNum, 29U);
+}
+
+TEST_F(IssModel, CannotBringUpAPortThatIsShutDown) {
+  const TemporaryDirectory directory;
+  answer(script(directory.write("in", "configure terminal\ninterface gigabitethernet 0/5\nshutdown\nend\n"),
+                ""));
+  EXPECT_FALSE(m_model.setPortOper(5, false));
+  EXPECT_FALSE(m_model.setPortOper(5, true));
+}
+
+TEST_F(IssModel, BuildsCpuAlarms) {
+  const OtnIpcMsg alarm = sim::IssModel::cpuAlarm("CLIC", 0x01020304);
+  EXPECT_EQ(alarm.msgType, CPU_THRESHOLD);
+  EXPECT_EQ(fieldText(alarm.errorString), "CLIC");
+  EXPECT_THAT(alarm.errorValue, ElementsAre(1, 2, 3, 4));
+  EXPECT_EQ(fieldText(sim::IssModel::cpuAlarm(std::string(600, 'x'), 0).errorString), std::string(500, 'x'));
 }
 
 TEST_F(IssModel, RefusesABadScript) {
   const TemporaryDirectory directory;
   answer(script(directory.write("in", "configure terminal\nfoo\n"), directory.path("out")),
-         "Script line 2: invalid command foo\r\n");
-  answer(script(directory.path("missing"), directory.path("out")), "Unable to open script file\r\n");
+         "Script line 2: foo: unknown command\r\n", {2, 1, 0, 2});
+  answer(script(directory.path("missing"), directory.path("out")), "Unable to open script file\r\n",
+         {2, 4, 0, 0});
 }
 
 TEST_F(IssModel, ReportsAnOutputThatCannotBeWritten) {
@@ -298,13 +379,13 @@ TEST_F(IssModel, RunsItsDefaultScriptWhateverItHolds) {
 }
 
 TEST_F(IssModel, AnswersAZeroedRecordAsAScriptThatFailed) {
-  const OtnIpcMsg msg = answer(OtnIpcMsg{}, "Unable to open script file\r\n");
+  const OtnIpcMsg msg = answer(OtnIpcMsg{}, "Unable to open script file\r\n", {2, 4, 0, 0});
   EXPECT_EQ(msg.msgType, RUN_DEFAULT_SCRIPT_COMMAND);
 }
 
 TEST_F(IssModel, AnswersWhatItDoesNotKnowWithAnError) {
   for (const uint32_t type : {1U, 2U, 3U, 4U, 5U, 6U, 9U, 12U, 13U, 18U, 20U, 21U, 26U, 0xFFFFFFFFU}) {
-    EXPECT_EQ(answer(record(type), "Unsupported request\r\n").msgType, type);
+    EXPECT_EQ(answer(record(type), "Unsupported request\r\n", {1, 1, 0, 0}).msgType, type);
   }
 }
 
