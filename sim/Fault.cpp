@@ -1,0 +1,119 @@
+#include "Fault.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace sim {
+namespace {
+
+/// Gathers what the rules do to one record.
+class Outcome {
+ public:
+  Outcome(const OtnIpcMsg& record, FaultTable& table) : m_record(record), m_table(table) {}
+
+  void operator()(const fault::Drop&) { m_dropped = true; }
+  void operator()(const fault::Delay& delay) { m_delivery.delay += delay.time; }
+  void operator()(const fault::Duplicate& duplicate) { m_copies += duplicate.copies; }
+  void operator()(const fault::OtherType& other) { m_record.msgType = other.type; }
+  void operator()(const fault::ErrorLength& error) {
+    memset(m_record.errorString, error.terminated ? 0 : '~', sizeof m_record.errorString);
+    memset(m_record.errorString, 'e', std::min<size_t>(error.length, sizeof m_record.errorString));
+    m_record.status = 1;
+  }
+  void operator()(const fault::Split& split) { m_split = split; }
+  void operator()(const fault::Merge& merge) { m_behind += bytesOf(merge.next.build()); }
+  void operator()(const fault::Close& close) {
+    m_close = close;
+    m_delivery.ending = close.reset ? Ending::reset : Ending::close;
+  }
+  void operator()(const fault::Garbage& garbage) {
+    m_delivery.writes.push_back({m_table.garbage(garbage.size)});
+  }
+  void operator()(const fault::Flood& flood) {
+    m_delivery.writes.push_back({bytesOf(flood.record.build()), flood.count});
+  }
+  void operator()(const fault::Change& change) { change.changes.applyTo(m_record); }
+
+  Delivery take(std::string notes) {
+    m_delivery.notes = std::move(notes);
+    const bool closed = m_delivery.ending != Ending::none;
+    if (m_dropped || (closed && m_close.where == fault::CloseAt::before)) return std::move(m_delivery);
+    std::string message = bytesOf(m_record) + m_behind;
+    if (closed && m_close.where == fault::CloseAt::within) {
+      message.resize(m_close.offset);
+      m_copies = 1;
+    }
+    for (uint32_t copy = 0; copy < m_copies; ++copy) addMessage(message);
+    return std::move(m_delivery);
+  }
+
+ private:
+  void addMessage(const std::string& message) {
+    const size_t size = m_split.size == 0 ? message.size() : m_split.size;
+    for (size_t at = 0; at < message.size(); at += size) {
+      const auto pause = at == 0 ? std::chrono::milliseconds(0) : m_split.pause;
+      m_delivery.writes.push_back({message.substr(at, size), 1, pause});
+    }
+  }
+
+  OtnIpcMsg m_record;
+  FaultTable& m_table;
+  Delivery m_delivery;
+  bool m_dropped = false;
+  uint32_t m_copies = 1;
+  std::string m_behind;
+  fault::Split m_split{};
+  fault::Close m_close{};
+};
+
+bool isChange(const FaultRule& rule) {
+  return std::holds_alternative<fault::Change>(rule.action);
+}
+
+}  // namespace
+
+std::string bytesOf(const OtnIpcMsg& record) {
+  return {reinterpret_cast<const char*>(&record), sizeof record};
+}
+
+void FaultTable::clearAnswers() {
+  std::erase_if(m_rules, [](const Entry& entry) { return isChange(entry.rule); });
+}
+
+void FaultTable::clearFaults() {
+  std::erase_if(m_rules, [](const Entry& entry) { return !isChange(entry.rule); });
+}
+
+bool FaultTable::selects(Entry& entry, const OtnIpcMsg& record) {
+  const Selector& selector = entry.rule.selector;
+  if (selector.anyAnswer ? record.isResponse != 1 : record.msgType != selector.type) return false;
+  if (entry.seen < selector.skip) {
+    ++entry.seen;
+    return false;
+  }
+  if (selector.times != UINT32_MAX && entry.seen - selector.skip >= selector.times) return false;
+  if (selector.chance < 1'000'000 && m_random() % 1'000'000 >= selector.chance) return false;
+  if (entry.seen < UINT32_MAX) ++entry.seen;
+  return true;
+}
+
+Delivery FaultTable::apply(const OtnIpcMsg& record) {
+  Outcome outcome(record, *this);
+  std::string notes;
+  for (Entry& entry : m_rules) {
+    if (!selects(entry, record)) continue;
+    std::visit(outcome, entry.rule.action);
+    if (!notes.empty()) notes += "; ";
+    notes += entry.rule.text;
+  }
+  return outcome.take(std::move(notes));
+}
+
+std::string FaultTable::garbage(uint32_t size) {
+  std::string bytes(size, '\0');
+  for (char& byte : bytes) byte = static_cast<char>(m_random() & 0xff);
+  return bytes;
+}
+
+}  // namespace sim

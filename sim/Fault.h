@@ -1,0 +1,124 @@
+// What the simulator does to records on their way out: answers given differently, and faults. Rules apply in
+// the order in which they were added, all that select a record to the same record. One owner, one thread; the
+// same rules, seed and records give the same result.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <random>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "DirectiveRecord.h"
+
+namespace sim {
+
+/// How a connection ends after what was sent.
+enum class Ending : uint8_t { none, close, reset };
+
+/// Bytes that go out in one write.
+struct Write {
+  std::string bytes;
+  uint32_t repeats = 1;                ///< so many such writes
+  std::chrono::milliseconds pause{0};  ///< before it, counted from the write before it
+};
+
+/// What becomes of one record.
+struct Delivery {
+  std::chrono::milliseconds delay{0};
+  std::vector<Write> writes;
+  Ending ending = Ending::none;
+  std::string notes;  ///< which rules applied, for the operator; empty = none
+};
+
+/// Which records a rule is for.
+struct Selector {
+  uint32_t type = InvalidMsgType;
+  bool anyAnswer = false;  ///< answers of every type instead
+  uint32_t skip = 0;       ///< the first ones left alone
+  uint32_t times = UINT32_MAX;
+  uint32_t chance = 1'000'000;  ///< in millionths
+};
+
+namespace fault {
+struct Drop {};
+struct Delay {
+  std::chrono::milliseconds time;
+};
+struct Duplicate {
+  uint32_t copies;  ///< besides the record itself
+};
+struct OtherType {
+  uint32_t type;
+};
+/// An error text of letters. With a NUL the rest of the field is zero, without it holds none at all.
+struct ErrorLength {
+  uint32_t length;
+  bool terminated;
+};
+struct Split {
+  uint32_t size;
+  std::chrono::milliseconds pause;
+};
+struct Merge {
+  RecordTemplate next;  ///< goes out behind the record, in the same write
+};
+enum class CloseAt : uint8_t { before, within, after };
+struct Close {
+  CloseAt where;
+  uint32_t offset;  ///< for within: the bytes that still go out
+  bool reset;
+};
+/// Bytes by chance, in front of the record.
+struct Garbage {
+  uint32_t size;
+};
+/// Records in front of the record, each in a write of its own.
+struct Flood {
+  uint32_t count;
+  RecordTemplate record;
+};
+/// Not a fault by itself: the record says something else.
+struct Change {
+  RecordChanges changes;
+};
+using Action =
+    std::variant<Drop, Delay, Duplicate, OtherType, ErrorLength, Split, Merge, Close, Garbage, Flood, Change>;
+}  // namespace fault
+
+struct FaultRule {
+  Selector selector;
+  fault::Action action;
+  std::string text;  ///< as the operator wrote it
+};
+
+class FaultTable {
+ public:
+  void seed(uint32_t value) { m_random.seed(value); }
+  void add(FaultRule rule) { m_rules.push_back({std::move(rule), 0}); }
+
+  /// Takes away what changes answers, or everything else.
+  void clearAnswers();
+  void clearFaults();
+
+  /// What becomes of the record; counts it for the rules that select it.
+  Delivery apply(const OtnIpcMsg& record);
+
+  std::string garbage(uint32_t size);
+
+ private:
+  struct Entry {
+    FaultRule rule;
+    uint32_t seen;  ///< records that were selected so far
+  };
+
+  bool selects(Entry& entry, const OtnIpcMsg& record);
+
+  std::vector<Entry> m_rules;
+  std::mt19937 m_random;  ///< its sequence is the same everywhere
+};
+
+std::string bytesOf(const OtnIpcMsg& record);
+
+}  // namespace sim
