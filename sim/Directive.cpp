@@ -1,9 +1,131 @@
 #include "Directive.h"
 
-namespace sim {
+#include <string>
+#include <utility>
 
-std::optional<std::string> DirectiveInterpreter::apply(std::string_view line) {
-  return "unknown directive \"" + std::string(line) + "\"";
+namespace sim {
+namespace {
+
+template <typename... Handlers>
+struct Overloaded : Handlers... {
+  using Handlers::operator()...;
+};
+template <typename... Handlers>
+Overloaded(Handlers...) -> Overloaded<Handlers...>;
+
+}  // namespace
+
+DirectiveInterpreter::DirectiveInterpreter(OpsServer& server, IssModel& model, LineOutput& output)
+    : m_server(server), m_model(model), m_output(output) {
+  server.addObserver(*this);
+}
+
+Problem DirectiveInterpreter::apply(std::string_view line) {
+  Directive directive;
+  if (Problem problem = parseDirective(line, directive)) return problem;
+  apply(directive);
+  return std::nullopt;
+}
+
+void DirectiveInterpreter::apply(const Directive& directive) {
+  if (!directive.when.empty() && std::holds_alternative<directive::OnConnect>(directive.when[0])) {
+    m_onConnect.push_back(directive);
+  } else if (!directive.when.empty() && std::holds_alternative<directive::OnRequest>(directive.when[0])) {
+    m_onRequest.push_back(directive);
+  } else {
+    proceed(directive, 0, TimerQueue::Scope::simulator);
+  }
+}
+
+void DirectiveInterpreter::onClient(bool connected, Clock::time_point) {
+  if (!connected) return;
+  // By way of a timer: behind the greeting.
+  for (const Directive& directive : m_onConnect) {
+    later(std::chrono::milliseconds(0), TimerQueue::Scope::connection,
+          [this, directive] { proceed(directive, 1, TimerQueue::Scope::connection); });
+  }
+}
+
+void DirectiveInterpreter::onRecord(Direction direction, const OtnIpcMsg& record, Clock::time_point) {
+  if (direction != Direction::in) return;
+  for (const Directive& directive : m_onRequest) {
+    if (std::get<directive::OnRequest>(directive.when[0]).type != record.msgType) continue;
+    // By way of a timer: behind the answer.
+    later(std::chrono::milliseconds(0), TimerQueue::Scope::connection,
+          [this, directive] { proceed(directive, 1, TimerQueue::Scope::connection); });
+  }
+}
+
+void DirectiveInterpreter::proceed(const Directive& directive, size_t place, TimerQueue::Scope scope) {
+  if (place == directive.when.size()) {
+    carryOut(directive.action);
+  } else if (const auto* after = std::get_if<directive::After>(&directive.when[place])) {
+    later(after->time, scope, [this, directive, place, scope] { proceed(directive, place + 1, scope); });
+  } else if (const auto* every = std::get_if<directive::Every>(&directive.when[place])) {
+    repeat(directive, place, scope, *every);
+  }
+}
+
+void DirectiveInterpreter::repeat(const Directive& directive, size_t place, TimerQueue::Scope scope,
+                                  directive::Every every) {
+  later(every.period, scope, [this, directive, place, scope, every]() mutable {
+    if (every.times != UINT32_MAX) --every.times;
+    // Before the action, which may clear the schedule or end the connection.
+    if (every.times > 0) repeat(directive, place, scope, every);
+    proceed(directive, place + 1, scope);
+  });
+}
+
+void DirectiveInterpreter::later(std::chrono::milliseconds time, TimerQueue::Scope scope,
+                                 std::function<void()> action) {
+  m_server.timers().after(time, scope, [this, schedule = m_schedule, action = std::move(action)] {
+    if (schedule == m_schedule) action();
+  });
+}
+
+void DirectiveInterpreter::carryOut(const directive::Action& action) {
+  std::visit(Overloaded{
+                 [this](const directive::Startup& startup) { m_server.setStartup(startup.steps); },
+                 [this](const directive::KeepAlive& keepAlive) { m_server.setKeepAlive(keepAlive.period); },
+                 [this](const directive::Own& own) { m_server.send(own.record.build()); },
+                 [this](const directive::Send& send) { m_server.sendAsIs(send.record.build(), send.count); },
+                 [this](const directive::Raw& raw) { m_server.sendAsIs(raw.bytes); },
+                 [this](const directive::Garbage& garbage) {
+                   m_server.sendAsIs(m_server.faults().garbage(garbage.size));
+                 },
+                 [this](const directive::Port& port) { changePort(port); },
+                 [this](const directive::Close& close) {
+                   m_server.close(close.reset ? Ending::reset : Ending::close);
+                 },
+                 [this](const directive::Restart& restart) { m_server.restart(restart.away); },
+                 [this](const directive::Stall& stall) { m_server.stall(stall.time); },
+                 [this](const directive::Seed& seed) { m_server.faults().seed(seed.value); },
+                 [this](const directive::Clear& what) { clear(what); },
+                 [this](const FaultRule& rule) { m_server.faults().add(rule); },
+             },
+             action);
+}
+
+void DirectiveInterpreter::changePort(const directive::Port& port) {
+  using directive::PortChange;
+  const bool isUp = m_model.portReport(port.number).payload.portStatus.operationalStatus == 1;
+  const bool up = port.change == PortChange::up || (port.change == PortChange::toggle && !isUp);
+  if (m_model.setPortOper(port.number, up)) {
+    m_server.send(m_model.portReport(port.number));
+  } else {
+    m_output.line("port " + std::to_string(port.number) + " stays as it is");
+  }
+}
+
+void DirectiveInterpreter::clear(directive::Clear what) {
+  using directive::Clear;
+  if (what == Clear::faults || what == Clear::all) m_server.faults().clearFaults();
+  if (what == Clear::answers || what == Clear::all) m_server.faults().clearAnswers();
+  if (what == Clear::schedule || what == Clear::all) {
+    ++m_schedule;
+    m_onConnect.clear();
+    m_onRequest.clear();
+  }
 }
 
 }  // namespace sim

@@ -26,6 +26,10 @@ struct Observer {
   virtual void onBytes(Direction /*direction*/, std::span<const std::byte> /*bytes*/,
                        std::chrono::steady_clock::time_point /*when*/) {}
 
+  /// The connection ends: `in` when the client or the way to it ended it, `out` when the simulator did. Comes
+  /// before onClient(false).
+  virtual void onEnd(Direction /*by*/, bool /*reset*/, std::chrono::steady_clock::time_point /*when*/) {}
+
   /// A client came or went.
   virtual void onClient(bool /*connected*/, std::chrono::steady_clock::time_point /*when*/) {}
 };

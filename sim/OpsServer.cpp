@@ -1,9 +1,5 @@
 #include "OpsServer.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
-#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -13,15 +9,37 @@
 #include <cstring>
 #include <utility>
 
+#include "Listener.h"
 #include "OpsDecoder.h"
 
 namespace sim {
 namespace {
 
-/// A client that takes nothing gets no further keep-alives once so much waits for it.
-constexpr size_t maxUnsent = 16 * sizeof(OtnIpcMsg);
+/// A client that takes nothing gets no further keep-alives once so many writes wait for it.
+constexpr size_t maxWaiting = 16;
+
+/// Bytes of one turn of the loop, so that a flood leaves the others their turn.
+constexpr int writesPerTurn = 32;
+
+std::vector<StartupStep> defaultStartup(const ServerOptions& options) {
+  std::vector<StartupStep> steps = {{std::chrono::milliseconds(0), {TASK_INIT_STATUS, {}}}};
+  if (options.restore != Restore::none) {
+    RecordTemplate result{MSR_RELOAD_STATUS, {}};
+    const std::string status(1, options.restore == Restore::ok ? '\0' : '\1');
+    result.changes.fields.push_back({offsetof(OtnIpcMsg, payload.msrReload.reloadStatus), status});
+    steps.push_back({options.restoreDelay, std::move(result)});
+  }
+  return steps;
+}
 
 }  // namespace
+
+OpsServer::OpsServer(const ServerOptions& options, IssModel& model, LineOutput& output)
+    : m_options(options),
+      m_model(model),
+      m_output(output),
+      m_startup(defaultStartup(options)),
+      m_keepAlive(options.keepAlive) {}
 
 OpsServer::~OpsServer() {
   if (m_clientFd >= 0) ::close(m_clientFd);
@@ -29,23 +47,23 @@ OpsServer::~OpsServer() {
 }
 
 bool OpsServer::listen(std::string& reason) {
-  m_listenFd = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-  const int one = 1;
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(m_options.port);
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t length = sizeof address;
-  if (m_listenFd < 0 || setsockopt(m_listenFd, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one) != 0 ||
-      bind(m_listenFd, reinterpret_cast<sockaddr*>(&address), length) != 0 || ::listen(m_listenFd, 4) != 0 ||
-      getsockname(m_listenFd, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
-    reason = "127.0.0.1:" + std::to_string(m_options.port) + ": ";
-    reason += errno == EADDRINUSE ? "in use, is another instance running?" : strerror(errno);
+  m_listenFd = openListener(m_options.port, m_port);
+  if (m_listenFd < 0) {
+    reason = listenProblem(m_options.port, errno);
     return false;
   }
-  m_port = ntohs(address.sin_port);
   m_output.line("listening on 127.0.0.1:" + std::to_string(m_port));
   return true;
+}
+
+void OpsServer::reopen() {
+  m_listenFd = openListener(m_port, m_port);
+  if (m_listenFd >= 0) {
+    m_output.line("ISS is back, listening on 127.0.0.1:" + std::to_string(m_port));
+    return;
+  }
+  m_output.line(listenProblem(m_port, errno));
+  m_timers.after(std::chrono::seconds(1), TimerQueue::Scope::simulator, [this] { reopen(); });
 }
 
 void OpsServer::addPollable(int fd, short events, std::function<void(short)> ready) {
@@ -64,21 +82,31 @@ void OpsServer::run(int stopFd) {
     std::erase_if(m_pollables, [](const Pollable& pollable) { return pollable.fd < 0; });
     const bool connected = m_clientFd >= 0;
     fds.assign({{stopFd, POLLIN, 0}, {m_listenFd, POLLIN, 0}});
-    if (connected) fds[1] = {m_clientFd, static_cast<short>(m_unsent.empty() ? POLLIN : POLLOUT), 0};
+    if (connected) {
+      // A descriptor without wanted events would still report its end, over and over.
+      const short wanted = wantedEvents();
+      fds[1] = {wanted == 0 ? -1 : m_clientFd, wanted, 0};
+    }
     for (const Pollable& pollable : m_pollables) fds.push_back({pollable.fd, pollable.events, 0});
     const int ready = poll(fds.data(), fds.size(), pollTimeout());
     if (ready > 0 && fds[0].revents != 0) return;
     if (ready > 0 && fds[1].revents != 0) {
-      if (!connected) {
-        accept();
-      } else if (!m_unsent.empty()) {
-        flush();
+      if (connected) {
+        serve(fds[1].events);
       } else {
-        receive();
+        accept();
       }
     }
     if (ready > 0) runPollables(fds);
-    runTimers();
+    m_timers.run(Clock::now());
+  }
+}
+
+void OpsServer::serve(short events) {
+  if (events == POLLOUT) {
+    flush();
+  } else {
+    receive();
   }
 }
 
@@ -91,38 +119,82 @@ void OpsServer::runPollables(const std::vector<pollfd>& fds) {
   }
 }
 
+short OpsServer::wantedEvents() const {
+  const Clock::time_point now = Clock::now();
+  if (now < m_stalledUntil) return 0;
+  if (m_outgoing.empty()) return POLLIN;
+  return now < m_writeDue ? short{0} : short{POLLOUT};
+}
+
 int OpsServer::pollTimeout() const {
-  const Clock::time_point due = std::min(m_restoreDue, m_keepAliveDue);
+  Clock::time_point due = m_timers.next();
+  const Clock::time_point now = Clock::now();
+  if (m_clientFd >= 0 && now < m_stalledUntil) {
+    due = std::min(due, m_stalledUntil);
+  } else if (m_clientFd >= 0 && !m_outgoing.empty() && now < m_writeDue) {
+    due = std::min(due, m_writeDue);
+  }
   if (due == Clock::time_point::max()) return -1;
-  const auto left = std::chrono::ceil<std::chrono::milliseconds>(due - Clock::now()).count();
+  const auto left = std::chrono::ceil<std::chrono::milliseconds>(due - now).count();
   return static_cast<int>(std::clamp<long long>(left, 0, INT_MAX));
 }
 
 void OpsServer::accept() {
-  m_clientFd = accept4(m_listenFd, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+  m_clientFd = acceptClient(m_listenFd);
   if (m_clientFd < 0) return;
-  const int one = 1;
-  setsockopt(m_clientFd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
   m_output.line("client connected");
-  const Clock::time_point now = Clock::now();
-  for (Observer* observer : m_observers) observer->onClient(true, now);
-  if (m_options.restore != Restore::none) m_restoreDue = now + m_options.restoreDelay;
-  if (m_options.keepAlive.count() > 0) m_keepAliveDue = now + m_options.keepAlive;
-  sendStatus(TASK_INIT_STATUS);
+  for (Observer* observer : m_observers) observer->onClient(true, Clock::now());
+  setKeepAlive(m_keepAlive);
+  greet();
 }
 
-void OpsServer::dropClient(const std::string& why) {
+void OpsServer::greet() {
+  std::chrono::milliseconds time{0};
+  // A change of the start-up is for the next client.
+  const std::vector<StartupStep> steps = m_startup;
+  for (const StartupStep& step : steps) {
+    time += step.wait;
+    const OtnIpcMsg record = step.record.build();
+    if (time.count() == 0) {
+      send(record);
+    } else {
+      m_timers.after(time, TimerQueue::Scope::connection, [this, record] { send(record); });
+    }
+  }
+}
+
+void OpsServer::setKeepAlive(std::chrono::milliseconds period) {
+  m_keepAlive = period;
+  ++m_keepAliveSetting;
+  if (m_clientFd >= 0 && period.count() > 0) scheduleKeepAlive();
+}
+
+void OpsServer::scheduleKeepAlive() {
+  m_timers.after(m_keepAlive, TimerQueue::Scope::connection, [this, setting = m_keepAliveSetting] {
+    if (setting != m_keepAliveSetting) return;
+    scheduleKeepAlive();
+    if (m_outgoing.size() >= maxWaiting) return;
+    OtnIpcMsg record{};
+    record.msgType = WATCH_DOG_ISS_ACTIVE;
+    send(record);
+  });
+}
+
+void OpsServer::dropClient(const std::string& why, Direction by, bool reset) {
   if (!m_received.partial().empty() && !m_options.quiet) {
     m_output.line("<- " + decodePartialRecord(m_received.partial()));
   }
   m_output.line("client lost: " + why);
-  for (Observer* observer : m_observers) observer->onClient(false, Clock::now());
   ::close(m_clientFd);
   m_clientFd = -1;
   m_received.reset();
-  m_unsent.clear();
-  m_restoreDue = Clock::time_point::max();
-  m_keepAliveDue = Clock::time_point::max();
+  m_outgoing.clear();
+  m_written = 0;
+  m_stalledUntil = {};
+  m_timers.cancel(TimerQueue::Scope::connection);
+  const Clock::time_point now = Clock::now();
+  for (Observer* observer : m_observers) observer->onEnd(by, reset, now);
+  for (Observer* observer : m_observers) observer->onClient(false, now);
 }
 
 void OpsServer::receive() {
@@ -130,63 +202,119 @@ void OpsServer::receive() {
   const ssize_t n = recv(m_clientFd, room.data(), room.size(), 0);
   if (n < 0 && (errno == EAGAIN || errno == EINTR)) return;
   if (n <= 0) {
-    dropClient(n == 0 ? "it closed the connection" : strerror(errno));
+    dropClient(n == 0 ? "it closed the connection" : strerror(errno), Direction::in, n < 0);
     return;
   }
   const Clock::time_point now = Clock::now();
-  for (Observer* observer : m_observers)
+  for (Observer* observer : m_observers) {
     observer->onBytes(Direction::in, room.first(static_cast<size_t>(n)), now);
+  }
   if (!m_received.filled(static_cast<size_t>(n))) return;
   for (Observer* observer : m_observers) observer->onRecord(Direction::in, m_received.record(), now);
   if (!m_options.quiet) m_output.line("<- " + decodeRecord(m_received.record()));
   std::string notes;
   const OtnIpcMsg answer = m_model.answer(m_received.record(), notes);
   if (!notes.empty()) m_output.line(notes);
+  for (const OtnIpcMsg& report : m_model.takeReports()) send(report);
   send(answer);
 }
 
 void OpsServer::send(const OtnIpcMsg& record) {
   if (m_clientFd < 0) return;
+  announce(record);
+  Delivery delivery = m_faults.apply(record);
+  if (!delivery.notes.empty()) m_output.line("rule: " + delivery.notes);
+  if (delivery.delay.count() == 0) {
+    queue(std::move(delivery));
+    return;
+  }
+  m_timers.after(delivery.delay, TimerQueue::Scope::connection, [this, delivery] { queue(delivery); });
+}
+
+void OpsServer::sendAsIs(const OtnIpcMsg& record, uint32_t count) {
+  if (m_clientFd < 0) return;
+  announce(record);
+  if (count > 1) m_output.line("... and so on, " + std::to_string(count) + " in all");
+  queue({{}, {{bytesOf(record), count}}, Ending::none, {}});
+}
+
+void OpsServer::sendAsIs(std::string bytes) {
+  if (m_clientFd < 0) return;
+  m_output.line("-> " + std::to_string(bytes.size()) + " bytes that are no record");
+  queue({{}, {{std::move(bytes)}}, Ending::none, {}});
+}
+
+void OpsServer::announce(const OtnIpcMsg& record) {
   if (!m_options.quiet) m_output.line("-> " + decodeRecord(record));
   for (Observer* observer : m_observers) observer->onRecord(Direction::out, record, Clock::now());
-  m_unsent.append(reinterpret_cast<const char*>(&record), sizeof record);
-  flush();
+}
+
+void OpsServer::close(Ending how) {
+  if (m_clientFd >= 0) queue({{}, {}, how, {}});
+}
+
+void OpsServer::restart(std::chrono::milliseconds away) {
+  if (m_listenFd < 0) return;
+  if (m_clientFd >= 0) end(Ending::close);
+  ::close(m_listenFd);
+  m_listenFd = -1;
+  m_model = IssModel();
+  m_output.line("ISS is gone");
+  m_timers.after(away, TimerQueue::Scope::simulator, [this] { reopen(); });
+}
+
+void OpsServer::stall(std::chrono::milliseconds time) {
+  m_stalledUntil = Clock::now() + time;
+}
+
+void OpsServer::queue(Delivery delivery) {
+  if (m_clientFd < 0) return;
+  const bool idle = m_outgoing.empty();
+  for (Write& write : delivery.writes) m_outgoing.push_back({std::move(write), Ending::none});
+  if (delivery.ending != Ending::none) m_outgoing.push_back({{}, delivery.ending});
+  if (!idle || m_outgoing.empty()) return;
+  m_writeDue = Clock::now() + m_outgoing.front().write.pause;
+  if (wantedEvents() == POLLOUT) flush();
 }
 
 void OpsServer::flush() {
-  const ssize_t n = ::send(m_clientFd, m_unsent.data(), m_unsent.size(), MSG_NOSIGNAL);
-  if (n >= 0) {
-    const auto sent = std::as_bytes(std::span(m_unsent)).first(static_cast<size_t>(n));
+  for (int turn = 0; turn < writesPerTurn && wantedEvents() == POLLOUT; ++turn) {
+    if (m_outgoing.front().ending != Ending::none) {
+      end(m_outgoing.front().ending);
+      return;
+    }
+    const std::string& bytes = m_outgoing.front().write.bytes;
+    const ssize_t n = ::send(m_clientFd, bytes.data() + m_written, bytes.size() - m_written, MSG_NOSIGNAL);
+    if (n < 0) {
+      if (errno != EAGAIN && errno != EINTR) dropClient(strerror(errno), Direction::in, true);
+      return;
+    }
+    const auto sent = std::as_bytes(std::span(bytes)).subspan(m_written, static_cast<size_t>(n));
     for (Observer* observer : m_observers) observer->onBytes(Direction::out, sent, Clock::now());
-    m_unsent.erase(0, static_cast<size_t>(n));
-  } else if (errno != EAGAIN && errno != EINTR) {
-    dropClient(strerror(errno));
+    m_written += static_cast<size_t>(n);
+    if (m_written == bytes.size()) finishWrite();
   }
 }
 
-void OpsServer::sendStatus(OtnIpcMsgType type) {
-  OtnIpcMsg record{};
-  record.msgType = type;
-  send(record);
+void OpsServer::finishWrite() {
+  m_written = 0;
+  if (--m_outgoing.front().write.repeats > 0) return;
+  m_outgoing.pop_front();
+  if (!m_outgoing.empty()) m_writeDue = Clock::now() + m_outgoing.front().write.pause;
 }
 
-void OpsServer::sendRestoreResult() {
-  OtnIpcMsg record{};
-  record.msgType = MSR_RELOAD_STATUS;
-  record.payload.msrReload.reloadStatus = m_options.restore == Restore::ok ? 0 : 1;
-  send(record);
-}
-
-void OpsServer::runTimers() {
-  const Clock::time_point now = Clock::now();
-  if (m_restoreDue <= now) {
-    m_restoreDue = Clock::time_point::max();
-    sendRestoreResult();
+void OpsServer::end(Ending how) {
+  if (how == Ending::reset) {
+    const linger now{1, 0};
+    setsockopt(m_clientFd, SOL_SOCKET, SO_LINGER, &now, sizeof now);
+  } else {
+    // What stays unread would turn an orderly end into a reset.
+    char unread[4096];
+    while (recv(m_clientFd, unread, sizeof unread, 0) > 0) {
+    }
   }
-  if (m_keepAliveDue <= now) {
-    m_keepAliveDue = now + m_options.keepAlive;
-    if (m_unsent.size() < maxUnsent) sendStatus(WATCH_DOG_ISS_ACTIVE);
-  }
+  dropClient(how == Ending::reset ? "reset by the simulator" : "closed by the simulator", Direction::out,
+             how == Ending::reset);
 }
 
 }  // namespace sim

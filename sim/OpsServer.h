@@ -6,10 +6,15 @@
 
 #include <chrono>
 #include <cstdint>
+#include <deque>
 #include <functional>
+#include <span>
 #include <string>
 #include <vector>
 
+#include "Clock.h"
+#include "DirectiveParser.h"
+#include "Fault.h"
 #include "IssModel.h"
 #include "LineOutput.h"
 #include "Observer.h"
@@ -31,8 +36,7 @@ struct ServerOptions {
 class OpsServer {
  public:
   /// The model and the output are the caller's and outlive the server.
-  OpsServer(const ServerOptions& options, IssModel& model, LineOutput& output)
-      : m_options(options), m_model(model), m_output(output) {}
+  OpsServer(const ServerOptions& options, IssModel& model, LineOutput& output);
   ~OpsServer();
   OpsServer(const OpsServer&) = delete;
   OpsServer& operator=(const OpsServer&) = delete;
@@ -52,38 +56,74 @@ class OpsServer {
   /// Serves one client after another until stopFd (the caller's) is readable.
   void run(int stopFd);
 
- private:
-  using Clock = std::chrono::steady_clock;
+  // Before run or from within its loop:
 
+  TimerQueue& timers() { return m_timers; }
+  FaultTable& faults() { return m_faults; }
+
+  /// What a new client is greeted with from now on.
+  void setStartup(std::vector<StartupStep> steps) { m_startup = std::move(steps); }
+  /// From now on; 0 = none.
+  void setKeepAlive(std::chrono::milliseconds period);
+
+  /// Sends a record to the client, if there is one, as the faults will have it.
+  void send(const OtnIpcMsg& record);
+  /// Sends records, or bytes that need not be any, just as they are.
+  void sendAsIs(const OtnIpcMsg& record, uint32_t count);
+  void sendAsIs(std::string bytes);
+
+  /// Ends the connection, if there is one, when all that was sent is out.
+  void close(Ending how);
+  /// Ends the connection and refuses others for a time. ISS forgets everything.
+  void restart(std::chrono::milliseconds away);
+  /// Neither reads nor writes for a time.
+  void stall(std::chrono::milliseconds time);
+
+ private:
   struct Pollable {
     int fd;  ///< -1 = removed
     short events;
     std::function<void(short)> ready;
   };
+  struct Outgoing {
+    Write write;
+    Ending ending;
+  };
 
-  void runPollables(const std::vector<pollfd>& fds);
+  void reopen();
   void accept();
-  void dropClient(const std::string& why);
+  void greet();
+  void scheduleKeepAlive();
+  void dropClient(const std::string& why, Direction by, bool reset);
+  void end(Ending how);
   void receive();
-  void send(const OtnIpcMsg& record);
+  void announce(const OtnIpcMsg& record);
+  void queue(Delivery delivery);
   void flush();
-  void sendStatus(OtnIpcMsgType type);
-  void sendRestoreResult();
-  void runTimers();
+  void finishWrite();
+  short wantedEvents() const;
   int pollTimeout() const;
+  void serve(short events);
+  void runPollables(const std::vector<pollfd>& fds);
 
   const ServerOptions m_options;
   IssModel& m_model;
   LineOutput& m_output;
   uint16_t m_port = 0;
-  int m_listenFd = -1;
+  int m_listenFd = -1;  ///< -1 = ISS is away
   int m_clientFd = -1;
   RecordStream m_received;
-  std::string m_unsent;  ///< what the client has not taken yet; nothing is read from it meanwhile
+  std::deque<Outgoing> m_outgoing;  ///< what the client has not taken yet; nothing is read from it meanwhile
+  size_t m_written = 0;             ///< bytes of the first that are out
+  Clock::time_point m_writeDue{};   ///< when the first may go out
+  Clock::time_point m_stalledUntil{};
+  std::vector<StartupStep> m_startup;
+  std::chrono::milliseconds m_keepAlive;
+  uint64_t m_keepAliveSetting = 0;  ///< tells a timer that it is an earlier setting's
+  TimerQueue m_timers;
+  FaultTable m_faults;
   std::vector<Observer*> m_observers;
   std::vector<Pollable> m_pollables;
-  Clock::time_point m_restoreDue = Clock::time_point::max();
-  Clock::time_point m_keepAliveDue = Clock::time_point::max();
 };
 
 }  // namespace sim
