@@ -2,10 +2,11 @@
 
 #include <getopt.h>
 
-#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <string_view>
+
+#include "DirectiveWords.h"
 
 namespace sim {
 
@@ -17,15 +18,12 @@ const char* const usage =
     "  --restore RESULT      restore result reported to a new client: ok, fail or none (default ok)\n"
     "  --restore-delay MS    report it MS milliseconds after the connection (default 0)\n"
     "  --keepalive MS        time between alive messages (default 10000; 0 = none)\n"
+    "  --scenario FILE       carry out the directives of FILE\n"
+    "  --record FILE         write what passes on the connection to FILE (pcapng)\n"
     "  --quiet               do not print records\n"
     "  --help                print this and exit\n";
 
 namespace {
-
-bool parseNumber(std::string_view text, uint32_t most, uint32_t& value) {
-  const auto [end, code] = std::from_chars(text.data(), text.data() + text.size(), value);
-  return code == std::errc{} && end == text.data() + text.size() && value <= most;
-}
 
 bool parseRestore(std::string_view text, Restore& restore) {
   if (text == "ok") {
@@ -42,12 +40,14 @@ bool parseRestore(std::string_view text, Restore& restore) {
 
 }  // namespace
 
-CommandLine parseCommandLine(int argc, char* const* argv, ServerOptions& options) {
+CommandLine parseCommandLine(int argc, char* const* argv, Options& options) {
   static const option longOptions[] = {
       {"port", required_argument, nullptr, 'p'},
       {"restore", required_argument, nullptr, 'r'},
       {"restore-delay", required_argument, nullptr, 'd'},
       {"keepalive", required_argument, nullptr, 'k'},
+      {"scenario", required_argument, nullptr, 's'},
+      {"record", required_argument, nullptr, 'c'},
       {"quiet", no_argument, nullptr, 'q'},
       {"help", no_argument, nullptr, 'h'},
       {nullptr, 0, nullptr, 0},
@@ -60,21 +60,27 @@ CommandLine parseCommandLine(int argc, char* const* argv, ServerOptions& options
     switch (found) {
       case 'p':
         good = parseNumber(optarg, UINT16_MAX, number);
-        options.port = static_cast<uint16_t>(number);
+        options.server.port = static_cast<uint16_t>(number);
         break;
       case 'r':
-        good = parseRestore(optarg, options.restore);
+        good = parseRestore(optarg, options.server.restore);
         break;
       case 'd':
         good = parseNumber(optarg, maxMilliseconds, number);
-        options.restoreDelay = std::chrono::milliseconds(number);
+        options.server.restoreDelay = std::chrono::milliseconds(number);
         break;
       case 'k':
         good = parseNumber(optarg, maxMilliseconds, number);
-        options.keepAlive = std::chrono::milliseconds(number);
+        options.server.keepAlive = std::chrono::milliseconds(number);
+        break;
+      case 's':
+        options.scenario = optarg;
+        break;
+      case 'c':
+        options.record = optarg;
         break;
       case 'q':
-        options.quiet = true;
+        options.server.quiet = true;
         break;
       case 'h':
         return CommandLine::help;

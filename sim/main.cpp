@@ -6,10 +6,12 @@
 #include <csignal>
 #include <cstdio>
 
+#include "Directive.h"
 #include "Options.h"
+#include "Scenario.h"
 
 int main(int argc, char** argv) {
-  sim::ServerOptions options;
+  sim::Options options;
   switch (sim::parseCommandLine(argc, argv, options)) {
     case sim::CommandLine::help:
       fputs(sim::usage, stdout);
@@ -19,6 +21,13 @@ int main(int argc, char** argv) {
       return 2;
     case sim::CommandLine::run:
       break;
+  }
+  sim::Scenario scenario;
+  if (!options.scenario.empty()) {
+    if (const sim::Problem problem = scenario.load(options.scenario)) {
+      fprintf(stderr, "iss-sim: %s\n", problem->c_str());
+      return 2;
+    }
   }
   // Whoever reads the output may go away at any time.
   signal(SIGPIPE, SIG_IGN);
@@ -35,12 +44,14 @@ int main(int argc, char** argv) {
 
   sim::IssModel model;
   sim::LineOutput output(STDOUT_FILENO);
-  sim::OpsServer server(options, model, output);
+  sim::OpsServer server(options.server, model, output);
+  sim::DirectiveInterpreter interpreter(server, model, output);
   std::string reason;
   if (!server.listen(reason)) {
     fprintf(stderr, "iss-sim: %s\n", reason.c_str());
     return 1;
   }
+  scenario.start(interpreter);
   server.run(stopFd);
   return 0;
 }
