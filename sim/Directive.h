@@ -15,7 +15,7 @@ namespace sim {
 /// server's timers.
 class DirectiveInterpreter : private Observer {
  public:
-  /// All are the caller's; the server ends before the interpreter, the others outlive both.
+  /// All are the caller's. The server runs no longer when the interpreter ends.
   DirectiveInterpreter(OpsServer& server, IssModel& model, LineOutput& output);
   DirectiveInterpreter(const DirectiveInterpreter&) = delete;
   DirectiveInterpreter& operator=(const DirectiveInterpreter&) = delete;
