@@ -130,7 +130,8 @@ IssModel::Result IssModel::handle(OtnIpcMsg& msg, std::string& notes) {
     case ETS_VLAN_MAPPING:
       return mapVlans(m_etsVlans, msg);
     case LLDP_TLV_INFO:
-      m_lldp = msg.payload.lldp.actionCode == ops::actionDelete ? ops::LldpTlv{} : msg.payload.lldp;
+      m_lldp = msg.payload.lldp;
+      if (m_lldp->actionCode == ops::actionDelete) m_lldp.reset();
       return {};
     default:
       return Refusal{Area::request, CliReason::unknownCommand, "Unsupported request"};

@@ -70,11 +70,12 @@ class IssModel {
   const std::map<uint32_t, VlanMap>& mrpVlans() const { return m_mrpVlans; }
   const std::map<uint32_t, ops::Counters>& counters() const { return m_counters; }
   const std::map<std::pair<uint32_t, uint32_t>, uint64_t>& flushes() const { return m_flushes; }
-  const ops::SyncECommand& synce() const { return m_synce; }
-  const ops::SyncEPdu& syncePdu() const { return m_syncePdu; }
-  const ops::LldpTlv& lldp() const { return m_lldp; }
-  const ops::SmartSfpPdu& smartSfpPdu() const { return m_smartSfpPdu; }
-  int32_t redundancyState() const { return m_redundancyState; }
+  /// What was set last; nothing before the first time, and for LLDP after its deletion.
+  const std::optional<ops::SyncECommand>& synce() const { return m_synce; }
+  const std::optional<ops::SyncEPdu>& syncePdu() const { return m_syncePdu; }
+  const std::optional<ops::LldpTlv>& lldp() const { return m_lldp; }
+  const std::optional<ops::SmartSfpPdu>& smartSfpPdu() const { return m_smartSfpPdu; }
+  std::optional<int32_t> redundancyState() const { return m_redundancyState; }
   uint64_t flushCount() const { return m_flushCount; }
 
  private:
@@ -101,11 +102,11 @@ class IssModel {
   std::map<uint32_t, VlanMap> m_mrpVlans;
   std::map<uint32_t, ops::Counters> m_counters;                 ///< by interface, as read last
   std::map<std::pair<uint32_t, uint32_t>, uint64_t> m_flushes;  ///< how often, by VPN and virtual port
-  ops::SyncECommand m_synce{};
-  ops::SyncEPdu m_syncePdu{};
-  ops::LldpTlv m_lldp{};
-  ops::SmartSfpPdu m_smartSfpPdu{};
-  int32_t m_redundancyState = 0;
+  std::optional<ops::SyncECommand> m_synce;
+  std::optional<ops::SyncEPdu> m_syncePdu;
+  std::optional<ops::LldpTlv> m_lldp;
+  std::optional<ops::SmartSfpPdu> m_smartSfpPdu;
+  std::optional<int32_t> m_redundancyState;
   uint64_t m_flushCount = 0;
 };
 

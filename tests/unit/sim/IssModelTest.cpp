@@ -208,12 +208,12 @@ TEST_F(IssModel, KeepsWhatIsSet) {
   OtnIpcMsg request = record(SYNCE_CMD);
   request.payload.synce = {1, 2, 3, 4};
   EXPECT_EQ(answer(request).payload.synce.phymode, 4U);
-  EXPECT_EQ(m_model.synce().clksrc, 3U);
+  EXPECT_EQ(m_model.synce()->clksrc, 3U);
 
   request = record(SYNCE_PDU_CMD);
   request.payload.syncePdu = {5, 6, 7};
   EXPECT_EQ(answer(request).payload.syncePdu.pduWord3, 7U);
-  EXPECT_EQ(m_model.syncePdu().pduWord1, 5U);
+  EXPECT_EQ(m_model.syncePdu()->pduWord1, 5U);
 
   answer(record(FLUSH_CMD));
   EXPECT_EQ(m_model.flushCount(), 1U);
@@ -223,7 +223,7 @@ TEST_F(IssModel, KeepsWhatIsSet) {
   request.payload.smartSfp.pdu[1] = 0x2C;
   request.payload.smartSfp.pbmp = 3;
   EXPECT_EQ(answer(request).payload.smartSfp.pbmp, 3U);
-  EXPECT_EQ(m_model.smartSfpPdu().pdu[1], 0x2C);
+  EXPECT_EQ(m_model.smartSfpPdu()->pdu[1], 0x2C);
 
   request = record(REDUNDANCY_STATE);
   request.payload.redundancy.state = -1;
@@ -234,10 +234,10 @@ TEST_F(IssModel, KeepsWhatIsSet) {
   request.payload.lldp.chassisId = 9;
   request.payload.lldp.actionCode = ops::actionCreate;
   answer(request);
-  EXPECT_EQ(m_model.lldp().chassisId, 9U);
+  EXPECT_EQ(m_model.lldp()->chassisId, 9U);
   request.payload.lldp.actionCode = ops::actionDelete;
   answer(request);
-  EXPECT_EQ(m_model.lldp().chassisId, 0U);
+  EXPECT_FALSE(m_model.lldp().has_value());
 }
 
 TEST_F(IssModel, CountsOn) {
