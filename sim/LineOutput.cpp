@@ -6,20 +6,23 @@
 #include <cerrno>
 #include <cstdio>
 #include <ctime>
-#include <string>
 
 namespace sim {
 
-void LineOutput::line(std::string_view text) {
-  if (!m_open) return;
+std::string timeOfDay() {
   timespec now;
   clock_gettime(CLOCK_REALTIME, &now);
   tm local;
   localtime_r(&now.tv_sec, &local);
   char stamp[32];
-  const int stampLength = snprintf(stamp, sizeof stamp, "%02d:%02d:%02d.%03d ", local.tm_hour, local.tm_min,
-                                   local.tm_sec, static_cast<int>(now.tv_nsec / 1000000));
-  std::string out(stamp, static_cast<size_t>(stampLength));
+  snprintf(stamp, sizeof stamp, "%02d:%02d:%02d.%03d", local.tm_hour, local.tm_min, local.tm_sec,
+           static_cast<int>(now.tv_nsec / 1000000));
+  return stamp;
+}
+
+void LineOutput::line(std::string_view text) {
+  if (!m_open) return;
+  std::string out = timeOfDay() + ' ';
   out.append(text);
   out += '\n';
   for (std::string_view rest = out; !rest.empty();) {

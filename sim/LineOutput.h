@@ -2,9 +2,13 @@
 // One thread.
 #pragma once
 
+#include <string>
 #include <string_view>
 
 namespace sim {
+
+/// "HH:MM:SS.mmm", local time.
+std::string timeOfDay();
 
 class LineOutput {
  public:

@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <vector>
 
-#include "OtnIpcFields.h"
 #include "PortBitmap.h"
 #include "RedundancyState.h"
 
@@ -130,6 +129,13 @@ void appendValue(std::string& line, const ops::FieldInfo& field, Bytes bytes, co
   }
 }
 
+/// In an answer the trailer ends a list that would otherwise reach to the record's end.
+size_t sizeOf(const ops::FieldInfo& field, const OtnIpcMsg& record) {
+  return record.isResponse == 1 && field.kind == ops::FieldKind::vlanList
+             ? offsetof(OtnIpcMsg, errorString) - field.offset
+             : field.size;
+}
+
 /// Writes fields and remembers which bytes of the record they explain.
 class LineBuilder {
  public:
@@ -142,12 +148,8 @@ class LineBuilder {
   }
 
   void addFields(std::span<const ops::FieldInfo> fields) {
-    const bool answer = m_record.isResponse == 1;
     for (const ops::FieldInfo& field : fields) {
-      size_t size = field.size;
-      if (answer && field.kind == ops::FieldKind::vlanList) {
-        size = offsetof(OtnIpcMsg, errorString) - field.offset;
-      }
+      const size_t size = sizeOf(field, m_record);
       m_line += ' ';
       m_line += field.name;
       m_line += '=';
@@ -228,6 +230,13 @@ std::string decodeRecord(const OtnIpcMsg& record) {
   if (record.isResponse == 1) line.addFields(ops::trailerFields);
   line.addRest();
   return line.take();
+}
+
+std::string decodeField(const OtnIpcMsg& record, const ops::FieldInfo& field) {
+  std::string value;
+  const Bytes bytes(reinterpret_cast<const uint8_t*>(&record), sizeof record);
+  appendValue(value, field, bytes.subspan(field.offset, sizeOf(field, record)), record);
+  return value;
 }
 
 std::string decodePartialRecord(std::span<const std::byte> bytes) {
