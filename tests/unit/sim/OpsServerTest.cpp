@@ -1,59 +1,18 @@
 #include "OpsServer.h"
 
-#include <arpa/inet.h>
 #include <gmock/gmock.h>
 #include <sys/eventfd.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <optional>
 #include <thread>
 
+#include "OpsClient.h"
 #include "TemporaryDirectory.h"
 
 namespace {
 
 using ::testing::HasSubstr;
-
-OtnIpcMsg record(uint32_t type) {
-  OtnIpcMsg msg{};
-  msg.msgType = type;
-  return msg;
-}
-
-/// A client of OPS; every wait ends after 20 s.
-class Client {
- public:
-  explicit Client(uint16_t port) : m_fd(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    const timeval limit{20, 0};
-    setsockopt(m_fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    EXPECT_EQ(connect(m_fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-  }
-  ~Client() { close(m_fd); }
-  Client(const Client&) = delete;
-  Client& operator=(const Client&) = delete;
-
-  void sendBytes(const void* bytes, size_t size) {
-    EXPECT_EQ(::send(m_fd, bytes, size, MSG_NOSIGNAL), static_cast<ssize_t>(size));
-  }
-  void send(const OtnIpcMsg& msg) { sendBytes(&msg, sizeof msg); }
-  OtnIpcMsg next() {
-    OtnIpcMsg msg{};
-    EXPECT_EQ(recv(m_fd, &msg, sizeof msg, MSG_WAITALL), static_cast<ssize_t>(sizeof msg));
-    return msg;
-  }
-  bool hasNothing() {
-    char c = 0;
-    return recv(m_fd, &c, 1, MSG_DONTWAIT | MSG_PEEK) < 0;
-  }
-
- private:
-  int m_fd;
-};
 
 class OpsServer : public ::testing::Test {
  protected:
@@ -99,7 +58,7 @@ class OpsServer : public ::testing::Test {
 
 TEST_F(OpsServer, GreetsAClientWithItsStartAndTheRestoreResult) {
   start();
-  Client client(m_server->port());
+  OpsClient client(m_server->port());
   EXPECT_EQ(client.next().msgType, TASK_INIT_STATUS);
   const OtnIpcMsg restored = client.next();
   EXPECT_EQ(restored.msgType, MSR_RELOAD_STATUS);
@@ -110,7 +69,7 @@ TEST_F(OpsServer, ReportsAFailedRestore) {
   m_options.restore = sim::Restore::fail;
   m_options.restoreDelay = std::chrono::milliseconds(1);
   start();
-  Client client(m_server->port());
+  OpsClient client(m_server->port());
   EXPECT_EQ(client.next().msgType, TASK_INIT_STATUS);
   EXPECT_NE(client.next().payload.msrReload.reloadStatus, 0);
 }
@@ -119,7 +78,7 @@ TEST_F(OpsServer, DelaysTheRestoreResult) {
   m_options.restoreDelay = std::chrono::milliseconds(150);
   start();
   const auto before = std::chrono::steady_clock::now();
-  Client client(m_server->port());
+  OpsClient client(m_server->port());
   client.next();
   EXPECT_EQ(client.next().msgType, MSR_RELOAD_STATUS);
   EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(150));
@@ -129,7 +88,7 @@ TEST_F(OpsServer, SendsKeepAlives) {
   m_options.restore = sim::Restore::none;
   m_options.keepAlive = std::chrono::milliseconds(5);
   start();
-  Client client(m_server->port());
+  OpsClient client(m_server->port());
   EXPECT_EQ(client.next().msgType, TASK_INIT_STATUS);
   EXPECT_EQ(client.next().msgType, WATCH_DOG_ISS_ACTIVE);
   EXPECT_EQ(client.next().msgType, WATCH_DOG_ISS_ACTIVE);
@@ -143,7 +102,7 @@ class GreetedClient : public OpsServer {
     m_client.emplace(m_server->port());
     m_client->next();
   }
-  std::optional<Client> m_client;
+  std::optional<OpsClient> m_client;
 };
 
 TEST_F(GreetedClient, GetsItsRequestsAnsweredInOrder) {
@@ -182,7 +141,7 @@ TEST_F(GreetedClient, MayJoinRecords) {
 TEST_F(GreetedClient, MakesRoomForTheNextWhenItGoes) {
   m_client->sendBytes("abc", 3);
   OtnIpcMsg request = record(REDUNDANCY_STATE);
-  Client waiting(m_server->port());
+  OpsClient waiting(m_server->port());
   waiting.send(request);
   m_client.reset();
   EXPECT_EQ(waiting.next().msgType, TASK_INIT_STATUS);
@@ -207,7 +166,7 @@ TEST_F(GreetedClient, SeesEachRecordPrintedOnOneLine) {
 TEST_F(OpsServer, PrintsNoRecordWhenQuiet) {
   m_options.quiet = true;
   start();
-  Client client(m_server->port());
+  OpsClient client(m_server->port());
   client.next();
   client.next();
   client.send(record(FLUSH_CMD));
@@ -221,7 +180,7 @@ TEST_F(OpsServer, PrintsNoRecordWhenQuiet) {
 TEST_F(OpsServer, StopsThoughItsClientReadsNothing) {
   m_options.keepAlive = std::chrono::milliseconds(1);
   start();
-  Client client(m_server->port());
+  OpsClient client(m_server->port());
   client.next();
   const OtnIpcMsg request = record(FLUSH_CMD);
   for (int i = 0; i < 20; ++i) client.send(request);
