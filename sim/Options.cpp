@@ -2,16 +2,13 @@
 
 #include <getopt.h>
 
-#include <cstdio>
-#include <cstring>
 #include <string_view>
-
-#include "DirectiveWords.h"
 
 namespace sim {
 
 const char* const usage =
     "Usage: iss-sim [OPTION]...\n"
+    "       iss-sim show | watch | inject | replay ... (each with --help of its own)\n"
     "Simulates ISS's IPC endpoint OPS on the loopback and prints every record in both directions.\n"
     "\n"
     "  --port N              listen on 127.0.0.1:N (default 8000; 0 = any free port)\n"
@@ -20,6 +17,7 @@ const char* const usage =
     "  --keepalive MS        time between alive messages (default 10000; 0 = none)\n"
     "  --scenario FILE       carry out the directives of FILE\n"
     "  --record FILE         write what passes on the connection to FILE (pcapng)\n"
+    "  --control PATH        control socket (default /tmp/iss-sim-N.sock for port N)\n"
     "  --quiet               do not print records\n"
     "  --help                print this and exit\n";
 
@@ -40,7 +38,7 @@ bool parseRestore(std::string_view text, Restore& restore) {
 
 }  // namespace
 
-CommandLine parseCommandLine(int argc, char* const* argv, Options& options) {
+Problem parseCommandLine(int argc, char* const* argv, Options& options) {
   static const option longOptions[] = {
       {"port", required_argument, nullptr, 'p'},
       {"restore", required_argument, nullptr, 'r'},
@@ -48,13 +46,16 @@ CommandLine parseCommandLine(int argc, char* const* argv, Options& options) {
       {"keepalive", required_argument, nullptr, 'k'},
       {"scenario", required_argument, nullptr, 's'},
       {"record", required_argument, nullptr, 'c'},
+      {"control", required_argument, nullptr, 'o'},
       {"quiet", no_argument, nullptr, 'q'},
       {"help", no_argument, nullptr, 'h'},
       {nullptr, 0, nullptr, 0},
   };
   constexpr uint32_t maxMilliseconds = 24 * 3600 * 1000;
   optind = 0;
-  for (int found = 0; (found = getopt_long(argc, argv, "", longOptions, nullptr)) != -1;) {
+  opterr = 0;
+  int index = 0;
+  for (int found = 0; (found = getopt_long(argc, argv, ":", longOptions, &index)) != -1;) {
     uint32_t number = 0;
     bool good = true;
     switch (found) {
@@ -79,24 +80,25 @@ CommandLine parseCommandLine(int argc, char* const* argv, Options& options) {
       case 'c':
         options.record = optarg;
         break;
+      case 'o':
+        options.control = optarg;
+        good = !options.control.empty();
+        break;
       case 'q':
         options.server.quiet = true;
         break;
       case 'h':
-        return CommandLine::help;
+        options.help = true;
+        return {};
+      case ':':
+        return std::string(argv[optind - 1]) + " needs a value";
       default:
-        return CommandLine::wrong;
+        return "unknown option " + std::string(argv[optind - 1]);
     }
-    if (!good) {
-      fprintf(stderr, "iss-sim: bad value \"%s\"\n", optarg);
-      return CommandLine::wrong;
-    }
+    if (!good) return "--" + std::string(longOptions[index].name) + ": bad value \"" + optarg + '"';
   }
-  if (optind < argc) {
-    fprintf(stderr, "iss-sim: unexpected argument \"%s\"\n", argv[optind]);
-    return CommandLine::wrong;
-  }
-  return CommandLine::run;
+  if (optind < argc) return "unexpected argument \"" + std::string(argv[optind]) + '"';
+  return {};
 }
 
 }  // namespace sim

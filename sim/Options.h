@@ -1,22 +1,23 @@
-// The simulator's command line. Start-up only.
+// The command line of a simulator that serves. Start-up only.
 #pragma once
 
 #include <string>
 
+#include "DirectiveWords.h"
 #include "OpsServer.h"
 
 namespace sim {
-
-enum class CommandLine : uint8_t { run, help, wrong };
 
 struct Options {
   ServerOptions server;
   std::string scenario;  ///< path; empty = none
   std::string record;    ///< path; empty = none
+  std::string control;   ///< path; empty = the default for the port
+  bool help = false;
 };
 
-/// Fills options from the command line; what is wrong with it goes to standard error.
-CommandLine parseCommandLine(int argc, char* const* argv, Options& options);
+/// Fills options from the command line; what is wrong with it, if anything.
+Problem parseCommandLine(int argc, char* const* argv, Options& options);
 
 extern const char* const usage;
 

@@ -1,13 +1,17 @@
-// iss-sim: the ISS simulator. Exit status: 0 after SIGTERM or SIGINT, 1 when it cannot serve, 2 for a wrong
-// command line.
+// iss-sim: the ISS simulator, and the commands that ask a running one. Exit status: 0 after SIGTERM or SIGINT
+// and for a command carried out, 1 when it cannot serve or no simulator answers, 2 for a wrong command line,
+// scenario or request.
 #include <sys/signalfd.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <string>
 
 #include "Capture.h"
+#include "Control.h"
+#include "ControlClient.h"
 #include "Directive.h"
 #include "Options.h"
 #include "Replay.h"
@@ -28,31 +32,38 @@ int catchSignals() {
   return stopFd;
 }
 
+int fail(const std::string& reason, int status) {
+  fprintf(stderr, "iss-sim: %s\n", reason.c_str());
+  return status;
+}
+
 int serve(const sim::Options& options) {
   sim::Scenario scenario;
   if (!options.scenario.empty()) {
-    if (const sim::Problem problem = scenario.load(options.scenario)) {
-      fprintf(stderr, "iss-sim: %s\n", problem->c_str());
-      return 2;
-    }
+    if (const sim::Problem problem = scenario.load(options.scenario)) return fail(*problem, 2);
   }
   const int stopFd = catchSignals();
   if (stopFd < 0) return 1;
   sim::IssModel model;
   sim::LineOutput output(STDOUT_FILENO);
   sim::CaptureFile capture(output);
+  sim::Watch watch;
   sim::OpsServer server(options.server, model, output);
+  server.addObserver(watch);
   sim::DirectiveInterpreter interpreter(server, model, output);
+  sim::Control control(model, watch, [&](std::string_view line) { return interpreter.apply(line); });
   std::string reason;
-  if (!server.listen(reason)) {
-    fprintf(stderr, "iss-sim: %s\n", reason.c_str());
-    return 1;
+  // Who sees the port open finds the control socket there; only the default one has to wait for the port's
+  // number.
+  const bool toldWhere = !options.control.empty();
+  if (toldWhere && !control.listen(options.control, reason)) return fail(reason, 1);
+  if (!server.listen(reason)) return fail(reason, 1);
+  if (!toldWhere && !control.listen(sim::defaultControlPath(server.port()), reason)) {
+    output.line("no control socket: " + reason);
   }
+  server.addPollable(control.fd(), POLLIN, [&control](short) { control.run(); });
   if (!options.record.empty()) {
-    if (const sim::Problem problem = capture.open(options.record, server.port())) {
-      fprintf(stderr, "iss-sim: %s\n", problem->c_str());
-      return 2;
-    }
+    if (const sim::Problem problem = capture.open(options.record, server.port())) return fail(*problem, 2);
     server.addObserver(capture);
   }
   scenario.start(interpreter);
@@ -67,16 +78,12 @@ int main(int argc, char** argv) {
     const int stopFd = catchSignals();
     return stopFd < 0 ? 1 : sim::replayCommand(argc, argv, stopFd);
   }
+  if (argc > 1 && sim::isControlCommand(argv[1])) return sim::controlCommand(argc, argv);
   sim::Options options;
-  switch (sim::parseCommandLine(argc, argv, options)) {
-    case sim::CommandLine::help:
-      fputs(sim::usage, stdout);
-      return 0;
-    case sim::CommandLine::wrong:
-      fputs(sim::usage, stderr);
-      return 2;
-    case sim::CommandLine::run:
-      break;
+  if (const sim::Problem problem = sim::parseCommandLine(argc, argv, options)) return fail(*problem, 2);
+  if (options.help) {
+    fputs(sim::usage, stdout);
+    return 0;
   }
   return serve(options);
 }

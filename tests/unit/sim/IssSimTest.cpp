@@ -5,10 +5,11 @@
 
 #include "OtnIpcMsg.h"
 #include "Program.h"
+#include "TemporaryDirectory.h"
 
 namespace {
 
-using ::testing::HasSubstr;
+using ::testing::EndsWith;
 using ::testing::MatchesRegex;
 using ::testing::StartsWith;
 
@@ -19,30 +20,59 @@ std::string portOf(Program& simulator) {
   return line.substr(line.rfind(':') + 1);
 }
 
+TEST(IssSim, PrintsTheUsageOfItsCommands) {
+  for (const char* command : {"show", "watch", "inject"}) {
+    Program simulator({ISS_SIM, command, "--help"});
+    EXPECT_THAT(simulator.output(), StartsWith("Usage: iss-sim show SUBJECT [--json] [OPTION]...\n"));
+    EXPECT_EQ(simulator.wait(), 0);
+  }
+}
+
 TEST(IssSim, PrintsItsUsage) {
   Program simulator({ISS_SIM, "--help"});
   EXPECT_THAT(simulator.output(), StartsWith("Usage: iss-sim [OPTION]...\n"));
   EXPECT_EQ(simulator.wait(), 0);
 }
 
-class WrongCommandLine : public ::testing::TestWithParam<std::vector<std::string>> {};
+struct Wrong {
+  std::vector<std::string> arguments;
+  std::string reason;
+};
 
-TEST_P(WrongCommandLine, GetsTheUsageAndStatus2) {
-  std::vector<std::string> arguments = GetParam();
+class WrongCommandLine : public ::testing::TestWithParam<Wrong> {};
+
+TEST_P(WrongCommandLine, GetsOneLineAndStatus2) {
+  std::vector<std::string> arguments = GetParam().arguments;
   arguments.insert(arguments.begin(), ISS_SIM);
   Program simulator(arguments);
   EXPECT_EQ(simulator.output(), "");
-  EXPECT_THAT(simulator.errors(), HasSubstr("Usage: iss-sim [OPTION]...\n"));
+  EXPECT_EQ(simulator.errors(), "iss-sim: " + GetParam().reason + "\n");
   EXPECT_EQ(simulator.wait(), 2);
 }
 
-using Arguments = std::vector<std::string>;
-INSTANTIATE_TEST_SUITE_P(IssSim, WrongCommandLine,
-                         ::testing::Values(Arguments{"--nonsense"}, Arguments{"8000"}, Arguments{"--port"},
-                                           Arguments{"--port", "65536"}, Arguments{"--port", "x"},
-                                           Arguments{"--port", ""}, Arguments{"--restore", "maybe"},
-                                           Arguments{"--restore-delay", "-1"},
-                                           Arguments{"--keepalive", "1s"}));
+INSTANTIATE_TEST_SUITE_P(
+    IssSim, WrongCommandLine,
+    ::testing::Values(
+        Wrong{{"--nonsense"}, "unknown option --nonsense"}, Wrong{{"-x"}, "unknown option -x"},
+        Wrong{{"8000"}, "unexpected argument \"8000\""}, Wrong{{"--port"}, "--port needs a value"},
+        Wrong{{"--port", "65536"}, "--port: bad value \"65536\""},
+        Wrong{{"--port", "x"}, "--port: bad value \"x\""}, Wrong{{"--port", ""}, "--port: bad value \"\""},
+        Wrong{{"--restore", "maybe"}, "--restore: bad value \"maybe\""},
+        Wrong{{"--restore-delay", "-1"}, "--restore-delay: bad value \"-1\""},
+        Wrong{{"--keepalive", "1s"}, "--keepalive: bad value \"1s\""},
+        Wrong{{"--control", ""}, "--control: bad value \"\""},
+        Wrong{{"show"},
+              "show takes one of vlans, ports, interfaces, tunnels, rules, synce, lldp, smartsfp, "
+              "redundancy, counters or messages"},
+        Wrong{{"show", "--port", "x", "ports"}, "--port: bad value \"x\""},
+        Wrong{{"show", "ports", "--nonsense"}, "unknown option --nonsense"},
+        Wrong{{"watch", "ports"}, "watch takes no \"ports\""},
+        Wrong{{"watch", "--control"}, "--control needs a value"},
+        Wrong{{"inject"}, "inject takes a directive"},
+        Wrong{{"inject", "--json", "x"}, "inject takes no --json"},
+        Wrong{{"inject", "a\nb"}, "a request is one line"},
+        Wrong{{"show", "ports", "--control", std::string(200, 'x')},
+              std::string(200, 'x') + ": no path for a socket"}));
 
 TEST(IssSim, SaysInOneLineThatItsPortIsTaken) {
   Program first({ISS_SIM, "--port", "0"});
@@ -51,6 +81,88 @@ TEST(IssSim, SaysInOneLineThatItsPortIsTaken) {
   EXPECT_EQ(second.output(), "");
   EXPECT_EQ(second.errors(), "iss-sim: 127.0.0.1:" + port + ": in use, is another instance running?\n");
   EXPECT_EQ(second.wait(), 1);
+  first.signal(SIGTERM);
+  EXPECT_EQ(first.wait(), 0);
+}
+
+TEST(IssSim, HasItsControlSocketWhereItsPortTells) {
+  Program simulator({ISS_SIM, "--port", "0"});
+  const std::string port = portOf(simulator);
+  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while (access(("/tmp/iss-sim-" + port + ".sock").c_str(), F_OK) != 0) {
+    ASSERT_LT(std::chrono::steady_clock::now(), limit);
+  }
+  Program show({ISS_SIM, "show", "redundancy", "--port", port});
+  EXPECT_EQ(show.output(), "(none)\n");
+  EXPECT_EQ(show.errors(), "");
+  EXPECT_EQ(show.wait(), 0);
+  simulator.signal(SIGTERM);
+  EXPECT_EQ(simulator.wait(), 0);
+  EXPECT_NE(access(("/tmp/iss-sim-" + port + ".sock").c_str(), F_OK), 0);
+}
+
+class ControlledSimulator : public ::testing::Test {
+ protected:
+  ControlledSimulator() { portOf(m_simulator); }
+
+  Program command(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), ISS_SIM);
+    arguments.insert(arguments.end(), {"--control", m_path});
+    return Program(arguments);
+  }
+
+  TemporaryDirectory m_directory;
+  const std::string m_path = m_directory.path("control");
+  Program m_simulator{{ISS_SIM, "--port", "0", "--control", m_path}};
+};
+
+TEST_F(ControlledSimulator, ShowsAsTextAndAsJson) {
+  Program text = command({"show", "redundancy"});
+  EXPECT_EQ(text.output(), "(none)\n");
+  EXPECT_EQ(text.wait(), 0);
+  Program json = command({"show", "redundancy", "--json"});
+  EXPECT_EQ(json.output(), "{\"redundancy\": []}\n");
+  EXPECT_EQ(json.wait(), 0);
+}
+
+TEST_F(ControlledSimulator, RefusesInOneLineAndGoesOn) {
+  Program show = command({"show", "nonsense"});
+  EXPECT_EQ(
+      show.errors(),
+      "iss-sim: cannot show nonsense, only vlans, ports, interfaces, tunnels, rules, synce, lldp, smartsfp, "
+      "redundancy, counters or messages\n");
+  EXPECT_EQ(show.wait(), 2);
+  Program inject = command({"inject", "nonsense"});
+  EXPECT_THAT(inject.errors(), MatchesRegex("iss-sim: [^\n]*nonsense[^\n]*\n"));
+  EXPECT_EQ(inject.wait(), 2);
+  Program second({ISS_SIM, "--port", "0", "--control", m_path});
+  EXPECT_EQ(second.errors(), "iss-sim: " + m_path + ": in use, is another instance running?\n");
+  EXPECT_EQ(second.wait(), 1);
+  EXPECT_EQ(access(m_path.c_str(), F_OK), 0);
+  Program good = command({"show", "messages"});
+  EXPECT_EQ(good.output(), "(none)\n");
+  EXPECT_EQ(good.wait(), 0);
+}
+
+TEST(IssSim, SaysThatNoSimulatorAnswers) {
+  Program show({ISS_SIM, "show", "ports", "--control", "/nowhere"});
+  EXPECT_EQ(show.output(), "");
+  EXPECT_EQ(show.errors(), "iss-sim: no simulator at /nowhere: No such file or directory\n");
+  EXPECT_EQ(show.wait(), 1);
+}
+
+TEST(IssSim, GoesOnWithoutItsDefaultControlSocket) {
+  Program first({ISS_SIM, "--port", "0"});
+  const std::string port = portOf(first);
+  const std::string path = "/tmp/iss-sim-" + port + ".sock";
+  first.signal(SIGTERM);
+  EXPECT_EQ(first.wait(), 0);
+  std::ofstream(path) << "in the way";
+  Program second({ISS_SIM, "--port", port});
+  portOf(second);
+  EXPECT_THAT(second.line(),
+              EndsWith(" no control socket: " + path + ": in use, is another instance running?"));
+  unlink(path.c_str());
 }
 
 class StopSignal : public ::testing::TestWithParam<int> {};
