@@ -29,9 +29,9 @@ Problem DirectiveInterpreter::apply(std::string_view line) {
 
 void DirectiveInterpreter::apply(const Directive& directive) {
   if (!directive.when.empty() && std::holds_alternative<directive::OnConnect>(directive.when[0])) {
-    m_onConnect.push_back(directive);
+    m_onConnect.push_back({directive});
   } else if (!directive.when.empty() && std::holds_alternative<directive::OnRequest>(directive.when[0])) {
-    m_onRequest.push_back(directive);
+    m_onRequest.push_back({directive});
   } else {
     proceed(directive, 0, TimerQueue::Scope::simulator);
   }
@@ -39,21 +39,26 @@ void DirectiveInterpreter::apply(const Directive& directive) {
 
 void DirectiveInterpreter::onClient(bool connected, Clock::time_point) {
   if (!connected) return;
-  // By way of a timer: behind the greeting.
-  for (const Directive& directive : m_onConnect) {
-    later(std::chrono::milliseconds(0), TimerQueue::Scope::connection,
-          [this, directive] { proceed(directive, 1, TimerQueue::Scope::connection); });
+  for (Standing& standing : m_onConnect) {
+    occasion(standing, std::get<directive::OnConnect>(standing.directive.when[0]).which);
   }
 }
 
 void DirectiveInterpreter::onRecord(Direction direction, const OtnIpcMsg& record, Clock::time_point) {
   if (direction != Direction::in) return;
-  for (const Directive& directive : m_onRequest) {
-    if (std::get<directive::OnRequest>(directive.when[0]).type != record.msgType) continue;
-    // By way of a timer: behind the answer.
-    later(std::chrono::milliseconds(0), TimerQueue::Scope::connection,
-          [this, directive] { proceed(directive, 1, TimerQueue::Scope::connection); });
+  for (Standing& standing : m_onRequest) {
+    const auto& request = std::get<directive::OnRequest>(standing.directive.when[0]);
+    if (request.type == record.msgType) occasion(standing, request.which);
   }
+}
+
+void DirectiveInterpreter::occasion(Standing& standing, directive::Occasions which) {
+  const uint32_t before = standing.seen;
+  if (standing.seen < UINT32_MAX) ++standing.seen;
+  if (before < which.skip || before - which.skip >= which.times) return;
+  // By way of a timer: behind the greeting, or behind the answer.
+  later(std::chrono::milliseconds(0), TimerQueue::Scope::connection,
+        [this, directive = standing.directive] { proceed(directive, 1, TimerQueue::Scope::connection); });
 }
 
 void DirectiveInterpreter::proceed(const Directive& directive, size_t place, TimerQueue::Scope scope) {

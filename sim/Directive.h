@@ -27,12 +27,16 @@ class DirectiveInterpreter : private Observer {
   void apply(const Directive& directive);
 
  private:
-  /// A directive that waits for its occasion each time; `when` begins with that occasion.
-  using Standing = std::vector<Directive>;
+  /// A directive that waits for its occasions; `when` begins with them.
+  struct Standing {
+    Directive directive;
+    uint32_t seen = 0;  ///< occasions so far
+  };
 
   void onRecord(Direction direction, const OtnIpcMsg& record, Clock::time_point when) override;
   void onClient(bool connected, Clock::time_point when) override;
 
+  void occasion(Standing& standing, directive::Occasions which);
   /// Carries out what the directive's conditions from `place` on leave to do.
   void proceed(const Directive& directive, size_t place, TimerQueue::Scope scope);
   void repeat(const Directive& directive, size_t place, TimerQueue::Scope scope, directive::Every every);
@@ -44,8 +48,8 @@ class DirectiveInterpreter : private Observer {
   OpsServer& m_server;
   IssModel& m_model;
   LineOutput& m_output;
-  Standing m_onConnect;
-  Standing m_onRequest;
+  std::vector<Standing> m_onConnect;
+  std::vector<Standing> m_onRequest;
   uint64_t m_schedule = 0;  ///< what waits for an earlier schedule is not carried out
 };
 

@@ -209,18 +209,29 @@ constexpr Verb verbs[] = {
     {"stall", parseStall},     {"seed", parseSeed},           {"clear", parseClear},
 };
 
+Problem parseOccasions(WordReader& words, directive::Occasions& which) {
+  if (words.next("skip")) {
+    if (Problem problem = words.number("skip", 1, UINT32_MAX - 1, which.skip)) return problem;
+  }
+  if (words.next("times")) return words.number("times", 1, UINT32_MAX - 1, which.times);
+  return std::nullopt;
+}
+
 /// Takes one prefix if there is one.
 Problem parseWhen(WordReader& words, std::vector<directive::When>& when, bool& found) {
   found = true;
   if (words.next("on")) {
     if (words.next("connect")) {
-      when.push_back(directive::OnConnect{});
-      return std::nullopt;
+      directive::OnConnect connect{};
+      Problem problem = parseOccasions(words, connect.which);
+      when.push_back(connect);
+      return problem;
     }
     directive::OnRequest request{};
     if (Problem problem = words.type("on", request.type)) return problem;
+    Problem problem = parseOccasions(words, request.which);
     when.push_back(request);
-    return std::nullopt;
+    return problem;
   }
   if (words.next("after")) {
     directive::After after{};

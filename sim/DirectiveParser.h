@@ -64,9 +64,17 @@ using Action = std::variant<Startup, KeepAlive, Own, Send, Raw, Garbage, Port, C
                             Clear, FaultRule>;
 
 /// When: prefixes of the line, from the left.
-struct OnConnect {};
+/// Which of the occasions of a kind count.
+struct Occasions {
+  uint32_t skip = 0;  ///< the first ones
+  uint32_t times = UINT32_MAX;
+};
+struct OnConnect {
+  Occasions which;
+};
 struct OnRequest {
   uint32_t type;
+  Occasions which;
 };
 struct After {
   std::chrono::milliseconds time;

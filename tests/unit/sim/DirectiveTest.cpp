@@ -114,6 +114,21 @@ TEST_F(Directives, FollowTheAnswerToARequest) {
   EXPECT_EQ(client.next().msgType, uint32_t{CPU_THRESHOLD});
 }
 
+TEST_F(Directives, MayBeForSomeOccasionsOnly) {
+  start({"startup none", "on FLUSH_CMD skip 1 times 2 cpu flushed 1"});
+  OpsClient client(port());
+  std::string types;
+  for (int i = 0; i < 4; ++i) {
+    client.send(record(FLUSH_CMD));
+    client.send(record(SYNCE_CMD));
+  }
+  for (int i = 0; i < 10; ++i) {
+    const uint32_t type = client.next().msgType;
+    types += type == FLUSH_CMD ? 'f' : type == CPU_THRESHOLD ? 'c' : 's';
+  }
+  EXPECT_EQ(types, "fsfcsfcsfs");
+}
+
 TEST_F(Directives, ChangeThePeriodOfKeepAlives) {
   start({"startup init"});
   OpsClient client(port());
