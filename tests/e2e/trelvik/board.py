@@ -11,6 +11,7 @@ from . import record
 from .bus import Bus, COMMON
 from .cam import Cam
 from .debugsocket import DebugSocket, wait_for_server
+from .iss import Iss
 from .ops import Ops
 from .syslog import Syslog, matcher
 from .wait import SLOW, until
@@ -65,6 +66,7 @@ class Board:
         self.bus_address = "unix:path=" + os.path.join(self.dir, "bus")
         self.daemon = None
         self.ops = None
+        self.iss = None
         self._bus = None
         self._bus_daemon = None
         self._peers = []
@@ -95,6 +97,14 @@ class Board:
     def start_ops(self, **options):
         self.ops = Ops(**options)
         return self.ops
+
+    def start_iss(self, *scenario, gallery=None, args=()):
+        """Starts the simulated ISS in place of a scripted OPS: with these lines or with a file of the gallery."""
+        if gallery is not None:
+            gallery = os.path.join(REPO, "sim", "scenarios", gallery)
+        self.iss = Iss(os.path.join(PREFIX, "bin", "iss-sim"), self.dir, scenario, gallery, args)
+        self._peers.append(self.iss)
+        return self.iss
 
     @property
     def bus(self):
