@@ -53,14 +53,18 @@ int serve(const sim::Options& options) {
   sim::DirectiveInterpreter interpreter(server, model, output);
   sim::Control control(model, watch, [&](std::string_view line) { return interpreter.apply(line); });
   std::string reason;
-  // Who sees the port open finds the control socket there; only the default one has to wait for the port's
-  // number.
+  // Who sees the port open finds the control socket there, unless its name waits for the port's number.
   const bool toldWhere = !options.control.empty();
-  if (toldWhere && !control.listen(options.control, reason)) return fail(reason, 1);
+  const auto listenForControl = [&](uint16_t port) {
+    return control.listen(toldWhere ? options.control : sim::defaultControlPath(port), reason);
+  };
+  bool controlled = (toldWhere || options.server.port != 0) && listenForControl(options.server.port);
+  if (toldWhere && !controlled) return fail(reason, 1);
+  const std::string noControl = reason;
   if (!server.listen(reason)) return fail(reason, 1);
-  if (!toldWhere && !control.listen(sim::defaultControlPath(server.port()), reason)) {
-    output.line("no control socket: " + reason);
-  }
+  reason = noControl;
+  if (!controlled && reason.empty()) controlled = listenForControl(server.port());
+  if (!controlled) output.line("no control socket: " + reason);
   server.addPollable(control.fd(), POLLIN, [&control](short) { control.run(); });
   if (!options.record.empty()) {
     if (const sim::Problem problem = capture.open(options.record, server.port())) return fail(*problem, 2);
