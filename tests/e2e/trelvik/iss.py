@@ -6,8 +6,6 @@ from signal import SIGTERM
 from .syslog import matcher
 from .wait import DEADLINE, until
 
-RULE = "* rule: *"
-
 
 class Iss:
     def __init__(self, program, directory, scenario=(), gallery=None, args=()):
@@ -38,11 +36,14 @@ class Iss:
         return until(found, lambda: f"line {pattern!r} (x{count}) of iss-sim; had:\n" + "\n".join(self.lines()),
                      deadline)
 
-    def inject(self, *words):
-        """Carries out one directive, given as one text or as words."""
-        done = subprocess.run([self._program, "inject", *words], capture_output=True, text=True, timeout=DEADLINE,
-                              check=False)
-        assert done.returncode == 0, f"inject {words}: {done.stdout}{done.stderr}"
+    def try_inject(self, directive):
+        return subprocess.run([self._program, "inject", directive], capture_output=True, text=True,
+                              timeout=DEADLINE, check=False)
+
+    def inject(self, directive):
+        """Carries out one directive."""
+        done = self.try_inject(directive)
+        assert done.returncode == 0, f"inject {directive}: {done.stdout}{done.stderr}"
 
     def leave(self):
         if self._process is None:
