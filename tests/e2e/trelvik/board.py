@@ -101,8 +101,19 @@ class Board:
     def start_iss(self, *scenario, gallery=None, args=()):
         """Starts the simulated ISS in place of a scripted OPS: with these lines or with a file of the gallery."""
         if gallery is not None:
-            gallery = os.path.join(REPO, "sim", "scenarios", gallery)
-        self.iss = Iss(os.path.join(PREFIX, "bin", "iss-sim"), self.dir, scenario, gallery, args)
+            path = os.path.join(REPO, "sim", "scenarios", gallery)
+        else:
+            path = os.path.join(self.dir, "iss.sim")
+            with open(path, "w", encoding="utf-8") as lines:
+                lines.write("".join(line + "\n" for line in scenario))
+        return self._start_iss("--scenario", path, *args)
+
+    def replay(self, capture, *args):
+        """Starts the simulated ISS with what a capture tells it to say."""
+        return self._start_iss("replay", capture, *args)
+
+    def _start_iss(self, *arguments):
+        self.iss = Iss(os.path.join(PREFIX, "bin", "iss-sim"), self.dir, *arguments)
         self._peers.append(self.iss)
         return self.iss
 

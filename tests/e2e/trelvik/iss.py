@@ -1,4 +1,4 @@
-"""ISS, simulated: the installed `iss-sim` on 127.0.0.1:8000 with a scenario of the test's, or of the gallery."""
+"""ISS, simulated: the installed `iss-sim` on 127.0.0.1:8000."""
 import os
 import subprocess
 from signal import SIGTERM
@@ -8,17 +8,12 @@ from .wait import DEADLINE, until
 
 
 class Iss:
-    def __init__(self, program, directory, scenario=(), gallery=None, args=()):
-        """`scenario` is a list of lines; `gallery` the path of a file."""
+    def __init__(self, program, directory, *arguments):
         self._program = program
         self._output = os.path.join(directory, "iss.out")
-        if gallery is None:
-            gallery = os.path.join(directory, "iss.sim")
-            with open(gallery, "w", encoding="utf-8") as lines:
-                lines.write("".join(line + "\n" for line in scenario))
         with open(self._output, "wb") as output:
-            self._process = subprocess.Popen([program, "--scenario", gallery, *args], stdin=subprocess.DEVNULL,
-                                             stdout=output, stderr=output)
+            self._process = subprocess.Popen([program, *arguments], stdin=subprocess.DEVNULL, stdout=output,
+                                             stderr=output)
         self.wait("*listening on 127.0.0.1:*")
 
     def lines(self, pattern="*"):
@@ -49,7 +44,8 @@ class Iss:
         if self._process is None:
             return
         process, self._process = self._process, None
-        process.send_signal(SIGTERM)
+        if process.poll() is None:
+            process.send_signal(SIGTERM)
         try:
             status = process.wait(DEADLINE)
         except subprocess.TimeoutExpired:
