@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "CaptureReader.h"
+#include "Program.h"
 
 namespace {
 
@@ -162,6 +163,15 @@ TEST_F(Capture, WithWrongBytesNeverBreaksTheReader) {
       sim::readCapture(m_file, connections);
       for (const CapturedConnection& connection : connections) EXPECT_LE(connection.traffic.size(), 3U);
     }
+  }
+}
+
+TEST(CaptureFile, ThatCannotBeWrittenKeepsTheSimulatorFromStarting) {
+  for (const auto& [path, reason] : {std::pair{"/dev/full", "No space left on device"},
+                                     std::pair{"/nonexistent/x", "No such file or directory"}}) {
+    Program simulator({ISS_SIM, "--port", "0", "--record", path});
+    EXPECT_EQ(simulator.errors(), std::string("iss-sim: ") + path + ": " + reason + "\n");
+    EXPECT_EQ(simulator.wait(), 2);
   }
 }
 

@@ -41,6 +41,30 @@ TEST_F(Scenario, MustBeAReadableFileOfSomeSize) {
   EXPECT_THAT(*load(std::string((size_t{1} << 20) + 1, '\n')), HasSubstr("longer than 1048576 bytes"));
 }
 
+TEST_F(Scenario, IsEachExampleOfTheManual) {
+  std::ifstream manual(ISS_SIM_MANUAL);
+  std::string examples;
+  bool inExample = false;
+  for (std::string line; std::getline(manual, line);) {
+    if (line.starts_with("```")) {
+      inExample = line == "```sim";
+    } else if (inExample) {
+      examples += line + "\n";
+    }
+  }
+  EXPECT_THAT(examples, HasSubstr("clear faults\n"));
+  EXPECT_EQ(load(examples), std::nullopt);
+}
+
+TEST_F(Scenario, IsEachFileOfTheGallery) {
+  size_t count = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(ISS_SIM_GALLERY)) {
+    EXPECT_EQ(m_scenario.load(entry.path()), std::nullopt);
+    ++count;
+  }
+  EXPECT_GE(count, 8U);
+}
+
 TEST_F(Scenario, WithAMistakeKeepsTheSimulatorFromStarting) {
   const std::string path = m_directory.write("s", "\njump\n");
   Program simulator({ISS_SIM, "--port", "0", "--scenario", path});
