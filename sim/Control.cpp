@@ -124,6 +124,7 @@ void Control::accept() {
     return;
   }
   Client& client = m_clients[fd];
+  client.events = EPOLLIN;
   if (m_clients.size() <= maxClients) return;
   client.phase = Phase::closing;
   client.unsent = errorAnswer("too many clients");
@@ -132,11 +133,9 @@ void Control::accept() {
 
 void Control::serve(int fd, uint32_t events) {
   Client& client = m_clients[fd];
-  if ((events & (EPOLLIN | EPOLLHUP | EPOLLERR)) != 0 && !receive(fd, client)) {
-    drop(fd);
-    return;
-  }
-  if (!flush(fd, client)) drop(fd);
+  const bool readable = (events & EPOLLIN) != 0;
+  const bool gone = !readable && (events & (EPOLLHUP | EPOLLERR)) != 0;
+  if (gone || (readable && !receive(fd, client)) || !flush(fd, client)) drop(fd);
 }
 
 /// False when the client is gone.
@@ -144,7 +143,10 @@ bool Control::receive(int fd, Client& client) {
   char bytes[4096];
   const ssize_t n = recv(fd, bytes, sizeof bytes, 0);
   if (n < 0) return errno == EAGAIN || errno == EINTR;
-  if (n == 0) return false;
+  if (n == 0) {
+    client.ended = true;
+    return client.phase != Phase::request;
+  }
   // Nothing is expected behind the request.
   if (client.phase != Phase::request) return true;
   client.received.append(bytes, static_cast<size_t>(n));
@@ -227,12 +229,11 @@ bool Control::flush(int fd, Client& client) {
     if (n > 0) client.unsent.erase(0, static_cast<size_t>(n));
   }
   if (client.unsent.empty() && client.phase == Phase::closing) return false;
-  const bool waits = !client.unsent.empty();
-  if (waits != std::exchange(client.waitsToWrite, waits)) {
-    epoll_event event{waits ? EPOLLIN | EPOLLOUT : EPOLLIN, {.fd = fd}};
-    return epoll_ctl(m_epoll, EPOLL_CTL_MOD, fd, &event) == 0;
-  }
-  return true;
+  const uint32_t events =
+      (client.ended ? 0U : uint32_t{EPOLLIN}) | (client.unsent.empty() ? 0U : uint32_t{EPOLLOUT});
+  if (events == std::exchange(client.events, events)) return true;
+  epoll_event event{events, {.fd = fd}};
+  return epoll_ctl(m_epoll, EPOLL_CTL_MOD, fd, &event) == 0;
 }
 
 void Control::drop(int fd) {

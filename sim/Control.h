@@ -52,8 +52,9 @@ class Control {
     Phase phase = Phase::request;
     std::string received;
     std::string unsent;
-    size_t lost = 0;  ///< messages a watcher was not told of
-    bool waitsToWrite = false;
+    size_t lost = 0;     ///< messages a watcher was not told of
+    bool ended = false;  ///< it sends nothing more, but reads still
+    uint32_t events;     ///< that epoll waits for
   };
 
   void accept();

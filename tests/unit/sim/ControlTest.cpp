@@ -172,6 +172,22 @@ TEST_F(Control, ShowsWatchersEachMessageFromThenOn) {
   EXPECT_THAT(received(json), HasSubstr("FLUSH_CMD"));
 }
 
+TEST_F(Control, ServesAClientThatHasNoMoreToSay) {
+  const int fd = connectClient();
+  sendTo(fd, "watch\n");
+  shutdown(fd, SHUT_WR);
+  runAll();
+  passFlush();
+  bool ended = true;
+  EXPECT_THAT(received(fd, &ended), HasSubstr("FLUSH_CMD"));
+  EXPECT_FALSE(ended);
+  shutdown(fd, SHUT_RD);
+  runAll();
+  passFlush();
+  pollfd idle{m_control.fd(), POLLIN, 0};
+  EXPECT_EQ(poll(&idle, 1, 0), 0);
+}
+
 TEST_F(Control, CountsWhatASlowWatcherMisses) {
   const int fd = connectClient();
   sendTo(fd, "watch\n");
