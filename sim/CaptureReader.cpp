@@ -223,6 +223,8 @@ class Reader {
     if (captured < body.host32(16)) return "the packet was not captured whole";
     const uint64_t ticks = (uint64_t{body.host32(4)} << 32) | body.host32(8);
     const uint64_t perSecond = m_interfaces[place].ticksPerSecond;
+    constexpr uint64_t lastSecond = uint64_t{1} << 33;
+    if (ticks / perSecond > lastSecond) return "the packet's time makes no sense";
     const auto fraction = static_cast<double>(ticks % perSecond) / static_cast<double>(perSecond);
     return m_streams.add(*segment, std::chrono::seconds(ticks / perSecond) +
                                        std::chrono::nanoseconds(static_cast<int64_t>(fraction * 1e9)));
