@@ -18,7 +18,10 @@ namespace {
 /// A client that takes nothing gets no further keep-alives once so many writes wait for it.
 constexpr size_t maxWaiting = 16;
 
-/// Bytes of one turn of the loop, so that a flood leaves the others their turn.
+/// A client that takes nothing gets nothing more at all once so many bytes wait for it.
+constexpr size_t maxWaitingBytes = size_t{64} << 20;
+
+/// In one turn of the loop, so that a flood leaves the others their turn.
 constexpr int writesPerTurn = 32;
 
 std::vector<StartupStep> defaultStartup(const ServerOptions& options) {
@@ -153,6 +156,7 @@ void OpsServer::greet() {
   // A change of the start-up is for the next client.
   const std::vector<StartupStep> steps = m_startup;
   for (const StartupStep& step : steps) {
+    if (m_clientFd < 0) return;
     time += step.wait;
     const OtnIpcMsg record = step.record.build();
     if (time.count() == 0) {
@@ -189,6 +193,7 @@ void OpsServer::dropClient(const std::string& why, Direction by, bool reset) {
   m_clientFd = -1;
   m_received.reset();
   m_outgoing.clear();
+  m_waitingBytes = 0;
   m_written = 0;
   m_stalledUntil = {};
   m_timers.cancel(TimerQueue::Scope::connection);
@@ -269,8 +274,15 @@ void OpsServer::stall(std::chrono::milliseconds time) {
 
 void OpsServer::queue(Delivery delivery) {
   if (m_clientFd < 0) return;
+  if (m_waitingBytes > maxWaitingBytes && !delivery.writes.empty()) {
+    m_output.line("the client takes nothing: this is left out");
+    delivery.writes.clear();
+  }
   const bool idle = m_outgoing.empty();
-  for (Write& write : delivery.writes) m_outgoing.push_back({std::move(write), Ending::none});
+  for (Write& write : delivery.writes) {
+    m_waitingBytes += write.bytes.size();
+    m_outgoing.push_back({std::move(write), Ending::none});
+  }
   if (delivery.ending != Ending::none) m_outgoing.push_back({{}, delivery.ending});
   if (!idle || m_outgoing.empty()) return;
   m_writeDue = Clock::now() + m_outgoing.front().write.pause;
@@ -299,6 +311,7 @@ void OpsServer::flush() {
 void OpsServer::finishWrite() {
   m_written = 0;
   if (--m_outgoing.front().write.repeats > 0) return;
+  m_waitingBytes -= m_outgoing.front().write.bytes.size();
   m_outgoing.pop_front();
   if (!m_outgoing.empty()) m_writeDue = Clock::now() + m_outgoing.front().write.pause;
 }

@@ -115,6 +115,7 @@ class OpsServer {
   RecordStream m_received;
   std::deque<Outgoing> m_outgoing;  ///< what the client has not taken yet; nothing is read from it meanwhile
   size_t m_written = 0;             ///< bytes of the first that are out
+  size_t m_waitingBytes = 0;        ///< of all of them, a repeated write counted once
   Clock::time_point m_writeDue{};   ///< when the first may go out
   Clock::time_point m_stalledUntil{};
   std::vector<StartupStep> m_startup;

@@ -273,6 +273,16 @@ TEST_F(Directives, ClearTheSchedule) {
   EXPECT_EQ(fieldText(client.next().errorString), "last");
 }
 
+TEST_F(Directives, DoNotPileUpForAClientThatTakesNothing) {
+  start({"startup init"});
+  OpsClient client(port());
+  client.next();
+  for (int i = 0; i < 100; ++i) inject("garbage 1000000");
+  EXPECT_TRUE(printed(" the client takes nothing: this is left out\n"));
+  inject("close reset");
+  EXPECT_THAT(stop(), HasSubstr(" client connected\n"));
+}
+
 TEST_F(Directives, ThatAreWrongChangeNothing) {
   start({"startup init"});
   EXPECT_NE(m_interpreter->apply("startup none nonsense"), std::nullopt);
