@@ -11,6 +11,7 @@
 
 #include "Listener.h"
 #include "OpsDecoder.h"
+#include "SendWindow.h"
 
 namespace sim {
 namespace {
@@ -20,6 +21,9 @@ constexpr size_t maxWaiting = 16;
 
 /// A client that takes nothing gets nothing more at all once so many bytes wait for it.
 constexpr size_t maxWaitingBytes = size_t{64} << 20;
+
+/// Writes of up to two records go out when they fit the client's window.
+constexpr size_t maxWhole = 2 * sizeof(OtnIpcMsg);
 
 /// In one turn of the loop, so that a flood leaves the others their turn.
 constexpr int writesPerTurn = 32;
@@ -296,6 +300,12 @@ void OpsServer::flush() {
       return;
     }
     const std::string& bytes = m_outgoing.front().write.bytes;
+    // A client that reads piece by piece is to find whole records, also when it is slow: only faults cut
+    // them.
+    if (m_written == 0 && bytes.size() <= maxWhole && !fitsWindow(m_clientFd, bytes.size())) {
+      m_writeDue = Clock::now() + std::chrono::milliseconds(1);
+      return;
+    }
     const ssize_t n = ::send(m_clientFd, bytes.data() + m_written, bytes.size() - m_written, MSG_NOSIGNAL);
     if (n < 0) {
       if (errno != EAGAIN && errno != EINTR) dropClient(strerror(errno), Direction::in, true);

@@ -42,6 +42,12 @@ class OpsClient {
     EXPECT_EQ(recv(m_fd, &msg, sizeof msg, MSG_WAITALL), static_cast<ssize_t>(sizeof msg));
     return msg;
   }
+  /// So many bytes, however they come.
+  std::string bytes(size_t count) {
+    std::string all(count, '\0');
+    EXPECT_EQ(recv(m_fd, all.data(), count, MSG_WAITALL), static_cast<ssize_t>(count));
+    return all;
+  }
   /// All that comes until the connection ends.
   std::string rest() {
     std::string bytes;
@@ -51,10 +57,14 @@ class OpsClient {
     EXPECT_EQ(n, 0);
     return bytes;
   }
+  /// One read; returns how many bytes it gave.
+  size_t read(void* bytes, size_t most) {
+    return static_cast<size_t>(std::max<ssize_t>(0, recv(m_fd, bytes, most, 0)));
+  }
   /// What one read gives.
   std::string piece() {
     std::string bytes(2 * sizeof(OtnIpcMsg), '\0');
-    bytes.resize(static_cast<size_t>(std::max<ssize_t>(0, recv(m_fd, bytes.data(), bytes.size(), 0))));
+    bytes.resize(read(bytes.data(), bytes.size()));
     return bytes;
   }
   bool hasNothing() {
