@@ -2,7 +2,7 @@ import struct
 
 import pytest
 
-from trelvik import record
+from trelvik import fill
 from trelvik.iss_mgr import (CREATE, DELETE, ETS, ETS_VLAN_MAPPING, FLUSH, LLDP, MODIFY, MRP, MRP_GLOB,
                              MRP_VLAN_MAPPING, MST_TOPO_LAN, NOT_APPLICABLE, REFUSED, Rule, WORKER, carried_out,
                              ets_rule, flush, lan_rule, lldp_info, mapping, mrp_global_rule, mrp_rule, refused,
@@ -84,9 +84,7 @@ def test_ets_rule_of_mpls_takes_its_ports_and_types(board):
 
 def test_batch_of_two_does_not_fit_at_write_index_17(board):
     board.connected(level=9)
-    for mark in range(1, 18):
-        board.debug.send(record.make(record.FLUSH_CMD, mark=mark))
-    board.sync_debug()
+    fill.queue(board, *range(1, 18))
     board.expect_log("[ERROR] SrvIssMgr:486 " + WORKER + "Buffer overflow, message lost!\n")
     two = Rule(MRP_GLOB, CREATE, flush=1)
     assert two.call(board).reply() == two.reply(REFUSED)
@@ -95,8 +93,7 @@ def test_batch_of_two_does_not_fit_at_write_index_17(board):
     board.log.wait("[DEBUG3] SrvIssMgr:505 " + WORKER + "message writepoiter 17\n")
     assert one.call(board).reply() == one.reply(REFUSED), "the ring is full"
     board.make_ready()
-    for mark in range(1, 18):
-        board.ops.serve(record.FLUSH_CMD, mark=mark)
+    fill.serve(board, *range(1, 18))
     serve(board, mrp_global_rule(1), ids=(5, 6))
     assert call.reply() == one.reply((5, 6))
     board.sync_ops()
@@ -105,24 +102,14 @@ def test_batch_of_two_does_not_fit_at_write_index_17(board):
 
 def test_batch_behind_the_reader_is_refused_as_a_whole(board):
     board.connected(level=9)
-    for mark in range(1, 19):
-        board.debug.send(record.make(record.FLUSH_CMD, mark=mark))
-    board.sync_debug()
-    board.make_ready()
-    for mark in (1, 2):
-        board.ops.serve(record.FLUSH_CMD, mark=mark)
-    third = board.ops.expect(record.FLUSH_CMD, mark=3)
-    for mark in (19, 20):
-        board.debug.send(record.make(record.FLUSH_CMD, mark=mark))
-    board.sync_debug()
+    third = fill.behind_the_reader(board)
     board.expect_log("[ERROR] SrvIssMgr:478 " + WORKER + "Buffer overflow, message lost!\n")
     two = Rule(LLDP, CREATE, flush=1)
     assert two.call(board).reply() == two.reply(REFUSED)
     call = Rule(LLDP, CREATE).call(board)
     board.log.wait("[DEBUG3] SrvIssMgr:505 " + WORKER + "message writepoiter 0\n")
     board.ops.answer(third)
-    for mark in range(4, 21):
-        board.ops.serve(record.FLUSH_CMD, mark=mark)
+    fill.serve(board, *range(4, 21))
     serve(board, lldp_info(1))
     call.reply()
 

@@ -1,6 +1,6 @@
 import pytest
 
-from trelvik import record
+from trelvik import fill, record
 from trelvik.bus import COMMON, HANG, MANAGER, REDUNDANCY
 from trelvik.wait import until
 
@@ -80,14 +80,11 @@ def test_full_ring_loses_the_signal(board):
     board.expect_log(OVERFLOW)
     manager = manager_of(board)
     board.connected(level=9)
-    for mark in range(18):
-        board.debug.send(record.make(record.FLUSH_CMD, mark=mark))
-    board.sync_debug()
+    fill.queue(board, *range(18))
     manager.set_redundant_state(2)
     board.log.wait(OVERFLOW)
     board.make_ready()
-    for mark in range(18):
-        board.ops.serve(record.FLUSH_CMD, mark=mark)
+    fill.serve(board, *range(18))
     board.sync_ops()
     assert board.ops.silent()
 

@@ -1,4 +1,4 @@
-from trelvik import record
+from trelvik import fill, record
 from trelvik.bus import Bus
 
 OVERFLOW = "[ERROR] SrvIss:* (run_iss_script_thread) - Buffer overflow, message lost!\n"
@@ -6,13 +6,6 @@ OVERFLOW = "[ERROR] SrvIss:* (run_iss_script_thread) - Buffer overflow, message 
 
 def marked(mark):
     return record.make(record.FLUSH_CMD, mark=mark)
-
-
-def queue(board, *marks):
-    """Puts records into the ring by the debug socket; returns when the main loop has taken them all."""
-    for mark in marks:
-        board.debug.send(marked(mark))
-    board.sync_debug()
 
 
 def serve_all(board, *marks):
@@ -23,7 +16,7 @@ def serve_all(board, *marks):
 
 def test_messages_wait_until_ready_and_go_in_order(board):
     board.connected(level=9)
-    queue(board, *range(1, 8))
+    fill.queue(board, *range(1, 8))
     board.sync_ops()
     assert board.ops.silent()
     board.make_ready()
@@ -32,7 +25,7 @@ def test_messages_wait_until_ready_and_go_in_order(board):
 
 def test_one_message_is_outstanding_at_a_time(board):
     board.up(level=9)
-    queue(board, 1, 2, 3)
+    fill.queue(board, 1, 2, 3)
     first = board.ops.expect(record.FLUSH_CMD, mark=1)
     board.sync_ops()
     assert board.ops.silent()
@@ -46,7 +39,7 @@ def test_one_message_is_outstanding_at_a_time(board):
 
 def test_ring_takes_18_ahead_of_the_reader(board):
     board.connected(level=9)
-    queue(board, *range(1, 19))
+    fill.queue(board, *range(1, 19))
     assert board.debug.receive_now() is None
     board.debug.send(marked(19))
     assert board.debug.receive() == marked(19)
@@ -57,11 +50,11 @@ def test_ring_takes_18_ahead_of_the_reader(board):
 
 def test_ring_takes_19_behind_the_reader(board):
     board.connected(level=9)
-    queue(board, *range(1, 19))
+    fill.queue(board, *range(1, 19))
     board.make_ready()
     serve_all(board, 1, 2)
     third = board.ops.expect(record.FLUSH_CMD, mark=3)
-    queue(board, 19, 20, 21)
+    fill.queue(board, 19, 20, 21)
     board.debug.send(marked(22))
     assert board.debug.receive() == marked(22)
     board.log.wait("[DEBUG3] main:301 (main) - Out of Mem for debug server msg: RP=2 WP=1\n")
@@ -72,13 +65,13 @@ def test_ring_takes_19_behind_the_reader(board):
 
 def test_ring_with_room_at_its_end_takes_the_19th_slot(board):
     board.connected(level=9)
-    queue(board, *range(1, 19))
+    fill.queue(board, *range(1, 19))
     board.make_ready()
     serve_all(board, 1, 2)
     board.ops.expect(record.FLUSH_CMD, mark=3)
-    queue(board, 19)
+    fill.queue(board, 19)
     assert board.log.find("[DEBUG3] main:291 (main) - Message from debug server received: RP=2 WP=18\n")
-    queue(board, 20)
+    fill.queue(board, 20)
     assert board.log.find("[DEBUG3] main:291 (main) - Message from debug server received: RP=2 WP=19\n")
     assert board.debug.receive_now() is None
 
@@ -86,7 +79,7 @@ def test_ring_with_room_at_its_end_takes_the_19th_slot(board):
 def test_full_ring_answers_a_bus_request_at_once(board):
     board.expect_log(OVERFLOW)
     board.connected(level=9)
-    queue(board, *range(1, 19))
+    fill.queue(board, *range(1, 19))
     assert board.bus.set_port_params(3, 9, extra1=5).reply() == (3, 6, 9, 1000, True, 100, 5, 8)
     assert len(board.log.find(OVERFLOW)) == 1
     board.make_ready()
@@ -98,10 +91,10 @@ def test_full_ring_answers_a_bus_request_at_once(board):
 def test_request_of_two_needs_room_for_both(board):
     board.expect_log(OVERFLOW)
     board.connected(level=9)
-    queue(board, *range(1, 18))
+    fill.queue(board, *range(1, 18))
     assert board.bus.set_port_params(1, 9).reply()[2] == 9
     board.log.wait(OVERFLOW)
-    queue(board, 18)
+    fill.queue(board, 18)
     board.make_ready()
     serve_all(board, *range(1, 19))
     board.sync_ops()
@@ -110,7 +103,7 @@ def test_request_of_two_needs_room_for_both(board):
 
 def test_request_of_two_that_just_fits_is_taken(board):
     board.connected(level=9)
-    queue(board, *range(1, 17))
+    fill.queue(board, *range(1, 17))
     call = board.bus.set_port_params(1, 9)
     board.log.wait("[DEBUG2] SrvIss:* (run_iss_script_thread) - stopped")
     assert not call.answered

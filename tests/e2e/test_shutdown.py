@@ -5,7 +5,7 @@ import threading
 
 import pytest
 
-from trelvik import record
+from trelvik import fill, record
 from trelvik.board import CONNECTED, CSM_BOARD, OPEN_PORTS, REFUSED
 from trelvik.bus import HANG
 from trelvik.ops import ADDRESS
@@ -135,9 +135,7 @@ def test_stop_after_the_connection_was_lost(board):
 
 def test_stop_with_a_full_ring(board):
     board.connected(level=9)
-    for mark in range(19):
-        board.debug.send(record.make(record.FLUSH_CMD, mark=mark))
-    board.sync_debug()
+    fill.queue(board, *range(19))
     board.debug.receive()
     board.stop()
 

@@ -1,6 +1,6 @@
 import pytest
 
-from trelvik import record
+from trelvik import fill, record
 from trelvik.bus import PATH
 from trelvik.iss_mgr import message, serve
 
@@ -82,17 +82,14 @@ def test_request_for_nothing_gets_no_reply(board, enable_filter):
 
 def test_batch_of_three_does_not_fit_at_write_index_16(board):
     board.connected(level=9)
-    for mark in range(1, 17):
-        board.debug.send(record.make(record.FLUSH_CMD, mark=mark))
-    board.sync_debug()
+    fill.queue(board, *range(1, 17))
     board.expect_log("[ERROR] SrvSyncE:131 " + WORKER + "Buffer overflow, message lost!\n")
     assert call_of(board, request(2, 1, 1)).reply() == request(2, 1, 1)
     call = call_of(board, request(2, 1, 0))
     board.log.wait("[DEBUG3] SrvSyncE:145 " + WORKER + "message writepoiter 17\n")
     assert call_of(board, request(0, 1, 0)).reply() == request(0, 1, 0), "the ring is full"
     board.make_ready()
-    for mark in range(1, 17):
-        board.ops.serve(record.FLUSH_CMD, mark=mark)
+    fill.serve(board, *range(1, 17))
     serve(board, trap_rule())
     serve(board, command())
     assert call.reply() == request(2, 1, 0)
@@ -102,23 +99,13 @@ def test_batch_of_three_does_not_fit_at_write_index_16(board):
 
 def test_batch_behind_the_reader_is_answered_at_once(board):
     board.connected(level=9)
-    for mark in range(1, 19):
-        board.debug.send(record.make(record.FLUSH_CMD, mark=mark))
-    board.sync_debug()
-    board.make_ready()
-    for mark in (1, 2):
-        board.ops.serve(record.FLUSH_CMD, mark=mark)
-    third = board.ops.expect(record.FLUSH_CMD, mark=3)
-    for mark in (19, 20):
-        board.debug.send(record.make(record.FLUSH_CMD, mark=mark))
-    board.sync_debug()
+    third = fill.behind_the_reader(board)
     board.expect_log("[ERROR] SrvSyncE:118 " + WORKER + "Buffer overflow, message lost!\n")
     assert call_of(board, request(2, 1, 0)).reply() == request(2, 1, 0)
     call = call_of(board, request(0, 0, 1))
     board.log.wait("[DEBUG3] SrvSyncE:145 " + WORKER + "message writepoiter 0\n")
     board.ops.answer(third)
-    for mark in range(4, 21):
-        board.ops.serve(record.FLUSH_CMD, mark=mark)
+    fill.serve(board, *range(4, 21))
     serve(board, pdu())
     assert call.reply() == request(0, 0, 1)
 

@@ -1,0 +1,26 @@
+"""Fills the ring with the debug socket's messages, which are told apart by their marks. Needs trace level 9."""
+from . import record
+
+
+def queue(board, *marks):
+    """Returns when the main loop has queued or returned them all."""
+    for mark in marks:
+        board.debug.send(record.make(record.FLUSH_CMD, mark=mark))
+    board.sync_debug()
+
+
+def serve(board, *marks):
+    """Has OPS receive and answer them, in this order."""
+    for mark in marks:
+        board.ops.serve(record.FLUSH_CMD, mark=mark)
+
+
+def behind_the_reader(board):
+    """Connected, and then: ISS ready, read index 2 with its message outstanding, write index 0. Returns that message;
+    once it is answered, `serve` the marks 4 to 20."""
+    queue(board, *range(1, 19))
+    board.make_ready()
+    serve(board, 1, 2)
+    third = board.ops.expect(record.FLUSH_CMD, mark=3)
+    queue(board, 19, 20)
+    return third
