@@ -11,6 +11,7 @@
 #include "OBstubReply.h"
 #include "trace.h"
 
+// A service may keep a text, so it comes by value. NOLINTBEGIN(performance-unnecessary-value-param)
 class OBsetIssMgrParams_1_0_SI : public OBinterface {
  public:
   virtual void setIssMgrParams(uint32_t, uint32_t, uint32_t, uint32_t, int32_t, uint32_t, uint32_t, uint32_t,
@@ -33,3 +34,4 @@ class OBsetIssMgrParams_1_0_SI : public OBinterface {
     OBstubReply::release(reply);
   }
 };
+// NOLINTEND(performance-unnecessary-value-param)

@@ -11,6 +11,7 @@
 #include "OBstubReply.h"
 #include "trace.h"
 
+// A service may keep a text, so it comes by value. NOLINTBEGIN(performance-unnecessary-value-param)
 class OBsetSmartSfpParams_1_0_SI : public OBinterface {
  public:
   virtual void setSmartSfpParams(uint32_t, uint32_t, uint32_t, uint32_t, uint32_t, std::string) {
@@ -28,3 +29,4 @@ class OBsetSmartSfpParams_1_0_SI : public OBinterface {
     OBstubReply::release(reply);
   }
 };
+// NOLINTEND(performance-unnecessary-value-param)

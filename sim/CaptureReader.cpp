@@ -41,7 +41,7 @@ struct Interface {
 struct Endpoint {
   uint32_t address;
   uint16_t port;
-  auto operator<=>(const Endpoint&) const = default;
+  auto operator<=>(const Endpoint&) const = default;  // NOLINT(modernize-use-nullptr)
 };
 
 struct Segment {

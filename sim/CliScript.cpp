@@ -20,7 +20,7 @@ void refuse(ScriptResult& result, size_t line, std::string_view command, CliRefu
 }  // namespace
 
 bool readScript(const std::string& path, std::string& content) {
-  constexpr size_t limit = 64 * 1024;
+  constexpr size_t limit = 65536;
   const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   if (fd < 0) return false;
   struct stat status;

@@ -25,8 +25,8 @@ std::string defaultControlPath(uint16_t port);
 class Control {
  public:
   static constexpr size_t maxClients = 16;
-  static constexpr size_t maxRequest = 4096;         ///< bytes
-  static constexpr size_t maxBacklog = 1024 * 1024;  ///< bytes a slow watcher may be behind
+  static constexpr size_t maxRequest = 4096;      ///< bytes
+  static constexpr size_t maxBacklog = 1U << 20;  ///< bytes a slow watcher may be behind
 
   using Inject = std::function<std::optional<std::string>(std::string_view)>;
 
