@@ -1,5 +1,7 @@
 #include "otnbus/CallQueue.h"
 
+#include <sched.h>
+
 #include <utility>
 
 #include "OBstubReply.h"
@@ -33,7 +35,11 @@ bool CallQueue::take(Entry& entry) {
   for (;;) {
     while (sem_wait(&m_semaphore) != 0) {
     }
-    if (killed()) return false;
+    if (killed()) {
+      // The killer may be seen before it is through; whoever ends here may destroy what it still uses.
+      while (m_killers.load(std::memory_order_acquire) != 0) sched_yield();
+      return false;
+    }
     const std::lock_guard guard(m_mutex);
     if (m_entries.empty()) continue;
     entry = std::move(m_entries.front());
@@ -51,8 +57,10 @@ void CallQueue::clear() {
 }
 
 void CallQueue::kill() {
-  m_killed.store(true, std::memory_order_relaxed);
+  m_killers.fetch_add(1, std::memory_order_relaxed);
+  m_killed.store(true, std::memory_order_release);
   sem_post(&m_semaphore);
+  m_killers.fetch_sub(1, std::memory_order_release);
 }
 
 }  // namespace otnbus

@@ -32,16 +32,18 @@ class CallQueue {
   bool hasRoom(size_t textSize);
   void post(Entry entry);
 
-  /// Waits for the next entry; false at the kill message, which overtakes what is queued.
+  /// Waits for the next entry; false at the kill message, which overtakes what is queued. From then on no
+  /// earlier kill() touches the queue any more.
   bool take(Entry& entry);
   void clear();
 
   void kill();
-  bool killed() const { return m_killed.load(std::memory_order_relaxed); }
+  bool killed() const { return m_killed.load(std::memory_order_acquire); }
 
  private:
   sem_t m_semaphore;  ///< one for each entry and each kill()
   std::atomic<bool> m_killed{false};
+  std::atomic<int> m_killers{0};  ///< inside kill()
   std::mutex m_mutex;
   std::deque<Entry> m_entries;  ///< guarded by m_mutex
   size_t m_textSize = 0;        ///< guarded by m_mutex
