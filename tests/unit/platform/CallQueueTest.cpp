@@ -37,14 +37,14 @@ TEST(CallQueue, MayBeDestroyedAsSoonAsTheKillIsSeen) {
     auto queue = std::make_unique<CallQueue>();
     const auto secret = std::make_unique<int>(round);
     int read = -1;
-    for (int i = 0; i < 50; ++i) queue->post({});
     std::thread killer([&queue = *queue, &secret = *secret, &read] {
       read = secret;
       queue.kill();
     });
     CallQueue::Entry entry;
-    while (queue->take(entry)) {
-    }
+    do {
+      queue->post({});  // so that the kill is seen by way of another call's wake-up
+    } while (queue->take(entry));
     queue.reset();
     *secret = -2;
     EXPECT_EQ(read, round);
