@@ -35,8 +35,7 @@ const std::string& markerFile() {
 bool waitForNextLook() {
   for (long waited = 0; waited < pollInterval; waited += stopCheckInterval) {
     if (stopRequested()) return false;
-    const timespec step{0, stopCheckInterval * 1000000};
-    nanosleep(&step, nullptr);
+    sleepMilliseconds(stopCheckInterval);
   }
   return !stopRequested();
 }
