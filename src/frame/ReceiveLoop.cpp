@@ -1,7 +1,5 @@
 #include "frame/ReceiveLoop.h"
 
-#include <poll.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -20,30 +18,13 @@
 
 namespace {
 
-constexpr time_t connectedTimeout = 30;  ///< s, also after an interruption
-constexpr time_t retryTimeout = 5;       ///< s
-
-timespec monotonicNow() {
-  timespec now{};
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return now;
+timespec toTimespec(LoopState::Duration duration) {
+  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(duration);
+  const std::chrono::nanoseconds rest = duration - seconds;
+  return {static_cast<time_t>(seconds.count()), static_cast<long>(rest.count())};
 }
 
 }  // namespace
-
-timespec timeLeft(const timespec& timeout, const timespec& before, const timespec& after) {
-  constexpr long second = 1000000000;
-  timespec left{timeout.tv_sec - (after.tv_sec - before.tv_sec),
-                timeout.tv_nsec - (after.tv_nsec - before.tv_nsec)};
-  if (left.tv_nsec < 0) {
-    left.tv_nsec += second;
-    --left.tv_sec;
-  } else if (left.tv_nsec >= second) {
-    left.tv_nsec -= second;
-    ++left.tv_sec;
-  }
-  return left.tv_sec < 0 ? timespec{} : left;
-}
 
 ReceiveLoop::ReceiveLoop(CriticalActivity& mainActivity, CriticalActivity& opsActivity, SrvDbg& debugSocket,
                          const boardUtils& board)
@@ -51,45 +32,47 @@ ReceiveLoop::ReceiveLoop(CriticalActivity& mainActivity, CriticalActivity& opsAc
       m_opsActivity(opsActivity),
       m_debugSocket(debugSocket),
       m_board(board),
-      m_waitMask(waitMask()) {
-  FD_ZERO(&m_masterSet);
-  FD_ZERO(&m_workingSet);
-}
+      m_waitMask(waitMask()) {}
 
 void ReceiveLoop::run() {
-  m_debugSocket.getFd(m_debugFd);
-  if (m_debugFd != -1) FD_SET(m_debugFd, &m_masterSet);
-  m_maxFd = m_debugFd;
+  m_debugSocket.getFd(m_inputs[debugInput].fd);
+  m_maxFd = m_inputs[debugInput].fd;
   while (running != 0) pass();
 }
 
 void ReceiveLoop::pass() {
-  m_workingSet = m_masterSet;
-  const int ready = waitForInput();
+  const timespec limit = toTimespec(m_state.waitBegins(LoopState::Clock::now()));
+  const int ready = waitForInput(limit);
   const int error = errno;
   if (running == 0) return;
-  if (ready == 0) {
-    timedOut();
-    return;
+  switch (m_state.waitEnds(LoopState::Clock::now(), ready)) {
+    case Pass::Connect:
+      connect();
+      break;
+    case Pass::Kick:
+      m_mainActivity.kick();
+      m_opsActivity.kick();
+      break;
+    case Pass::Interrupted:
+      LOG_HERE(NOTICE, 280, "select call interrupted: %s", strerror(error));
+      m_mainActivity.kick();
+      break;
+    case Pass::Input:
+      input();
+      break;
+    case Pass::Reminder:
+      break;
   }
-  if (ready < 0) {
-    interrupted(error);
-    return;
-  }
-  if (m_debugFd != -1 && FD_ISSET(m_debugFd, &m_workingSet) && !debugRequest()) return;
-  if (m_opsFd != -1 && m_connected && FD_ISSET(m_opsFd, &m_workingSet)) receive();
 }
 
-int ReceiveLoop::waitForInput() {
-  const timespec before = monotonicNow();
-  const int ready = pselect(m_maxFd + 1, &m_workingSet, nullptr, nullptr, &m_timeout, &m_waitMask);
+int ReceiveLoop::waitForInput(const timespec& limit) {
+  const int ready = ppoll(m_inputs, inputCount, &limit, &m_waitMask);
   const int error = errno;
-  m_timeout = timeLeft(m_timeout, before, monotonicNow());
   // A wait that finds input at once delivers no signal; input that never pauses would keep a stop out.
   const bool stopWaits = ready > 0 && stopRequested();
   if (stopWaits) {
     const timespec atOnce{};
-    pselect(0, nullptr, nullptr, nullptr, &atOnce, &m_waitMask);
+    ppoll(nullptr, 0, &atOnce, &m_waitMask);
   }
   // Some run-time checkers run the signal's handler only at the next call that they see.
   if (ready < 0 || stopWaits) poll(nullptr, 0, 0);
@@ -97,29 +80,24 @@ int ReceiveLoop::waitForInput() {
   return ready;
 }
 
-void ReceiveLoop::timedOut() {
-  if (!m_connected) {
-    connect();
-    return;
-  }
-  m_mainActivity.kick();
-  m_opsActivity.kick();
-  setTimeout(connectedTimeout);
+void ReceiveLoop::input() {
+  if (hasInput(debugInput) && !debugRequest()) return;
+  if (hasInput(opsInput)) receive();
 }
 
 void ReceiveLoop::connect() {
   if (opsSocket.StartTcpClient() != 0) {
     LOG_HERE(DEBUG3, 258, "retry connecting with ISS in 5 s");
-    setTimeout(retryTimeout);
+    m_state.connectFailed();
     m_mainActivity.kick();
     return;
   }
   LOG_HERE(INFO, 242, "Connected to OPS");
-  setTimeout(connectedTimeout);
-  opsSocket.getFd(m_opsFd);
-  FD_SET(m_opsFd, &m_masterSet);
-  m_maxFd = std::max(m_maxFd, m_opsFd);
-  LOG_HERE(DEBUG1, 249, "TrelvikFd=%d, dbgservfd=%d, maxfd=%d", m_opsFd, m_debugFd, m_maxFd);
+  m_state.connected();
+  int& opsFd = m_inputs[opsInput].fd;
+  opsSocket.getFd(opsFd);
+  m_maxFd = std::max(m_maxFd, opsFd);
+  LOG_HERE(DEBUG1, 249, "TrelvikFd=%d, dbgservfd=%d, maxfd=%d", opsFd, m_inputs[debugInput].fd, m_maxFd);
   {
     const Guard guard(&mutex);
     if (answerOutstanding)
@@ -133,13 +111,6 @@ void ReceiveLoop::connect() {
   }
   if (!m_opsActivity.registered()) m_opsActivity.start("OPS");
   if (m_opsActivity.registered()) m_opsActivity.setTimeout(criticalActivityTimeout);
-  m_connected = true;
-}
-
-void ReceiveLoop::interrupted(int error) {
-  LOG_HERE(NOTICE, 280, "select call interrupted: %s", strerror(error));
-  m_mainActivity.kick();
-  setTimeout(connectedTimeout);
 }
 
 bool ReceiveLoop::debugRequest() {
@@ -155,7 +126,6 @@ bool ReceiveLoop::debugRequest() {
     LOG_HERE(DEBUG3, 301, "Out of Mem for debug server msg: RP=%d WP=%d\n", static_cast<int>(readpointer),
              static_cast<int>(writepointer));
     m_debugSocket.sendReply(m_buffer, sizeof m_buffer);
-    m_workingSet = m_masterSet;
     return false;
   }
   MsgArrayEntry& slot = copyToSlot(m_msg);
@@ -184,8 +154,8 @@ void ReceiveLoop::receive() {
 }
 
 void ReceiveLoop::connectionLost(bool csmBoard) {
-  setTimeout(retryTimeout);
-  FD_CLR(m_opsFd, &m_masterSet);
+  m_state.connectionLost();
+  m_inputs[opsInput].fd = -1;
   {
     // Before the descriptor is closed, so that the sender cannot write to one that is used anew.
     const Guard guard(&mutex);
@@ -199,5 +169,4 @@ void ReceiveLoop::connectionLost(bool csmBoard) {
     LOG_HERE(INFO, 343, "CONNECTION TO OPS LOST, try reconnecting in 5s\n");
     m_mainActivity.kick();
   }
-  m_connected = false;
 }

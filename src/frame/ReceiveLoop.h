@@ -2,18 +2,14 @@
 // watchdog, and handles what arrives. Owned and run by the main thread.
 #pragma once
 
+#include <poll.h>
 #include <signal.h>
-#include <sys/select.h>
-
-#include <ctime>
 
 #include "OtnIpcMsg.h"
 #include "boardUtils.h"
+#include "frame/LoopState.h"
 #include "link/CriticalActivity.h"
 #include "link/SrvDbg.h"
-
-/// What is left of a time-out after the time from `before` to `after`; never negative.
-timespec timeLeft(const timespec& timeout, const timespec& before, const timespec& after);
 
 class ReceiveLoop {
  public:
@@ -25,29 +21,26 @@ class ReceiveLoop {
 
  private:
   void pass();
-  /// select() with one time-out that runs down over all calls; handled signals are open meanwhile.
-  int waitForInput();
-  void timedOut();
+  /// Handled signals are open meanwhile. Returns as poll() does; what has input is in `m_inputs`.
+  int waitForInput(const timespec& limit);
+  void input();
   void connect();
-  void interrupted(int error);
   /// False when the ring was full: the pass ends.
   bool debugRequest();
   void receive();
   void connectionLost(bool csmBoard);
-  void setTimeout(time_t seconds) { m_timeout = {seconds, 0}; }
+  bool hasInput(int input) const { return m_inputs[input].revents != 0; }
 
   CriticalActivity& m_mainActivity;
   CriticalActivity& m_opsActivity;
   SrvDbg& m_debugSocket;
   const boardUtils& m_board;
   sigset_t m_waitMask;
-  fd_set m_masterSet;
-  fd_set m_workingSet;
-  int m_debugFd = -1;
-  int m_opsFd = -1;
-  int m_maxFd = -1;  ///< never lowered
-  timespec m_timeout{};
-  bool m_connected = false;
+  enum { debugInput, opsInput, inputCount };
+  /// What the loop waits for, by any descriptor number; -1 where there is none.
+  pollfd m_inputs[inputCount] = {{-1, POLLIN, 0}, {-1, POLLIN, 0}};
+  LoopState m_state;
+  int m_maxFd = -1;  ///< for the log; never lowered
   uint8_t m_buffer[sizeof(OtnIpcMsg)] = {};
   OtnIpcMsg m_msg{};
 };
