@@ -38,6 +38,8 @@ void ReceiveLoop::run() {
   m_debugSocket.getFd(m_inputs[debugInput].fd);
   m_maxFd = m_inputs[debugInput].fd;
   while (running != 0) pass();
+  // A signal that came while another one's handler ran is told as well.
+  letSignalsIn();
 }
 
 void ReceiveLoop::pass() {
@@ -69,13 +71,9 @@ int ReceiveLoop::waitForInput(const timespec& limit) {
   const int ready = ppoll(m_inputs, inputCount, &limit, &m_waitMask);
   const int error = errno;
   // A wait that finds input at once delivers no signal; input that never pauses would keep a stop out.
-  const bool stopWaits = ready > 0 && stopRequested();
-  if (stopWaits) {
-    const timespec atOnce{};
-    ppoll(nullptr, 0, &atOnce, &m_waitMask);
-  }
+  if (ready > 0 && stopRequested()) letSignalsIn();
   // Some run-time checkers run the signal's handler only at the next call that they see.
-  if (ready < 0 || stopWaits) poll(nullptr, 0, 0);
+  if (ready < 0) poll(nullptr, 0, 0);
   errno = error;
   return ready;
 }

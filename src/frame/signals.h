@@ -1,11 +1,11 @@
 // The process's signals. Stop signals and SIGPIPE are blocked in every thread and opened only where their
 // handlers, which log, cannot interrupt a log statement: the stop signals while the main thread waits,
-// SIGPIPE there and around the send to OPS.
+// SIGPIPE there and around the send to OPS. No handler is interrupted by another.
 #pragma once
 
 #include <signal.h>
 
-/// SIGTERM, SIGQUIT, SIGINT: stops the bus component and clears `running`.
+/// SIGTERM, SIGQUIT, SIGINT: stops the bus component and clears `running`. Once it is cleared, only logs.
 void handle_sig(int sig);
 /// SIGPIPE: only logged, so that a write to a closed connection reports an error.
 void handle_sig_pipe(int sig);
@@ -15,3 +15,5 @@ void blockSignals();
 void installSignalHandlers();
 /// The mask with which the main thread waits: the handled signals open.
 sigset_t waitMask();
+/// Has the handlers of all that is pending run now, on the calling thread.
+void letSignalsIn();

@@ -69,6 +69,7 @@ class Board:
         self.iss = None
         self._bus = None
         self._bus_daemon = None
+        self._further_buses = []
         self._peers = []
         self._debug = None
         self._announced = []
@@ -78,21 +79,33 @@ class Board:
     # The parts of the board.
 
     def start_bus(self):
-        config = os.path.join(self.dir, "bus.conf")
+        self._bus_daemon = self._spawn_bus("bus")
+
+    def further_bus(self, name):
+        """The address of one more bus, for one more daemon."""
+        self._further_buses.append(self._spawn_bus(name))
+        return "unix:path=" + os.path.join(self.dir, name)
+
+    def _spawn_bus(self, name):
+        path = os.path.join(self.dir, name)
         policy = os.path.join(PREFIX, "share", "dbus-1", "system.d", "otn.Trelvik.conf")
-        subprocess.run([os.path.join(REPO, "scripts", "lib", "private-bus"), config,
-                        os.path.join(self.dir, "bus"), policy], check=True)
-        self._bus_daemon = subprocess.Popen(
-            ["dbus-daemon", "--config-file=" + config, "--nofork", "--nopidfile", "--nosyslog",
+        subprocess.run([os.path.join(REPO, "scripts", "lib", "private-bus"), path + ".conf", path, policy], check=True)
+        daemon = subprocess.Popen(
+            ["dbus-daemon", "--config-file=" + path + ".conf", "--nofork", "--nopidfile", "--nosyslog",
              "--print-address=1"],
             stdout=subprocess.PIPE)
-        assert self._bus_daemon.stdout.readline(), "dbus-daemon did not start"
+        assert daemon.stdout.readline(), "dbus-daemon did not start"
+        return daemon
 
     def stop_bus(self):
-        self._bus_daemon.kill()
-        self._bus_daemon.wait()
-        self._bus_daemon.stdout.close()
+        self._end_bus(self._bus_daemon)
         self._bus_daemon = None
+
+    @staticmethod
+    def _end_bus(daemon):
+        daemon.kill()
+        daemon.wait()
+        daemon.stdout.close()
 
     def start_ops(self, **options):
         self.ops = Ops(**options)
@@ -141,15 +154,17 @@ class Board:
 
     # The daemon.
 
-    def start(self, *args, name=OTHER_BOARD, mac=MAC, cam=True, bus=True, ops=True, env=None):
-        """Starts the daemon and returns at once; `None` leaves a variable unset."""
-        self.daemon = self._launch(args, name, mac, cam, bus, ops, env)
+    def start(self, *args, name=OTHER_BOARD, mac=MAC, cam=True, bus=True, ops=True, env=None, starter=()):
+        """Starts the daemon and returns at once; `None` leaves a variable unset. `starter` is a command that the
+        daemon's is appended to, and that ends by turning into it."""
+        self.daemon = self._launch(args, name, mac, cam, bus, ops, env, starter)
 
-    def second_daemon(self):
-        """One more daemon beside the first; the test sees to its end."""
-        return self._launch((), OTHER_BOARD, MAC, False, True, True, None)
+    def second_daemon(self, bus_address=None, ops=True, starter=()):
+        """One more daemon beside the first, on the same bus or on another; the test sees to its end."""
+        env = {"DBUS_SYSTEM_BUS_ADDRESS": bus_address} if bus_address else None
+        return self._launch((), OTHER_BOARD, MAC, False, bus_address is None, ops, env, starter)
 
-    def _launch(self, args, name, mac, cam, bus, ops, env):
+    def _launch(self, args, name, mac, cam, bus, ops, env, starter):
         if bus and self._bus_daemon is None:
             self.start_bus()
         if ops and self.ops is None:
@@ -170,7 +185,7 @@ class Board:
         kept.update({key: value for key, value in own.items() if value is not None})
         with open(self._stderr, "ab") as stderr:
             return subprocess.Popen(
-                launcher + [os.path.join(PREFIX, "sbin", "Trelvik"), *args], env=kept, cwd="/",
+                [*starter, *launcher, os.path.join(PREFIX, "sbin", "Trelvik"), *args], env=kept, cwd="/",
                 stdin=subprocess.DEVNULL, stdout=stderr, stderr=stderr)
 
     def up(self, *args, level=None, **options):
@@ -303,4 +318,6 @@ class Board:
             self.ops.close()
         if self._bus_daemon is not None:
             self.stop_bus()
+        for daemon in self._further_buses:
+            self._end_bus(daemon)
         self.log.close()

@@ -9,6 +9,8 @@ from .wait import until
 PATH = "/dev/log"
 _FRAME = re.compile(rb"<(\d+)>\w{3} [ \d]\d \d\d:\d\d:\d\d ([^:\[]+)(?:\[\d+\])?: (.*)\Z", re.DOTALL)
 BAD = ("[WARNING]", "[ERROR]", "[CRITICAL]")
+_PAUSE = b"pause"
+_FILLER = b"filler"
 
 
 class Line:
@@ -41,6 +43,8 @@ class Syslog:
         os.chmod(PATH, 0o666)
         self._datagrams = []  # appended by the thread only; parsed by whoever reads
         self._lines = []
+        self._paused = threading.Event()
+        self._resumed = threading.Event()
         self._thread = threading.Thread(target=self._drain, daemon=True)
         self._thread.start()
 
@@ -49,7 +53,28 @@ class Syslog:
             datagram = self._socket.recv(65536)
             if not datagram:
                 return
-            self._datagrams.append(datagram)
+            if datagram == _PAUSE:
+                self._paused.set()
+                self._resumed.wait()
+            elif datagram != _FILLER:
+                self._datagrams.append(datagram)
+
+    def hold(self):
+        """Takes no line any more, so that whoever writes one waits in syslog until `release`."""
+        self._paused.clear()
+        self._resumed.clear()
+        with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as stranger:
+            stranger.sendto(_PAUSE, PATH)
+            self._paused.wait()
+            stranger.setblocking(False)
+            try:
+                while True:
+                    stranger.sendto(_FILLER, PATH)
+            except BlockingIOError:
+                pass
+
+    def release(self):
+        self._resumed.set()
 
     def received(self):
         """How many lines have come; for any thread."""
@@ -103,6 +128,7 @@ class Syslog:
         return [line for line in self.all() if line.text.startswith(BAD)]
 
     def close(self):
+        self.release()
         self._socket.shutdown(socket.SHUT_RDWR)
         self._thread.join(2)
         self._socket.close()
