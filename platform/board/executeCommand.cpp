@@ -104,21 +104,24 @@ void drain(Descriptor& pipeEnd, std::string& output) {
   }
 }
 
-/// Waits for the child and collects its output; false when a stop of the process broke the wait off. A
-/// grandchild that keeps the pipe open is not waited for.
-bool waitForChild(pid_t pid, Descriptor& pipeEnd, std::string* output, int& status) {
+enum class Wait { Ended, BrokenOff, StatusLost };
+
+/// Waits for the child and collects its output, until a stop of the process breaks the wait off. A grandchild
+/// that keeps the pipe open is not waited for.
+Wait waitForChild(pid_t pid, Descriptor& pipeEnd, std::string* output, int& status) {
   const Descriptor process(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
   for (;;) {
     pollfd events[] = {{process.get(), POLLIN, 0}, {pipeEnd.get(), POLLIN, 0}};
     poll(events, 2, process.get() >= 0 ? stopSlice : askSlice);
     if (output != nullptr) drain(pipeEnd, *output);
     const pid_t ended = waitpid(pid, &status, WNOHANG);
-    if (ended < 0 && errno != EINTR) status = -1;
-    if (ended == pid || (ended < 0 && errno != EINTR)) break;
-    if (otn::stopPending()) return false;
+    const bool lost = ended < 0 && errno != EINTR;
+    if (ended == pid || lost) {
+      if (output != nullptr) drain(pipeEnd, *output);
+      return lost ? Wait::StatusLost : Wait::Ended;
+    }
+    if (otn::stopPending()) return Wait::BrokenOff;
   }
-  if (output != nullptr) drain(pipeEnd, *output);
-  return true;
 }
 
 }  // namespace
@@ -159,12 +162,11 @@ bool executeCommand(const char* command, bool wait, int* exitStatus, std::string
     return true;
   }
 
-  int status = -1;
-  if (!waitForChild(pid, readEnd, output, status)) {
-    Orphans::instance().add(pid);
-    return false;
-  }
-  const int code = status != -1 && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  int status = 0;
+  const Wait wayOut = waitForChild(pid, readEnd, output, status);
+  if (wayOut == Wait::BrokenOff) Orphans::instance().add(pid);
+  int code = statusUnknown;
+  if (wayOut == Wait::Ended) code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   if (exitStatus != nullptr) *exitStatus = code;
   return code == 0;
 }

@@ -95,6 +95,7 @@ void joinThreads(const Threads& threads) {
 
 int main(int argc, char* argv[]) {
   blockSignals();
+  wantChildren();
   const boardUtils board;
   SrvDbg debugSocket;
   CriticalActivity mainActivity;

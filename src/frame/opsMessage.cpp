@@ -22,8 +22,10 @@ namespace {
 constexpr const char* commitMarker = "/persistency/iss/default_conf.commit";
 constexpr const char* openPorts = "/bin/sh -c /etc/iss/openPorts.sh";
 
+/// False when the command has failed. One that a stop did not let us wait for has not.
 bool run(const char* command) {
-  return otn::executeCommand(command, true, nullptr, nullptr, true);
+  int status = 0;
+  return otn::executeCommand(command, true, &status, nullptr, true) || status == otn::statusUnknown;
 }
 
 void touchReadyMarker(int line) {

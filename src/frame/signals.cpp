@@ -62,6 +62,12 @@ void blockSignals() {
   pthread_sigmask(SIG_BLOCK, &blocked, nullptr);
 }
 
+void wantChildren() {
+  struct sigaction action {};
+  action.sa_handler = SIG_DFL;
+  sigaction(SIGCHLD, &action, nullptr);
+}
+
 void installSignalHandlers() {
   handle(SIGPIPE, handle_sig_pipe);
   handle(SIGTERM, handle_sig);

@@ -12,6 +12,8 @@ void handle_sig_pipe(int sig);
 
 /// Blocks the handled signals in the calling thread and all that it starts. main's first statement.
 void blockSignals();
+/// Undoes an ignored SIGCHLD, which a starter may leave behind: the system would then keep no child's status.
+void wantChildren();
 void installSignalHandlers();
 /// The mask with which the main thread waits: the handled signals open.
 sigset_t waitMask();

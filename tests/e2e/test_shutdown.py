@@ -208,6 +208,19 @@ def test_stop_while_a_command_runs_and_workers_wait(board):
     board.stop()
 
 
+def test_stop_while_a_marker_is_made_is_no_failure(board):
+    programs = os.path.join(board.dir, "programs")
+    os.mkdir(programs)
+    with open(f"{programs}/touch", "w", encoding="ascii") as slow:
+        slow.write(f"#!/bin/sh\necho > {programs}/begun\nexec sleep 60\n")
+    os.chmod(f"{programs}/touch", 0o755)
+    board.connected(env={"PATH": programs + ":" + os.environ["PATH"]})
+    board.ops.send(record.reloaded())
+    board.wait_file(f"{programs}/begun")
+    board.stop()
+    board.log.wait(FINISHED)
+
+
 def test_stop_while_workers_run(board):
     caller = board.peer()
     board.up()

@@ -1,9 +1,10 @@
 import os
+import signal
 
 import pytest
 
 from trelvik import record
-from trelvik.board import CONNECTED
+from trelvik.board import CONNECTED, CSM_BOARD, OPEN_PORTS
 from trelvik.bus import COMMON
 from trelvik.wait import SLOW, until
 
@@ -146,3 +147,36 @@ def test_names_without_csm_are_other_boards(board, name):
     board.ops.send(record.make(record.TASK_INIT_STATUS))
     board.sync_ops()
     assert board.ops.silent()
+
+
+def test_starter_that_ignores_sigchld_does_no_harm(board):
+    with open(OPEN_PORTS, "w", encoding="ascii") as script:
+        script.write("#!/bin/sh\n")
+    os.chmod(OPEN_PORTS, 0o755)
+    board.up(name=CSM_BOARD, starter=("env", "--ignore-signal=CHLD"))
+    with open(f"/proc/{board.daemon.pid}/status", encoding="ascii") as status:
+        ignored = int(next(line for line in status if line.startswith("SigIgn")).split()[1], 16)
+    assert not ignored >> (signal.SIGCHLD - 1) & 1
+
+
+def test_serves_with_descriptor_numbers_beyond_1024(board):
+    board.up(level=9, starter=(
+        "/usr/bin/python3", "-c",
+        "import os, resource, sys\n"
+        "hard = resource.getrlimit(resource.RLIMIT_NOFILE)[1]\n"
+        "resource.setrlimit(resource.RLIMIT_NOFILE, (hard, hard))\n"
+        "for number in range(3, 1103): os.dup2(0, number)\n"
+        "os.execv(sys.argv[1], sys.argv[1:])"))
+    line = board.log.wait("[INFO] SrvDbg:50 (StartUdpServer) - Debug socket up [fd=*]\n").text
+    assert int(line.split("fd=")[1].split("]")[0]) > 1024
+    request = record.make(record.FLUSH_CMD, mark=7)
+    board.debug.send(request)
+    board.ops.serve(record.FLUSH_CMD, mark=7)
+    assert board.debug.receive() == record.answer(request)
+    call = board.bus.set_port_params(3, 1)
+    board.ops.serve(record.IFC_INSERT_DELETE_IND)
+    call.reply()
+    board.ops.drop()
+    board.ops.accept(7 * SLOW)
+    line = board.log.wait("[DEBUG1] main:249 *").text
+    assert min(int(field.split("=")[1]) for field in line.rsplit(" - ", 1)[1].split(", ")) > 1024

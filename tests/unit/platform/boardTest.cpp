@@ -34,6 +34,8 @@ TEST(ExecuteCommand, reportsStatusAndOutput) {
   EXPECT_EQ(output, "x");
   EXPECT_FALSE(otn::executeCommand("kill -9 $$", true, &status, nullptr, true));
   EXPECT_EQ(status, -1);
+  EXPECT_FALSE(otn::executeCommand("exit 254", true, &status, nullptr, true));
+  EXPECT_EQ(status, 254);
 }
 
 TEST(ExecuteCommand, collectsMoreOutputThanAPipeHolds) {
@@ -83,8 +85,18 @@ TEST(ExecuteCommand, isBrokenOffByAStop) {
   otn::setStopping(true);
   EXPECT_FALSE(otn::executeCommand("echo $$; exec sleep 30", true, &status, &output, true));
   otn::setStopping(false);
-  EXPECT_EQ(status, -1);
+  EXPECT_EQ(status, otn::statusUnknown) << "no failure of the command";
   EXPECT_EQ(kill(atoi(output.c_str()), SIGKILL), 0) << "the command must be left running";
+}
+
+TEST(ExecuteCommand, knowsNoStatusWhereTheSystemKeepsNone) {
+  const auto before = signal(SIGCHLD, SIG_IGN);
+  std::string output;
+  int status = 0;
+  EXPECT_FALSE(otn::executeCommand("echo out", true, &status, &output, true));
+  signal(SIGCHLD, before);
+  EXPECT_EQ(status, otn::statusUnknown);
+  EXPECT_EQ(output, "out\n");
 }
 
 TEST(ExecuteCommand, doesNotWaitWhenNotAsked) {
