@@ -56,9 +56,8 @@ struct Threads {
 
 bool startThreads(Threads& threads, bool& noAcPort) {
   LOG_HERE(DEBUG3, 176, "starting threads");
-  pthread_attr_t attr;
-  init_pthread_attr(&attr);
-  int error = pthread_create(&threads.bus, &attr, start_otn_comm, &noAcPort);
+  const ThreadAttributes attributes;
+  int error = pthread_create(&threads.bus, attributes.get(), start_otn_comm, &noAcPort);
   if (error != 0) {
     LOG_HERE(ERROR, 181, "Failed to start OTN bus thread: %s", strerror(error));
     return false;
@@ -67,12 +66,11 @@ bool startThreads(Threads& threads, bool& noAcPort) {
     LOG_HERE(ERROR, 187, "Failed to start OTN bus thread");
     return false;
   }
-  error = pthread_create(&threads.sender, &attr, iss_comm, nullptr);
+  error = pthread_create(&threads.sender, attributes.get(), iss_comm, nullptr);
   if (error != 0) {
     LOG_HERE(ERROR, 194, "Failed to start ISS comm thread: %s", strerror(error));
     return false;
   }
-  pthread_attr_destroy(&attr);
   return true;
 }
 

@@ -13,6 +13,7 @@ bool init_pthread_attr(pthread_attr_t* attr) {
   if (const int error = pthread_attr_setstacksize(attr, workerStackSize); error != 0) {
     TRACE(ERROR, "threadCommon", 28, "init_pthread_attr", "Failed to set stack size for thread to %zd: %s",
           static_cast<ssize_t>(workerStackSize), strerror(error));
+    pthread_attr_destroy(attr);
     return false;
   }
   return true;

@@ -123,15 +123,12 @@ void OBOchStub::register_interface(OBcomponent* component) {
 
 void OBOchStub::triggerDataUser(OBstubReply* reply, int32_t state, bool) {
   LOG_HERE(DEBUG1, "triggerDataUser", "%s", dataUserStateName(state));
-  pthread_attr_t attr;
-  pthread_attr_init(&attr);
   const auto request = std::make_unique<OchTriggerRequest>(OchTriggerRequest{state, reply, m_pStub});
   pthread_t thread;
-  if (pthread_create(&thread, &attr, run_och_thread, request.get()) == 0)
+  if (pthread_create(&thread, nullptr, run_och_thread, request.get()) == 0)
     pthread_join(thread, nullptr);
   else
     OBstubReply::release(reply);
-  pthread_attr_destroy(&attr);
 }
 
 void* run_och_thread(void* argument) {

@@ -12,9 +12,9 @@
 
 namespace {
 
-class ThreadAttributes : public RoomTest {};
+class CommonAttributes : public RoomTest {};
 
-TEST_F(ThreadAttributes, HaveTheCommonStackSize) {
+TEST_F(CommonAttributes, HaveTheCommonStackSize) {
   pthread_attr_t attr;
   ASSERT_TRUE(init_pthread_attr(&attr));
   size_t size = 0;
@@ -27,7 +27,7 @@ TEST_F(ThreadAttributes, HaveTheCommonStackSize) {
   pthread_attr_destroy(&attr);
 }
 
-TEST_F(ThreadAttributes, ReportThatTheyCannotBeInitialised) {
+TEST_F(CommonAttributes, ReportThatTheyCannotBeInitialised) {
   pthread_attr_t attr;
   failNextAttrInit(ENOMEM);
   EXPECT_FALSE(init_pthread_attr(&attr));
@@ -36,13 +36,36 @@ TEST_F(ThreadAttributes, ReportThatTheyCannotBeInitialised) {
                                             "Failed to initialize pthread_attr_t: Cannot allocate memory")));
 }
 
-TEST_F(ThreadAttributes, ReportARefusedStackSize) {
+TEST_F(CommonAttributes, ReportARefusedStackSize) {
   pthread_attr_t attr;
   failNextStackSize(EINVAL);
   EXPECT_FALSE(init_pthread_attr(&attr));
   EXPECT_THAT(lines(), ::testing::ElementsAre(
                            logged("ERROR", "threadCommon", 28, "init_pthread_attr",
                                   "Failed to set stack size for thread to 131072: Invalid argument")));
+}
+
+TEST_F(CommonAttributes, AreGivenToTheThreadsThatAreStarted) {
+  const ThreadAttributes attributes;
+  ASSERT_NE(attributes.get(), nullptr);
+  size_t size = 0;
+  ASSERT_EQ(pthread_attr_getstacksize(attributes.get(), &size), 0);
+  EXPECT_EQ(size, 131072U);
+}
+
+TEST_F(CommonAttributes, GiveWayToDefaultOnesWhenTheSystemRefuses) {
+  for (void (*const fail)(int) : {failNextAttrInit, failNextStackSize}) {
+    fail(ENOMEM);
+    const ThreadAttributes attributes;
+    EXPECT_EQ(attributes.get(), nullptr);
+    EXPECT_EQ(lines().size(), 1U);
+    forget();
+    pthread_t thread;
+    ASSERT_EQ(pthread_create(
+                  &thread, attributes.get(), [](void*) -> void* { return nullptr; }, nullptr),
+              0);
+    EXPECT_EQ(pthread_join(thread, nullptr), 0);
+  }
 }
 
 long milliseconds(const timespec& when) {
