@@ -77,6 +77,9 @@ TEST_F(Ring, CopiesTheWholeRecordToTheSlotAtTheWriteIndexOnly) {
 TEST_F(Ring, LeavesNoPointerOfAnEarlierRequestInASlot) {
   int anything = 0;
   MsgArray[0].portParamsService = reinterpret_cast<SrvIss*>(&anything);
+  MsgArray[0].syncEService = reinterpret_cast<SrvSyncE*>(&anything);
+  MsgArray[0].issMgrService = reinterpret_cast<SrvIssMgr*>(&anything);
+  MsgArray[0].smartSfpService = reinterpret_cast<SrvSmartSfp*>(&anything);
   MsgArray[0].countersService = reinterpret_cast<SrvGetIssParams*>(&anything);
   MsgArray[0].redundancyService = reinterpret_cast<SrvRedundancy*>(&anything);
   MsgArray[0].reply = reinterpret_cast<OBstubReply*>(&anything);
