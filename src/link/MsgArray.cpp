@@ -36,7 +36,10 @@ void advanceWritePointer() {
 }
 
 void consumeSlot() {
-  MsgArray[readpointer].source = MsgSource::None;
+  MsgArrayEntry& slot = MsgArray[readpointer];
+  slot.source = MsgSource::None;
+  // An assignment or clear() would keep the largest text that the slot has ever held.
+  std::string().swap(slot.arguments.dataVfis);
   readpointer = nextIndex(readpointer);
   answerOutstanding = false;
 }

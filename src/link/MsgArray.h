@@ -126,5 +126,5 @@ void resetRing();
 MsgArrayEntry& copyToSlot(const OtnIpcMsg& message);
 void advanceWritePointer();
 
-/// Marks the slot at readpointer consumed and advances readpointer. With `mutex` held.
+/// Marks the slot at readpointer consumed, frees its text and advances readpointer. With `mutex` held.
 void consumeSlot();

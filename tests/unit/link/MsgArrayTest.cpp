@@ -117,6 +117,16 @@ TEST_F(Ring, ConsumesOneSlotAndWraps) {
   EXPECT_EQ(MsgArray[1].source, MsgSource::Debug);
 }
 
+TEST_F(Ring, FreesTheTextOfAConsumedSlot) {
+  const size_t withoutText = std::string().capacity();
+  for (MsgArrayEntry& slot : MsgArray) slot.arguments.dataVfis.assign(1U << 20, '1');
+  for (int i = 0; i < MsgArraySize; ++i) consumeSlot();
+  for (const MsgArrayEntry& slot : MsgArray) {
+    EXPECT_TRUE(slot.arguments.dataVfis.empty());
+    EXPECT_EQ(slot.arguments.dataVfis.capacity(), withoutText);
+  }
+}
+
 TEST_F(Ring, IsEmptyAndNotReadyAfterTheReset) {
   readpointer = 3;
   writepointer = 9;
