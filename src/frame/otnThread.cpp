@@ -6,13 +6,13 @@
 #include "link/deadline.h"
 #include "link/running.h"
 #include "services/OBOchStub.h"
-#include "services/ServicePattern.h"
 #include "services/SrvCommon.h"
 #include "services/SrvIss.h"
 #include "services/SrvIssMgr.h"
 #include "services/SrvRedundancy.h"
 #include "services/SrvSmartSfp.h"
 #include "services/SrvSyncE.h"
+#include "services/Workers.h"
 #include "trace.h"
 
 std::atomic<int32_t> otnThreadRunning;
@@ -66,7 +66,10 @@ void* start_otn_comm(void* arg) {
   component->start(0);
 
   const bool workersEnded = waitForWorkers(workersStopLimit);
-  if (workersEnded) SrvIssMgr::destroyInstance();
+  if (workersEnded) {
+    dismissWorkers();
+    SrvIssMgr::destroyInstance();
+  }
   ochStub.reset();
   TRACE(DEBUG1, "main", 710, "start_otn_comm", "OTNBUS thread stopped");
   if (!workersEnded) {

@@ -1,20 +1,19 @@
 // How every request-handling service works, once.
 //
-// A handler on the bus thread copies its call into a request on the heap, starts a detached worker for it
-// and returns. The worker takes the ring's mutex, builds the request's OPS messages, and queues them all or
+// A handler on the bus thread copies its call into a request on the heap, hands it to a worker and returns.
+// The worker takes the ring's mutex, builds the request's OPS messages, and queues them all or
 // none. The reply is given by the router after OPS's last answer, or by the worker at once. A new service
 // is one interface description, one class and its record builders: docs/adding-a-service.md.
 #pragma once
 
-#include <pthread.h>
-
+#include <cerrno>
 #include <memory>
 #include <span>
 #include <utility>
 
 #include "OBstubReply.h"
 #include "link/MsgArray.h"
-#include "link/threadCommon.h"
+#include "services/Workers.h"
 
 /// The one owner of a reply handle. Whoever answers, or passes the handle on, takes it; a request that ends
 /// with its handle still here is one that gets no answer, and the handle is released.
@@ -31,34 +30,16 @@ class ReplyOwner {
   OBstubReply* m_reply;
 };
 
-/// Workers that have started and not ended. Any thread.
-void workerStarts();
-void workerEnds();
-/// True once no worker runs; false when some still do after `milliseconds`.
-bool waitForWorkers(int milliseconds);
-
-/// Runs `run(Request*)` for the request, which it owns from now on, on a counted, detached thread. Returns 0
-/// or the system's error number; the request is then deleted, and its caller gets no reply.
+/// Has a worker run `run(Request*)` for the request, which owns it then. Returns 0, or the system's error
+/// number when there is no worker: the request is then deleted, and its caller gets no reply. When the
+/// process stops while the request waits for a place it is deleted too, which is no error.
 template <auto run, class Request>
 int startWorker(std::unique_ptr<Request> request) {
-  pthread_attr_t attr;
-  const bool attributes = init_pthread_attr(&attr);
-  workerStarts();
-  pthread_t thread;
-  const auto entry = [](void* argument) -> void* {
-    run(static_cast<Request*>(argument));
-    workerEnds();
-    return nullptr;
-  };
-  const int error = pthread_create(&thread, attributes ? &attr : nullptr, entry, request.get());
-  if (error == 0) {
-    static_cast<void>(request.release());
-    pthread_detach(thread);
-  } else {
-    workerEnds();
-  }
-  if (attributes) pthread_attr_destroy(&attr);
-  return error;
+  Work work{[](void* argument) { run(static_cast<Request*>(argument)); }, request.get(), 0};
+  if constexpr (requires { request->textSize(); }) work.textSize = request->textSize();
+  const int error = handToWorker(work);
+  if (error == 0) static_cast<void>(request.release());
+  return error == ECANCELED ? 0 : error;
 }
 
 /// What a service's overflow line shows: its line numbers for the two ways in which the ring can be full.

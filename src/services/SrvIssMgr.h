@@ -19,6 +19,8 @@ struct IssMgrRequest {
   SrvIssMgr* service;
   ReplyOwner reply;
   IssMgrArguments arguments;
+
+  size_t textSize() const { return arguments.dataVfis.size(); }
 };
 static_assert(sizeof(void*) != 4 || sizeof(IssMgrRequest) == 100);
 

@@ -19,6 +19,8 @@ struct SmartSfpRequest {
   SrvSmartSfp* service;
   ReplyOwner reply;
   SmartSfpArguments arguments;
+
+  size_t textSize() const { return arguments.pdu.size(); }
 };
 static_assert(sizeof(void*) != 4 || sizeof(SmartSfpRequest) == 56);
 

@@ -9,7 +9,7 @@ from trelvik import fill, record
 from trelvik.board import CONNECTED, CSM_BOARD, OPEN_PORTS, REFUSED
 from trelvik.bus import HANG
 from trelvik.ops import ADDRESS
-from trelvik.wait import SLOW, until
+from trelvik.wait import until
 
 STOPPING = "[NOTICE] main:66 (handle_sig) - Signal {} ({}) received: killing Trelvik and stopping threads"
 FINISHED = "[INFO] main:658 (main) - Finished"
@@ -140,26 +140,11 @@ def test_stop_with_a_full_ring(board):
     board.stop()
 
 
-def fill_connection(board, request):
-    """Has OPS answer without reading until the sender stays in its write; returns the place in the log."""
-    while True:
-        place = board.log.mark()
-        board.debug.send(request)
-        board.log.wait("[DEBUG3] main:733 *", place)
-        try:
-            board.log.wait("[DEBUG3] main:735 *", place, deadline=0.5 * SLOW)
-        except AssertionError:
-            return place
-        board.ops.answer(request)
-        board.debug.receive()
-
-
 def test_stop_while_ops_does_not_read(board):
     board.expect_log("[ERROR] IssSocket:81 (sentPacket) - Failed to send msg to ISS: *")
     board.start_ops(receive_buffer=4096)
     board.up(level=9)
-    request = record.make(record.FLUSH_CMD)
-    place = fill_connection(board, request)
+    place = fill.connection(board, record.make(record.FLUSH_CMD))
     board.ops.send(record.make(record.WATCH_DOG_INTERVAL))  # the main loop then waits for the ring's lock
     board.log.wait("[DEBUG3] main:322 *", place)
     board.stop()

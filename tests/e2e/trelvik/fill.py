@@ -1,5 +1,7 @@
-"""Fills the ring with the debug socket's messages, which are told apart by their marks. Needs trace level 9."""
+"""Fills the ring with the debug socket's messages, which are told apart by their marks, or the connection to OPS. Needs
+trace level 9."""
 from . import record
+from .wait import SLOW
 
 
 def queue(board, *marks):
@@ -24,3 +26,18 @@ def behind_the_reader(board):
     third = board.ops.expect(record.FLUSH_CMD, mark=3)
     queue(board, 19, 20)
     return third
+
+
+def connection(board, request):
+    """Has OPS answer without reading until the sender stays in its write, with the ring's lock; returns the place in
+    the log. OPS's receive buffer should be small."""
+    while True:
+        place = board.log.mark()
+        board.debug.send(request)
+        board.log.wait("[DEBUG3] main:733 *", place)
+        try:
+            board.log.wait("[DEBUG3] main:735 *", place, deadline=0.5 * SLOW)
+        except AssertionError:
+            return place
+        board.ops.answer(request)
+        board.debug.receive()

@@ -255,6 +255,10 @@ TEST_F(IssMgrRequests, WithoutAThreadGetNoReply) {
   EXPECT_TRUE(waitForWorkers(0));
 }
 
+TEST_F(IssMgrRequests, CountByTheirTextWhileTheyWait) {
+  EXPECT_EQ((IssMgrRequest{&service(), ReplyOwner(nullptr), second(lldp, creation, 2)}.textSize()), 3U);
+}
+
 TEST_F(IssMgrRequests, HaveNoSynchronousForm) {
   service().setIssMgrParams(lldp, creation, 0, 0, 1, 0, 0, 0, 0, 0, 0, "", 0, 0, 0, 0, 0, 0);
   ASSERT_EQ(lines().size(), 1U);

@@ -337,6 +337,10 @@ TEST_F(SmartSfpRequests, WithoutAThreadGetNoReply) {
   EXPECT_TRUE(waitForWorkers(0));
 }
 
+TEST_F(SmartSfpRequests, CountByTheirTextWhileTheyWait) {
+  EXPECT_EQ((SmartSfpRequest{&service(), ReplyOwner(nullptr), request(1, 1)}.textSize()), 11U);
+}
+
 TEST_F(SmartSfpRequests, HaveNoSynchronousForm) {
   service().setSmartSfpParams(1, 1, 1, 1, 1, "1");
   ASSERT_EQ(lines().size(), 1U);

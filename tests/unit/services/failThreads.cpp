@@ -7,6 +7,8 @@
 namespace {
 
 std::atomic<int> nextError;
+std::atomic<int> everyError;
+std::atomic<int> created;
 std::atomic<size_t> stackSize;
 
 }  // namespace
@@ -20,6 +22,8 @@ int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attr, void* (
 int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attr, void* (*entry)(void*),
                           void* argument) {
   if (const int error = nextError.exchange(0); error != 0) return error;
+  if (const int error = everyError; error != 0) return error;
+  ++created;
   size_t size = 0;
   if (attr != nullptr) pthread_attr_getstacksize(attr, &size);
   stackSize = size;
@@ -29,6 +33,14 @@ int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attr, void* (
 
 void failNextThread(int error) {
   nextError = error;
+}
+
+void failAllThreads(int error) {
+  everyError = error;
+}
+
+int threadsCreated() {
+  return created;
 }
 
 size_t lastStackSize() {
