@@ -15,6 +15,7 @@
 
 #include "OBcomponent.h"
 #include "services/failThreads.h"
+#include "services/sleeps.h"
 #include "support/FakeBus.h"
 #include "support/OwnNamespaces.h"
 #include "support/RingTest.h"
@@ -146,6 +147,17 @@ TEST_F(LifeCycle, StartTakesAMarkerOfAnyForm) {
 TEST_F(LifeCycle, StartWaitsForTheMarker) {
   expectWaitsFor(started, mark, true);
   EXPECT_EQ(commands(), start) << "the command runs once";
+}
+
+TEST_F(LifeCycle, LooksAtTheMarkerOnceASecond) {
+  for (const long after : {1, 1100, 2300, 3500, 4900}) {
+    const PassingSleeps sleeps([after](long slept) {
+      if (slept >= after) mark();
+    });
+    trigger(started);
+    EXPECT_EQ(sleeps.total(), (after + 999) / 1000 * 1000) << "started after " << after << " ms";
+    std::filesystem::remove(marker);
+  }
 }
 
 TEST_F(LifeCycle, StartWaitsOnWhileTheMarkerCannotBeRead) {
