@@ -66,11 +66,6 @@ class IssMgrRequests : public IssMgrTest {
     EXPECT_EQ(saved.dataVfis, a.dataVfis);
   }
   static void releaseQueued(int index) { OBstubReply::release(MsgArray[index].reply); }
-  static bool ringIsFree() {
-    if (pthread_mutex_trylock(&mutex) != 0) return false;
-    pthread_mutex_unlock(&mutex);
-    return true;
-  }
 };
 
 TEST_F(IssMgrRequests, QueueRuleAndFlushAsOneBatch) {
@@ -125,6 +120,30 @@ TEST_F(IssMgrRequests, ThatAreRefusedQueueNothingAlsoNoFlush) {
     EXPECT_EQ(MsgArray[0].source, MsgSource::None);
     EXPECT_TRUE(ringIsFree());
   }
+}
+
+TEST_F(IssMgrRequests, ThatAreRefusedStillTellOfTheirSecondCommand) {
+  run(second(mstpLan, deletion, 1));
+  EXPECT_EQ(count(workerLine("DEBUG1", 431, "Sending flush cmd")), 1U);
+  run(second(mstpLan, deletion, 2));
+  EXPECT_EQ(count(workerLine("DEBUG2", 451, "Flush Key1=5 VLAN=4660 and data vlans=8,9")), 1U);
+}
+
+TEST_F(IssMgrRequests, ThatAreRefusedStillMeetTheRingsRule) {
+  withStub();
+  const IssMgrArguments refused = second(mstpLan, deletion, 1);
+  writepointer = 18;
+  run(refused, 38);
+  expectRefusal(38, refused);
+  EXPECT_EQ(lines().back(), workerLine("ERROR", 486, "Buffer overflow, message lost!\n"));
+
+  readpointer = 5;
+  writepointer = 4;
+  FakeBus::clear();
+  run(refused, 39);
+  expectRefusal(39, refused);
+  EXPECT_EQ(lines().back(), workerLine("ERROR", 478, "Buffer overflow, message lost!\n"));
+  EXPECT_EQ(writepointer, 4);
 }
 
 TEST_F(IssMgrRequests, OfAnotherVpLogOneError) {
@@ -194,6 +213,20 @@ TEST_F(IssMgrRequests, WithoutAMessageGetNoAnswer) {
   expectSilence(request(9, creation));
   EXPECT_EQ(lines()[1],
             workerLine("ERROR", 425, "Processing SetIssMgrParam received an unknown ruleType [9]"));
+}
+
+TEST_F(IssMgrRequests, WakeTheSenderAlsoWithoutAMessage) {
+  EXPECT_TRUE(wakesTheSender([] { run(request(flushOnly, creation)); }));
+}
+
+TEST_F(IssMgrRequests, HoldTheRingsLockUntilTheyAreQueued) {
+  EXPECT_THAT(
+      withLock("run_iss_IssMgr_thread", [] { run(second(flushOnly, creation, 1)); }),
+      ElementsAre("locked ruleType=FLUSH, action=CREATE, L2Pbmp=0x5=5 MplsPbmp=0x8000003=134217731, flush=1, "
+                  "vpn=4660, vp=1, port=3, vlan=679, mplsLbl=100, pwLbl=200 dataVfis=8,9",
+                  "locked Sending flush cmd", "locked mutex lock", "locked message writepoiter 0\n",
+                  "locked send signal for sending message", "locked mutex unlock", "stopped"));
+  releaseQueued(0);
 }
 
 TEST_F(IssMgrRequests, OfAnUnknownRuleTypeAreAnsweredAfterTheirFlush) {

@@ -104,11 +104,6 @@ class SmartSfpRequests : public RingTest {
     EXPECT_THAT(FakeBus::released(), IsEmpty());
   }
   static void releaseQueued(int index) { OBstubReply::release(MsgArray[index].reply); }
-  static bool ringIsFree() {
-    if (pthread_mutex_trylock(&mutex) != 0) return false;
-    pthread_mutex_unlock(&mutex);
-    return true;
-  }
 };
 
 TEST_F(SmartSfpRequests, MakeTheMessagesThatTheyAskForInOrder) {
@@ -247,6 +242,20 @@ TEST_F(SmartSfpRequests, WithoutAMessageGetNoAnswer) {
   EXPECT_EQ(all[3], line("DEBUG3", "mutex unlock"));
 }
 
+TEST_F(SmartSfpRequests, WakeTheSenderAlsoWithoutAMessage) {
+  EXPECT_TRUE(wakesTheSender([] { run(request(0, 0)); }));
+}
+
+TEST_F(SmartSfpRequests, HoldTheRingsLockUntilTheyAreQueued) {
+  EXPECT_THAT(withLock(worker, [] { run(request(0, 1)); }),
+              ElementsAre("locked stub-process-thread: enableFilter=0, action=1364349780, sendOutPDU=1,"
+                          "                   L2Pbmp=134217731, size=1094861636",
+                          "locked Size of str:4 m_size:1094861636 pbmp:134217731 fpId=0", "locked mutex lock",
+                          "locked message writepoiter 0", "locked send signal for sending message",
+                          "locked mutex unlock"));
+  releaseQueued(0);
+}
+
 TEST_F(SmartSfpRequests, ThatDoNotFitAheadOfTheReaderAreAnsweredAtOnce) {
   withStub();
   writepointer = 17;
@@ -323,6 +332,24 @@ TEST_F(SmartSfpRequests, ReachTheirWorkerFromTheBusWithTheFilterOfTheMoment) {
   EXPECT_TRUE(
       hasExactly(MsgArray[1].msg, {word(0, 19), {4, "\x05\x06"}, word(520, 0x1), word(524, 0xFFFFFFFF)}));
   releaseQueued(0);
+}
+
+TEST_F(SmartSfpRequests, TakeTheFilterOfTheMomentOfTheCall) {
+  // One more than there are workers: the last one starts when the id has changed, whatever the threads do.
+  constexpr int calls = 17;
+  service().setFpId(17);
+  {
+    const Guard guard(&mutex);
+    for (uint64_t call = 1; call <= calls; ++call)
+      service().setSmartSfpParams(FakeBus::call(call), 1, 0, 0, 0x1, 0, "");
+    service().setFpId(99);
+  }
+  ASSERT_TRUE(waitForWorkers(20000));
+  ASSERT_EQ(writepointer, calls);
+  for (int i = 0; i < calls; ++i) {
+    EXPECT_TRUE(hasExactly(MsgArray[i].msg, rule(bytes("\x80\0\0\0"), 17, 3))) << i;
+    releaseQueued(i);
+  }
 }
 
 TEST_F(SmartSfpRequests, WithoutAThreadGetNoReply) {

@@ -102,6 +102,21 @@ TEST_F(Counters, AreQueuedInTheSlotOfAnEmptyRing) {
   releaseQueued(19);
 }
 
+TEST_F(Counters, WakeTheSender) {
+  EXPECT_TRUE(wakesTheSender([this] { run(1); }));
+  releaseQueued(0);
+}
+
+TEST_F(Counters, HoldTheRingsLockUntilTheyAreQueued) {
+  EXPECT_THAT(
+      withLock("run_iss_get_data_thread", [this] { run(1); }),
+      ElementsAre("locked Processing getparams message!", "locked mutex lock\n",
+                  "locked getInterfaceReceptionAndTransmissionCounters split up in 1 messages to OPS\n",
+                  "locked message writepoiter 0\n", "locked send signal for sending message",
+                  "locked mutex unlock", "stopped"));
+  releaseQueued(0);
+}
+
 TEST_F(Counters, AreRefusedWith18EntriesAheadOfTheReader) {
   withStub();
   readpointer = 1;

@@ -4,12 +4,10 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <thread>
 
-#include "Guard.h"
-#include "link/deadline.h"
 #include "services/DcnTunnel.h"
 #include "services/boardMac.h"
 #include "services/failThreads.h"
@@ -270,22 +268,48 @@ TEST_F(PortParams, CutALongFileNameInTheMessageOnly) {
   releaseQueued(0);
 }
 
-TEST_F(PortParams, SignalTheSenderAlsoWithoutAMessage) {
-  bool waiting = false;
-  int result = -1;
-  std::thread sender([&] {
-    const Guard guard(&mutex);
-    waiting = true;
-    const timespec deadline = monotonicIn(20000);
-    result = pthread_cond_clockwait(&cond, &mutex, CLOCK_MONOTONIC, &deadline);
-  });
-  for (bool seen = false; !seen;) {
-    const Guard guard(&mutex);
-    seen = waiting;
+TEST_F(PortParams, WakeTheSenderAlsoWithoutAMessage) {
+  EXPECT_TRUE(wakesTheSender([] { run_iss_script_thread(request(1, 5, false)); }));
+}
+
+TEST_F(PortParams, HoldTheRingsLockUntilTheyAreQueued) {
+  scriptFile("/tmp/SetVlanPort5_0");
+  EXPECT_THAT(withLock("run_iss_script_thread", [] { run_iss_script_thread(request(1, 5, true)); }),
+              ElementsAre("locked Processing Setportparam message!", "locked mutex lock\n",
+                          "locked SetPortParam split up in 2 messages to OPS\n",
+                          "locked message writepointer 0\n", "locked message writepointer 1\n",
+                          "locked send signal for sending message", "locked mutex unlock", "stopped"));
+  releaseQueued(0);
+}
+
+TEST_F(PortParams, WithoutAMessageAreAnsweredBeforeTheRingIsLookedAt) {
+  withStub();
+  for (const uint32_t action : {1U, 2U, 5U}) {
+    FakeBus::clear();
+    size_t answered = 0;
+    onLine([&answered](const std::string& line) {
+      if (line.ends_with("mutex lock\n")) answered = FakeBus::replies().size();
+    });
+    run_iss_script_thread(request(action, 5, false));
+    onLine(nullptr);
+    EXPECT_EQ(answered, 1U) << "action " << action;
   }
-  run_iss_script_thread(request(1, 5, false));
-  sender.join();
-  EXPECT_EQ(result, 0);
+}
+
+TEST_F(PortParams, LeaveNoDescriptorOpen) {
+  const auto descriptors = [] {
+    const std::filesystem::directory_iterator all("/proc/self/fd");
+    return std::distance(begin(all), end(all));
+  };
+  const auto before = descriptors();
+  for (int i = 0; i < 5; ++i)
+    for (const uint32_t action : {1U, 2U}) {
+      resetRing();
+      run_iss_script_thread(request(action, 5, true));
+      releaseQueued(0);
+    }
+  EXPECT_EQ(descriptors(), before);
+  EXPECT_FALSE(contents(scriptFile("/tmp/SetVlanPort5_0")).empty());
 }
 
 TEST_F(PortParams, ReachTheirWorkerFromTheBus) {

@@ -55,6 +55,17 @@ TEST_F(RedundancySignal, IsForwardedInOneMessage) {
           workerLine("DEBUG2", "run_iss_redundancy_thread stopped")));
 }
 
+TEST_F(RedundancySignal, WakesTheSender) {
+  EXPECT_TRUE(wakesTheSender([this] { signal(3); }));
+}
+
+TEST_F(RedundancySignal, HoldsTheRingsLockUntilItIsQueued) {
+  EXPECT_THAT(withLock("run_iss_redundancy_thread", [this] { signal(3); }),
+              ElementsAre("locked Processing setRedundantState with state = ACT0\n", "locked mutex lock",
+                          "locked message writepoiter 0\n", "locked send signal for sending message",
+                          "locked mutex unlock", "run_iss_redundancy_thread stopped"));
+}
+
 TEST_F(RedundancySignal, OutsideTheTableIsForwardedUnchanged) {
   signal(15);
   signal(-1);

@@ -86,11 +86,6 @@ class SyncERequests : public RingTest {
     EXPECT_THAT(FakeBus::released(), IsEmpty());
   }
   static void releaseQueued(int index) { OBstubReply::release(MsgArray[index].reply); }
-  static bool ringIsFree() {
-    if (pthread_mutex_trylock(&mutex) != 0) return false;
-    pthread_mutex_unlock(&mutex);
-    return true;
-  }
 
   SrvSyncE m_service;
 };
@@ -165,6 +160,21 @@ TEST_F(SyncERequests, WithoutAMessageGetNoAnswer) {
                   line("DEBUG3", 140, "SetPortParam split up in 0 messages to OPS\n"),
                   line("DEBUG3", 166, "send signal for sending message"), line("DEBUG3", 168, "mutex unlock"),
                   line("DEBUG2", 174, "stopped")));
+}
+
+TEST_F(SyncERequests, WakeTheSenderAlsoWithoutAMessage) {
+  EXPECT_TRUE(wakesTheSender([this] { run(request(1, 0, 0)); }));
+}
+
+TEST_F(SyncERequests, HoldTheRingsLockUntilTheyAreQueued) {
+  EXPECT_THAT(
+      withLock("run_iss_syncE_thread", [this] { run(request(2, 0, 0)); }),
+      ElementsAre("locked Processing SetSyncEParam message",
+                  "locked enableFilter=2,enableClk=0,slot=286397204,clksrc=555885348,phymode=825373492\n",
+                  "locked creating enable filter message", "locked mutex lock",
+                  "locked SetPortParam split up in 1 messages to OPS\n", "locked message writepoiter 0\n",
+                  "locked send signal for sending message", "locked mutex unlock", "stopped"));
+  releaseQueued(0);
 }
 
 TEST_F(SyncERequests, ThatDoNotFitAheadOfTheReaderAreAnsweredAtOnce) {

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,7 @@ class RoomTest : public ::testing::Test {
   /// All lines since the last forget().
   std::vector<std::string> lines() const { return m_log.lines(); }
   void forget() { m_log.clear(); }
+  void onLine(std::function<void(const std::string&)> look) { m_log.onLine(std::move(look)); }
 
   std::vector<std::string> unnumbered() const {
     std::vector<std::string> result = lines();

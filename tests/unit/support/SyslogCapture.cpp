@@ -14,6 +14,7 @@ struct Sink {
   std::mutex mutex;
   SyslogCapture* capture = nullptr;
   std::vector<SyslogCapture::Line> lines;
+  std::function<void(const std::string&)> look;
 };
 
 Sink& sink() {
@@ -28,6 +29,13 @@ Sink& sink() {
   va_end(again);
   std::string text(length > 0 ? static_cast<size_t>(length) : 0, '\0');
   vsnprintf(text.data(), text.size() + 1, format, arguments);
+
+  std::function<void(const std::string&)> look;
+  {
+    const std::lock_guard guard(sink().mutex);
+    look = sink().look;
+  }
+  if (look) look(text);
 
   const std::lock_guard guard(sink().mutex);
   if (sink().capture != nullptr) {
@@ -67,6 +75,12 @@ SyslogCapture::SyslogCapture() {
 SyslogCapture::~SyslogCapture() {
   const std::lock_guard guard(sink().mutex);
   sink().capture = nullptr;
+  sink().look = nullptr;
+}
+
+void SyslogCapture::onLine(std::function<void(const std::string&)> look) {
+  const std::lock_guard guard(sink().mutex);
+  sink().look = std::move(look);
 }
 
 std::vector<SyslogCapture::Line> SyslogCapture::entries() const {

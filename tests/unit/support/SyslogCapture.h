@@ -4,6 +4,7 @@
 // of all threads go to it; without one they go to standard error. One capture at a time.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -25,4 +26,7 @@ class SyslogCapture {
   /// How many lines contain the text.
   size_t count(const std::string& text) const;
   void clear();
+
+  /// Called with each line from now on, by the thread that logs it, before the line is kept.
+  void onLine(std::function<void(const std::string&)> look);
 };
