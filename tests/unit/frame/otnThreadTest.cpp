@@ -1,15 +1,29 @@
 #include "frame/otnThread.h"
 
-#include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <chrono>
+#include <filesystem>
+#include <memory>
 #include <thread>
+
+#include "services/ServicePattern.h"
+#include "services/SrvIss.h"
+#include "services/SrvIssMgr.h"
+#include "services/SrvSmartSfp.h"
+#include "support/FakeBus.h"
+#include "support/RingTest.h"
+#include "support/waitFor.h"
 
 namespace {
 
+using std::chrono::milliseconds;
 using std::chrono::steady_clock;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
 
-class BusThread : public ::testing::Test {
+class BusThread : public RingTest {
  protected:
   BusThread() { otnThreadRunning = 0; }
   ~BusThread() override { otnThreadRunning = 0; }
@@ -19,7 +33,7 @@ TEST_F(BusThread, ThatRunsIsSeenAtOnce) {
   otnThreadRunning = 1;
   const auto before = steady_clock::now();
   EXPECT_TRUE(waitForOtnThread());
-  EXPECT_LT(steady_clock::now() - before, std::chrono::milliseconds(900)) << "no step was waited";
+  EXPECT_LT(steady_clock::now() - before, milliseconds(900)) << "no step was waited";
 }
 
 TEST_F(BusThread, ThatComesUpIsSeenAtTheNextStep) {
@@ -31,7 +45,75 @@ TEST_F(BusThread, ThatComesUpIsSeenAtTheNextStep) {
 TEST_F(BusThread, ThatDoesNotComeUpIsGivenUpAfterFiveSteps) {
   const auto before = steady_clock::now();
   EXPECT_FALSE(waitForOtnThread());
-  EXPECT_GE(steady_clock::now() - before, std::chrono::milliseconds(4900));
+  EXPECT_GE(steady_clock::now() - before, milliseconds(4900));
+}
+
+/// A component that is told to stop as soon as it starts.
+class BusThreadsStop : public BusThread {
+ protected:
+  BusThreadsStop() { FakeBus::clear(); }
+  ~BusThreadsStop() override {
+    SrvIss::destroyInstance();
+    SrvSmartSfp::destroyInstance();
+    SrvIssMgr::destroyInstance();
+  }
+
+  static auto threads() {
+    const std::filesystem::directory_iterator all("/proc/self/task");
+    return std::distance(begin(all), end(all));
+  }
+};
+
+TEST_F(BusThreadsStop, DestroysTheRuleServiceAndKeepsTheOtherSingletons) {
+  EXPECT_EQ(start_otn_comm(nullptr), nullptr);
+  EXPECT_EQ(otnThreadRunning, 1);
+  EXPECT_EQ(lines().back(), logged("DEBUG1", "main", 710, "start_otn_comm", "OTNBUS thread stopped"));
+  forget();
+  SrvIss::getInstance();
+  SrvSmartSfp::getInstance();
+  EXPECT_THAT(lines(), IsEmpty());
+  SrvIssMgr::getInstance();
+  EXPECT_THAT(lines(), ElementsAre(HasSubstr("static SrvIssMgr& SrvIssMgr::getInstance()")));
+}
+
+void nothing(int* request) {
+  delete request;
+}
+
+TEST_F(BusThreadsStop, EndsTheWorkersThatAreIdle) {
+  const auto before = threads();
+  ASSERT_EQ(startWorker<nothing>(std::make_unique<int>()), 0);
+  ASSERT_TRUE(waitForWorkers(20000));
+  EXPECT_EQ(threads(), before + 1);
+  start_otn_comm(nullptr);
+  EXPECT_TRUE(waitFor([before] { return threads() == before; }));
+}
+
+void waitForEver(int* request) {
+  delete request;
+  for (;;) pause();
+}
+
+class BusThreadsStopUnderAWorker : public BusThreadsStop {
+ protected:
+  /// In a process of its own, which ends under the worker as the daemon does: with 0 when all is as it should
+  /// be.
+  [[noreturn]] void run() {
+    if (startWorker<waitForEver>(std::make_unique<int>()) != 0) _exit(1);
+    const auto before = steady_clock::now();
+    start_otn_comm(nullptr);
+    const auto took = steady_clock::now() - before;
+    if (took < milliseconds(1000)) _exit(2);
+    if (took > milliseconds(1900)) _exit(3);
+    forget();
+    SrvIssMgr::getInstance();
+    _exit(lines().empty() ? 0 : 4);
+  }
+};
+
+TEST_F(BusThreadsStopUnderAWorker, WaitsOneSecondAndLeavesEverythingAlive) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(run(), ::testing::ExitedWithCode(0), "");
 }
 
 }  // namespace
