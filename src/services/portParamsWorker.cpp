@@ -1,9 +1,11 @@
 #include <cstdio>
+#include <cstring>
 #include <string>
 
 #include "Guard.h"
 #include "services/PortMessages.h"
 #include "services/PortScript.h"
+#include "services/ScriptFile.h"
 #include "services/SrvIss.h"
 #include "services/boardMac.h"
 #include "trace.h"
@@ -53,16 +55,15 @@ void SrvIss::CreateOPSFile(OtnIpcMsg* msg, PortAction action, const SetPortParam
   char inputFile[48];
   snprintf(inputFile, sizeof inputFile, "/tmp/SetVlanPort%d_%d", static_cast<int>(request->portNr),
            static_cast<int>(writepointer));
-  FILE* file = fopen(inputFile, "we");
-  if (file == nullptr) {
-    // The zero message is queued all the same: OPS's answer to it shows the failure.
-    TRACE(ERROR, "SrvIss", __LINE__, "CreateOPSFile", "Unable to create OPS file!!\n");
-    return;
-  }
   const PortScriptInput input{request->portNr, request->pwVlan, request->acVlan, request->bNoAcPort};
   const std::string script = action == PortAction::SetUp ? setUpScript(input) : releaseScript(input);
-  fwrite(script.data(), 1, script.size(), file);
-  fclose(file);
+  if (const int error = writeScriptFile(inputFile, script); error != 0) {
+    // The zero message is queued all the same: OPS's answer to it shows the failure.
+    TRACE(ERROR, "SrvIss", __LINE__, "CreateOPSFile", "Unable to create OPS file!!\n");
+    TRACE(WARNING, "SrvIss", __LINE__, "CreateOPSFile",
+          "Script %s not written (%s): ISS gets an empty message in its place\n", inputFile, strerror(error));
+    return;
+  }
   *msg = scriptMessage(inputFile);
 }
 

@@ -295,6 +295,7 @@ def test_unknown_action_is_told_and_answered_at_once(board, action):
 
 def test_script_that_cannot_be_created_is_a_zero_record(board):
     board.expect_log("[ERROR] SrvIss:* (CreateOPSFile) - Unable to create OPS file!!\n")
+    board.expect_log("[WARNING] SrvIss:* (CreateOPSFile) - Script /tmp/SetVlanPort5_0 not written (Is a directory): *")
     os.mkdir("/tmp/SetVlanPort5_0")
     board.up()
     call = board.bus.set_port_params(SET_UP, 5)
