@@ -48,7 +48,8 @@ class SrvIss : public OBsetPortParams_1_0_SI {
   virtual void sendLinkStatusChange(uint32_t ifIndex, bool bPortAdminStatus, bool bPortOperationalStatus);
 
   /// Writes the action's script file, named after the port and the ring's write index, and makes `msg` the
-  /// message that runs it; `msg` stays all zero when the file cannot be written. With `mutex` held.
+  /// message that runs it; `msg` stays all zero when the file cannot be written, and when the ring, which has
+  /// no room for the request, holds a message that runs the file. With `mutex` held.
   static void CreateOPSFile(OtnIpcMsg* msg, PortAction action, const SetPortParamsRequest* request);
 
   /// Null until the interface is registered.

@@ -1,6 +1,7 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <string_view>
 
 #include "Guard.h"
 #include "services/PortMessages.h"
@@ -13,6 +14,8 @@
 namespace {
 
 constexpr const char* worker = "run_iss_script_thread";
+/// A set-up or release that configures: its script and its mapping.
+constexpr int32_t messagesWithScript = 2;
 
 PortMappingInput mappingOf(const SetPortParamsRequest& request) {
   return {request.portNr, request.pwVlan, request.acVlan, request.bNoAcPort, macAddr};
@@ -48,6 +51,17 @@ void fillSlot(MsgArrayEntry& slot, const SetPortParamsRequest& request) {
   saved.extra2 = request.extra2;
 }
 
+/// Whether ISS runs the script now, or is going to.
+bool namedInRing(std::string_view script) {
+  for (int32_t index = readpointer; index != writepointer; index = nextIndex(index)) {
+    const OtnIpcMsg& msg = MsgArray[index].msg;
+    if (msg.msgType != RUN_DEFAULT_SCRIPT_COMMAND) continue;
+    const auto& name = msg.payload.script.inputFile;
+    if (script == std::string_view(name, strnlen(name, sizeof name))) return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 void SrvIss::CreateOPSFile(OtnIpcMsg* msg, PortAction action, const SetPortParamsRequest* request) {
@@ -55,6 +69,11 @@ void SrvIss::CreateOPSFile(OtnIpcMsg* msg, PortAction action, const SetPortParam
   char inputFile[48];
   snprintf(inputFile, sizeof inputFile, "/tmp/SetVlanPort%d_%d", static_cast<int>(request->portNr),
            static_cast<int>(writepointer));
+  // A release's script goes by the index of the message before it, so a ring that begins with it ends at that
+  // index. Nothing fits such a ring: the request is going to be refused, and leaves the script as ISS must
+  // find it.
+  if (admit(writepointer, readpointer, messagesWithScript) != Admission::Fits && namedInRing(inputFile))
+    return;
   const PortScriptInput input{request->portNr, request->pwVlan, request->acVlan, request->bNoAcPort};
   const std::string script = action == PortAction::SetUp ? setUpScript(input) : releaseScript(input);
   if (const int error = writeScriptFile(inputFile, script); error != 0) {
@@ -74,7 +93,7 @@ void buildPortMessages(const SetPortParamsRequest& request, PortMessageBatch& ba
       if (!request.bConfigure) break;
       SrvIss::CreateOPSFile(&batch.messages[0], PortAction::SetUp, &request);
       batch.messages[1] = mapMessage(mappingOf(request));
-      batch.count = 2;
+      batch.count = messagesWithScript;
       break;
     case PortAction::Release: {
       if (!request.bConfigure) break;
@@ -85,7 +104,7 @@ void buildPortMessages(const SetPortParamsRequest& request, PortMessageBatch& ba
             static_cast<int>(request.portNr), static_cast<int>(ids.tunnelId), static_cast<int>(ids.pwId),
             static_cast<int>(ids.vpnId), static_cast<int>(ids.tunnelIndex));
       SrvIss::CreateOPSFile(&batch.messages[1], PortAction::Release, &request);
-      batch.count = 2;
+      batch.count = messagesWithScript;
       break;
     }
     case PortAction::Probe:

@@ -2,12 +2,13 @@ import os
 import stat
 import subprocess
 
-from test_port_params import SET_UP, SET_UP_5, read, script_message
+from test_port_params import RELEASE, RELEASE_5, SET_UP, SET_UP_5, read, script_message
 
-from trelvik import record
+from trelvik import fill, record
 from trelvik.users import STRANGER, as_stranger, run_as
 
 SCRIPT = "/tmp/SetVlanPort5_0"
+OVERFLOW = "[ERROR] SrvIss:* (run_iss_script_thread) - Buffer overflow, message lost!\n"
 NOT_CREATED = "[ERROR] SrvIss:* (CreateOPSFile) - Unable to create OPS file!!\n"
 NOT_WRITTEN = "[WARNING] SrvIss:* (CreateOPSFile) - Script {} not written ({}): ISS gets an empty message in its place\n"
 
@@ -127,3 +128,26 @@ def test_disk_without_room_for_a_file_is_told(board):
 
 def test_disk_that_is_full_midway_leaves_no_script(board):
     full_disk(board, files=1)
+
+
+def test_script_that_iss_runs_is_not_rewritten(board):
+    """A set-up that a full ring refuses would have the file of the release whose script is outstanding."""
+    board.expect_log(OVERFLOW)
+    board.up(level=9)
+    fill.queue(board, 1)
+    fill.serve(board, 1)
+    release = board.bus.set_port_params(RELEASE, 5)
+    board.ops.serve(record.MGMT_INTERFACE_MAPPING_IND)
+    outstanding = board.ops.receive()
+    assert outstanding == script_message(5, 1)
+    fill.queue(board, *range(2, 20))
+    refused = board.bus.set_port_params(SET_UP, 5)
+    refused.reply()
+    assert not release.answered
+    assert read("/tmp/SetVlanPort5_1") == RELEASE_5
+    refused = board.bus.set_port_params(SET_UP, 6)
+    refused.reply()
+    assert read("/tmp/SetVlanPort6_1"), "a refused request writes its file where nobody runs it"
+    board.ops.answer(outstanding)
+    fill.serve(board, *range(2, 20))
+    release.reply()
