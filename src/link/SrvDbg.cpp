@@ -3,6 +3,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstring>
 
 #include "trace.h"
@@ -33,9 +34,14 @@ int SrvDbg::StartUdpServer() {
   }
   setPath(serverAddr, serverPath);
   setPath(clientAddr, clientPath);
-  unlink(serverPath);
+  const int stays = unlink(serverPath) != 0 && errno != ENOENT ? errno : 0;
   if (bind(fd, reinterpret_cast<const sockaddr*>(&serverAddr), sizeof serverAddr) != 0) {
+    // Why what stands at the path could not be removed says more than that the path is in use.
+    const int error = stays != 0 ? stays : errno;
     TRACE(WARNING, "SrvDbg", 43, "StartUdpServer", "Debug socket binding failed\n");
+    TRACE(WARNING, "SrvDbg", __LINE__, "StartUdpServer",
+          "No debug socket at %s (%s): remove what stands there and start the daemon again\n", serverPath,
+          strerror(error));
     return 1;
   }
   TRACE(INFO, "SrvDbg", 50, "StartUdpServer", "Debug socket up [fd=%d]\n", fd);

@@ -2,6 +2,7 @@ import os
 
 from trelvik import record
 from trelvik.debugsocket import CLIENT, SERVER
+from trelvik.users import as_stranger, run_as
 from trelvik.wait import until
 
 
@@ -71,8 +72,17 @@ def test_stale_socket_file_is_replaced(board):
     assert board.ops.receive() == patterned(1)
 
 
+def test_strangers_file_is_replaced(board):
+    run_as(as_stranger(), "open('/tmp/socket-server', 'w').write('mine')")
+    board.up()
+    board.debug.send(patterned(1))
+    assert board.ops.receive() == patterned(1)
+
+
 def test_name_that_cannot_be_bound_leaves_the_daemon_running(board):
     board.expect_log("[WARNING] SrvDbg:43 (StartUdpServer) - Debug socket binding failed\n")
+    board.expect_log("[WARNING] SrvDbg:* (StartUdpServer) - No debug socket at /tmp/socket-server (Is a directory): "
+                     "remove what stands there and start the daemon again\n")
     os.mkdir(SERVER)
     board.up()
     call = board.bus.set_port_params(3, 1)

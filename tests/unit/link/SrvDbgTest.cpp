@@ -18,6 +18,15 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
+const std::string bindingFailed =
+    loggedAnywhere("WARNING", "SrvDbg", "StartUdpServer", "Debug socket binding failed\n");
+
+std::string noSocketFor(const std::string& why) {
+  return loggedAnywhere("WARNING", "SrvDbg", "StartUdpServer",
+                        "No debug socket at /tmp/socket-server (" + why +
+                            "): remove what stands there and start the daemon again\n");
+}
+
 class DebugSocket : public RoomTest {
  protected:
   static void SetUpTestSuite() { enterOwnNamespaces(); }
@@ -63,9 +72,20 @@ TEST_F(DebugSocket, ReplacesTheSocketOfAnEarlierRun) {
 TEST_F(DebugSocket, WarnsWhenItsPathCannotBeBound) {
   ASSERT_EQ(mkdir("/tmp/socket-server", 0700), 0);
   EXPECT_EQ(m_socket.StartUdpServer(), 1);
-  EXPECT_THAT(lines(), ElementsAre(logged("WARNING", "SrvDbg", 43, "StartUdpServer",
-                                          "Debug socket binding failed\n")));
+  EXPECT_THAT(unnumbered(), ElementsAre(bindingFailed, noSocketFor("Is a directory")));
+  EXPECT_EQ(lines()[0], logged("WARNING", "SrvDbg", 43, "StartUdpServer", "Debug socket binding failed\n"));
   EXPECT_GE(fd(), 0) << "an unbound socket remains, which never becomes readable";
+}
+
+TEST_F(DebugSocket, TellsWhyItsPathCannotBeBound) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give up its identity: run the tests as root";
+  ASSERT_EQ(close(open("/tmp/socket-server", O_WRONLY | O_CREAT | O_CLOEXEC, 0600)), 0);
+  ASSERT_EQ(chmod("/tmp", 01777), 0);
+  ASSERT_EQ(seteuid(65534), 0);
+  EXPECT_EQ(m_socket.StartUdpServer(), 1);
+  ASSERT_EQ(seteuid(0), 0);
+  EXPECT_THAT(unnumbered(), ElementsAre(bindingFailed, noSocketFor("Operation not permitted")))
+      << "another user's file in a sticky directory";
 }
 
 TEST_F(DebugSocket, WarnsWhenThereIsNoDescriptor) {
