@@ -1,58 +1,90 @@
 import os
-import subprocess
-import sys
 import xml.etree.ElementTree as ElementTree
 
+import pytest
+
 from trelvik.board import BUS_LOST, PREFIX
-from trelvik.bus import MANAGER, NAME
+from trelvik.bus import COMMON, MANAGER, NAME, REDUNDANCY
+from trelvik.users import GROUP, as_member, as_root, as_stranger, run_as, set_groups, start_as
 
 DENIED = "org.freedesktop.DBus.Error.AccessDenied"
-STRANGER = 65534
+OTN_GROUP = f"otn:x:{GROUP}:"
 CLIENT = """
 import sys
-from jeepney import DBusAddress, HeaderFields, MessageType, new_method_call
+from jeepney import DBusAddress, HeaderFields, MessageType, message_bus, new_method_call, new_signal
 from jeepney.io.blocking import open_dbus_connection
-address, name, path, interface, member, signature, *body = sys.argv[1:]
+address, kind, name, path, interface, member, signature, *body = sys.argv[1:]
 connection = open_dbus_connection(bus=address)
 values = tuple(int(value) if kind in "iu" else value for kind, value in zip(signature, body))
-message = new_method_call(DBusAddress(path, name, interface), member, signature or None, values)
-reply = connection.send_and_get_reply(message, timeout=10)
+if kind == "signal":
+    message = new_signal(DBusAddress(path, None, interface), member, signature or None, values)
+    if name:
+        message.header.fields[HeaderFields.destination] = name
+else:
+    message = new_method_call(DBusAddress(path, name, interface), member, signature or None, values)
+serial = next(connection.outgoing_serial)
+connection.send(message, serial=serial)
+# A signal has no reply, but a refusal; it comes before the answer to what is asked behind the signal.
+last = serial
+if kind == "signal":
+    last = next(connection.outgoing_serial)
+    connection.send(message_bus.GetId(), serial=last)
+while True:
+    reply = connection.receive(timeout=10)
+    answered = reply.header.fields.get(HeaderFields.reply_serial)
+    if answered == serial or answered == last:
+        break
 failed = reply.header.message_type == MessageType.error
-print(reply.header.fields[HeaderFields.error_name] if failed else "ok", *(() if failed else reply.body))
+print(reply.header.fields[HeaderFields.error_name] if failed else "ok",
+      *(() if failed or kind == "signal" else reply.body))
+"""
+
+LISTENER = """
+import sys
+from jeepney import MatchRule, message_bus
+from jeepney.io.blocking import Proxy, open_dbus_connection
+address, member = sys.argv[1:]
+connection = open_dbus_connection(bus=address)
+rule = MatchRule(type="signal", member=member)
+Proxy(message_bus, connection).AddMatch(rule)
+with connection.filter(rule) as queue:
+    print("listening", flush=True)
+    print(*connection.recv_until_filtered(queue, timeout=10).body)
 """
 
 
-def call_as(board, options, name, path, interface, member, signature="", *body):
-    """What a process of another user gets: an error's name, or "ok" and the reply."""
-    done = subprocess.run(
-        ["setpriv", *options, sys.executable, "-c", CLIENT, board.bus_address, name, path, interface, member,
-         signature, *map(str, body)], check=True, capture_output=True, text=True, timeout=30)
-    return done.stdout.strip()
+def act_as(board, options, kind, name, where, member, signature="", *body):
+    """What a process of another user gets for a call or a signal: an error's name, or "ok" and the reply."""
+    return run_as(options, CLIENT, board.bus_address, kind, name, *where, member, signature, *body)
 
 
-def as_stranger():
-    return [f"--reuid={STRANGER}", f"--regid={STRANGER}", "--clear-groups"]
+def get_trace_level(board, options, name=NAME):
+    return act_as(board, options, "call", name, COMMON, "get_trace_level")
 
 
-def get_trace_level(board, options):
-    return call_as(board, options, NAME, "/otn/Trelvik/ob_common", "otn.OBcommon_1_0", "get_trace_level")
+def signal(board, options, name):
+    return act_as(board, options, "signal", name, REDUNDANCY, "setRedundantState", "i", 2)
 
 
 def request_name(board, options, name):
-    return call_as(board, options, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-                   "RequestName", "su", name, 4)
+    return act_as(board, options, "call", "org.freedesktop.DBus", ("/org/freedesktop/DBus", "org.freedesktop.DBus"),
+                  "RequestName", "su", name, 4)
 
 
-def set_groups(*lines):
-    os.unlink("/etc/group")  # in the sandbox, a link to the machine's
-    with open("/etc/group", "w", encoding="ascii") as groups:
-        groups.write("".join(line + "\n" for line in ("root:x:0:", *lines)))
+def name_owner(board):
+    """A peer in the daemon's place, which shows what gets through; its well-known and its unique name."""
+    set_groups(OTN_GROUP)
+    owner = board.peer()
+    owner.request_name(NAME)
+    owner.serve("get_trace_level", ("i", (6,)))
+    return owner, (NAME, owner.unique_name)
 
 
 def test_strangers_may_not_call(board):
     board.connected()
     assert get_trace_level(board, as_stranger()) == DENIED
-    assert get_trace_level(board, ["--reuid=0"]) == "ok 6"
+    assert get_trace_level(board, as_stranger(), board.bus.owner_of(NAME)) == DENIED
+    assert get_trace_level(board, as_root()) == "ok 6"
     assert not board.log.find("[NOTICE] SrvCommon:44 *")[1:]
 
 
@@ -60,26 +92,62 @@ def test_strangers_may_not_own_the_names(board):
     board.start_bus()
     for name in (NAME, MANAGER):
         assert request_name(board, as_stranger(), name) == DENIED
-        assert request_name(board, ["--reuid=0"], name) == "ok 1"
+        assert request_name(board, as_root(), name) == "ok 1"
 
 
 def test_group_otn_may_call_but_not_own(board):
-    group = 4711
-    set_groups(f"otn:x:{group}:")
-    options = [f"--reuid={STRANGER}", f"--regid={STRANGER}", f"--groups={group}"]
+    set_groups(OTN_GROUP)
     board.connected()
-    assert get_trace_level(board, options) == "ok 6"
+    assert get_trace_level(board, as_member()) == "ok 6"
     assert get_trace_level(board, as_stranger()) == DENIED
-    assert request_name(board, options, NAME) == DENIED
-    assert request_name(board, options, MANAGER) == DENIED
-    assert call_as(board, options, MANAGER, "/otn/redundancyManager/redundant_state_signal",
-                   "otn.OBredundantInfo_1_0", "getRedundantState") != "ok"
+    assert request_name(board, as_member(), NAME) == DENIED
+    assert request_name(board, as_member(), MANAGER) == DENIED
+    assert act_as(board, as_member(), "call", MANAGER, REDUNDANCY, "getRedundantState") != "ok"
+
+
+def test_strangers_messages_do_not_arrive(board):
+    owner, names = name_owner(board)
+    for name in names:
+        assert get_trace_level(board, as_stranger(), name) == DENIED
+        assert signal(board, as_stranger(), name) == DENIED
+    owner.bus("GetId")
+    assert owner.served == []
+    assert "setRedundantState" not in owner.order
+
+
+@pytest.mark.parametrize("options", [as_member(), as_root()])
+def test_messages_of_root_and_group_otn_arrive(board, options):
+    owner, names = name_owner(board)
+    for count, name in enumerate(names, 1):
+        assert get_trace_level(board, options, name) == "ok 6"
+        assert signal(board, options, name) == "ok"
+        assert owner.wait_signal("setRedundantState", count)[0] == (2,)
+
+
+def test_strangers_broadcasts_do_not_arrive(board):
+    owner, _ = name_owner(board)
+    owner.subscribe("setRedundantState")
+    witness = board.peer()
+    witness.subscribe("setRedundantState")
+    assert signal(board, as_stranger(), "") == "ok"
+    assert witness.wait_signal("setRedundantState")[0] == (2,)
+    owner.bus("GetId")
+    assert "setRedundantState" not in owner.order
+
+
+def test_strangers_hear_the_daemons_signals(board):
+    owner, _ = name_owner(board)
+    with start_as(as_stranger(), LISTENER, board.bus_address, "issStatusChange") as listener:
+        assert listener.stdout.readline() == "listening\n"
+        owner.signal(("/otn/Trelvik/IssSetLanWanAsync", "otn.OBsetPortParams_1_0"), "issStatusChange", "b", True)
+        assert listener.stdout.readline() == "True\n"
 
 
 def test_policy_loads_without_the_group(board):
     set_groups()
     board.connected()
     board.alive()
+    assert get_trace_level(board, as_stranger()) == DENIED
 
 
 def test_every_send_rule_names_its_destination(board):
@@ -89,7 +157,7 @@ def test_every_send_rule_names_its_destination(board):
     for rule in rules:
         assert "send_destination" in rule.attrib or set(rule.attrib) == {"own"}, rule.attrib
     assert {tuple(part.attrib.items()) for part in policy.getroot().iter("policy")} == {
-        (("user", "root"),), (("group", "otn"),)}
+        (("context", "default"),), (("user", "root"),), (("group", "otn"),)}
 
 
 def test_lost_bus_ends_the_daemon_in_order(board):

@@ -31,13 +31,19 @@ def need_others():
         pytest.skip("this sandbox has one user: run the tests as root, or this one proves nothing")
 
 
+def start_as(options, script, *arguments):
+    """Starts a Python script of another user; what it prints can be read as it comes."""
+    need_others()
+    return subprocess.Popen(["setpriv", *options, sys.executable, "-c", script, *map(str, arguments)],
+                            stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+
+
 def run_as(options, script, *arguments):
     """What a Python script of another user prints; it must end well."""
-    need_others()
-    done = subprocess.run(["setpriv", *options, sys.executable, "-c", script, *map(str, arguments)],
-                          check=False, capture_output=True, text=True, timeout=30)
-    assert done.returncode == 0, done.stderr
-    return done.stdout.strip()
+    with start_as(options, script, *arguments) as process:
+        output, errors = process.communicate(timeout=30)
+    assert process.returncode == 0, errors
+    return output.strip()
 
 
 def set_groups(*lines):
