@@ -1,0 +1,78 @@
+"""What an installation leaves behind beside the programs, and what systemd makes of it."""
+import filecmp
+import os
+import re
+import shutil
+import subprocess
+
+import pytest
+
+from trelvik.board import PREFIX, REPO
+
+UNIT = "lib/systemd/system/trelvik.service"
+SYSCTL = "lib/sysctl.d/60-trelvik.conf"
+SETTINGS = os.path.join(REPO, "packaging", "default", "trelvik")
+"""The source: an installation keeps what an earlier one has left."""
+
+
+def installed(name):
+    return os.path.join(PREFIX, name)
+
+
+def read(name):
+    with open(installed(name), encoding="ascii") as text:
+        return text.read()
+
+
+def settings(text):
+    """The lines of a file of settings, comments aside, and the settings that a comment shows."""
+    lines = text.splitlines()
+    return ([line for line in lines if line and not line.startswith("#")],
+            [line[1:] for line in lines if re.match(r"#[A-Za-z_]+=", line)])
+
+
+def test_sysctls_are_known_to_the_kernel_and_right():
+    lines = [line for line in read(SYSCTL).splitlines() if line and not line.startswith("#")]
+    values = dict(re.fullmatch(r"([a-z0-9_.]+) = (\S+)", line).groups() for line in lines)
+    assert values == {"net.ipv4.ip_local_reserved_ports": "8000", "fs.protected_symlinks": "1",
+                      "fs.protected_hardlinks": "1", "fs.protected_fifos": "2", "fs.protected_regular": "2"}
+    for name in values:
+        assert os.path.exists("/proc/sys/" + name.replace(".", "/")), name
+
+
+def test_settings_are_shown_and_none_is_made():
+    with open(SETTINGS, encoding="ascii") as text:
+        made, shown = settings(text.read())
+    assert made == []
+    assert {line.split("=")[0] for line in shown} >= {"ethaddr_first", "TRELVIK_OPTIONS", "BOARD_NAME",
+                                                      "DBUS_SYSTEM_BUS_ADDRESS"}
+
+
+def install(tmp_path, prefix, destdir=""):
+    """Installs what packaging holds once more, from a copy: the installation makes the unit beside its script."""
+    build = os.path.join(os.path.dirname(PREFIX), "packaging")
+    copy = tmp_path / "build"
+    shutil.copytree(build, copy, dirs_exist_ok=True)
+    script = copy / "cmake_install.cmake"
+    script.write_text(script.read_text().replace(build, str(copy)))
+    subprocess.run(["cmake", f"-DCMAKE_INSTALL_PREFIX={prefix}", "-P", str(script)], check=True, cwd=tmp_path,
+                   env={**os.environ, "DESTDIR": destdir}, capture_output=True)
+
+
+@pytest.mark.parametrize("prefix, place", [("/opt/trelvik", "/opt/trelvik/etc/default/trelvik"),
+                                           ("/usr", "/etc/default/trelvik")])
+def test_settings_are_installed_and_not_overwritten(tmp_path, prefix, place):
+    destdir = str(tmp_path / "root")
+    install(tmp_path, prefix, destdir)
+    assert filecmp.cmp(destdir + place, SETTINGS, shallow=False)
+    with open(destdir + place, "w", encoding="ascii") as own:
+        own.write("BOARD_NAME=MINE\n")
+    install(tmp_path, prefix, destdir)
+    with open(destdir + place, encoding="ascii") as text:
+        assert text.read() == "BOARD_NAME=MINE\n"
+
+
+def test_unit_names_the_daemon_for_a_relative_prefix(tmp_path):
+    install(tmp_path, "here")
+    with open(tmp_path / "here" / UNIT, encoding="ascii") as unit:
+        assert f"\nExecStart={tmp_path}/here/sbin/Trelvik " in unit.read()
