@@ -10,6 +10,7 @@ import pytest
 from trelvik.board import PREFIX, REPO
 
 UNIT = "lib/systemd/system/trelvik.service"
+APART = "lib/trelvik/trelvik.service.d/iss-apart.conf"
 SYSCTL = "lib/sysctl.d/60-trelvik.conf"
 SETTINGS = os.path.join(REPO, "packaging", "default", "trelvik")
 """The source: an installation keeps what an earlier one has left."""
@@ -24,11 +25,47 @@ def read(name):
         return text.read()
 
 
+def unit_in(directory, *drop_ins):
+    """A copy of the installed unit, with these drop-ins."""
+    unit = shutil.copy(installed(UNIT), directory)
+    os.mkdir(unit + ".d")
+    for drop_in in drop_ins:
+        shutil.copy(installed(drop_in), unit + ".d")
+    return unit
+
+
+def analyze(*arguments):
+    done = subprocess.run(["systemd-analyze", *arguments], check=False, capture_output=True, text=True, timeout=30)
+    return done.returncode, done.stdout + done.stderr
+
+
+def exposure(unit):
+    _, text = analyze("security", "--offline=true", unit)
+    return float(re.search(r"Overall exposure level for trelvik\.service: ([0-9.]+)", text)[1])
+
+
 def settings(text):
     """The lines of a file of settings, comments aside, and the settings that a comment shows."""
     lines = text.splitlines()
     return ([line for line in lines if line and not line.startswith("#")],
             [line[1:] for line in lines if re.match(r"#[A-Za-z_]+=", line)])
+
+
+@pytest.mark.parametrize("drop_ins", [(), (APART,)])
+def test_systemd_finds_no_fault_in_the_unit(tmp_path, drop_ins):
+    assert analyze("verify", unit_in(tmp_path, *drop_ins)) == (0, "")
+
+
+def test_unit_shows_less_than_an_open_one(tmp_path):
+    assert exposure(unit_in(tmp_path)) <= 8.5
+
+
+def test_unit_without_iss_is_hardly_exposed(tmp_path):
+    assert exposure(unit_in(tmp_path, APART)) < 4
+
+
+def test_drop_in_does_not_work_unasked():
+    assert not os.path.exists(installed(UNIT + ".d"))
 
 
 def test_sysctls_are_known_to_the_kernel_and_right():
@@ -76,3 +113,13 @@ def test_unit_names_the_daemon_for_a_relative_prefix(tmp_path):
     install(tmp_path, "here")
     with open(tmp_path / "here" / UNIT, encoding="ascii") as unit:
         assert f"\nExecStart={tmp_path}/here/sbin/Trelvik " in unit.read()
+
+
+def test_documents_tell_each_directive_that_is_missing(tmp_path):
+    """Whatever systemd still finds open with the drop-in has its reason in the documents."""
+    _, text = analyze("security", "--offline=true", unit_in(tmp_path, APART))
+    missing = [line.split()[1].split("=")[0] for line in text.splitlines() if line.startswith("✗")]
+    assert missing
+    with open(os.path.join(REPO, "docs", "hardening.md"), encoding="utf-8") as document:
+        reasons = document.read().split("## What is missing")[1]
+    assert not [name for name in missing if name.split("/")[0] not in reasons]
