@@ -10,7 +10,8 @@ from trelvik.users import STRANGER, as_stranger, run_as
 SCRIPT = "/tmp/SetVlanPort5_0"
 OVERFLOW = "[ERROR] SrvIss:* (run_iss_script_thread) - Buffer overflow, message lost!\n"
 NOT_CREATED = "[ERROR] SrvIss:* (CreateOPSFile) - Unable to create OPS file!!\n"
-NOT_WRITTEN = "[WARNING] SrvIss:* (CreateOPSFile) - Script {} not written ({}): ISS gets an empty message in its place\n"
+NOT_WRITTEN = ("[WARNING] SrvIss:* (CreateOPSFile) - Script {} not written ({}): "
+               "ISS gets an empty message in its place\n")
 
 
 def set_up_5(board):

@@ -24,7 +24,7 @@ def as_root():
 
 
 def need_others():
-    """Ends the test where the sandbox has one user only. ctest counts it as not run, which scripts/test forgives not."""
+    """Ends the test where the sandbox has one user only: it then counts as not run, and so does not pass unseen."""
     with open("/proc/self/uid_map", encoding="ascii") as lines:
         ranges = [tuple(map(int, line.split())) for line in lines]
     if not any(first <= STRANGER < first + count for first, _, count in ranges):

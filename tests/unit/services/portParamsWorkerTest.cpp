@@ -19,7 +19,6 @@
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 constexpr uint32_t port = 5;
 
