@@ -1,10 +1,12 @@
 #include "frame/routeAnswer.h"
 
 #include "frame/slotReply.h"
+#include "frame/slotText.h"
 #include "link/CriticalActivity.h"
 #include "link/MsgArray.h"
 #include "link/SrvDbg.h"
 #include "message/MsgHandle.h"
+#include "printable.h"
 #include "trace.h"
 
 #define LOG_HERE(LEVEL, line, format, ...) \
@@ -16,27 +18,35 @@ bool isLast(const MsgArrayEntry& slot) {
   return slot.msgNo == slot.msgCount;
 }
 
-bool refused(const OtnIpcMsg& answer, const char* event) {
+/// The reply will not say it, so the log does.
+void tellRefusal(const MsgArrayEntry& slot, const OtnIpcMsg& answer, const char* whoIsNotTold) {
+  LOG_HERE(WARNING, __LINE__, "ISS refused %s: \"%s\"%s", slotText(slot).text,
+           Printable(fieldText(answer.errorString)).c_str(), whoIsNotTold);
+}
+
+/// True when ISS refused the message of a bus caller, which is then told to the log and to the monitor.
+bool refused(const MsgArrayEntry& slot, const OtnIpcMsg& answer, const char* event) {
   if (!IsOpsError(answer)) return false;
+  tellRefusal(slot, answer, "; its caller's reply does not show it");
   reportCriticalEvent(event);
   return true;
 }
 
 void answerPortParams(MsgArrayEntry& slot, const OtnIpcMsg& answer) {
-  if (!refused(answer, "OPS REPORTED ERROR IN REPLY MESSAGE!\n") && IsCreateMgmtTunnelPacket(answer))
+  if (!refused(slot, answer, "OPS REPORTED ERROR IN REPLY MESSAGE!\n") && IsCreateMgmtTunnelPacket(answer))
     StoreDcnTunnelIds(answer);
   LOG_HERE(DEBUG3, 473, "Sending reply msg to OTNBus\n");
   replyPortParams(slot, isLast(slot));
 }
 
 void answerSyncE(MsgArrayEntry& slot, const OtnIpcMsg& answer) {
-  refused(answer, "OPS REPORTED ERROR IN SYNCE REPLY MESSAGE!\n");
+  refused(slot, answer, "OPS REPORTED ERROR IN SYNCE REPLY MESSAGE!\n");
   LOG_HERE(DEBUG3, 499, "Sending reply msg to OTNBus\n");
   replySyncE(slot, isLast(slot));
 }
 
 void answerIssMgr(MsgArrayEntry& slot, const OtnIpcMsg& answer) {
-  refused(answer, "OPS REPORTED ERROR IN ISSMGR REPLY MESSAGE!\n");
+  refused(slot, answer, "OPS REPORTED ERROR IN ISSMGR REPLY MESSAGE!\n");
   if (IsEtsFpIdPacket(answer)) StoreEtsFpIds(answer);
   if (IsMstFpIdPacket(answer)) StoreMstFpIds(answer);
   LOG_HERE(DEBUG3, 534, "Sending reply msg to OTNBus\n");
@@ -46,15 +56,16 @@ void answerIssMgr(MsgArrayEntry& slot, const OtnIpcMsg& answer) {
 }
 
 void answerSmartSfp(MsgArrayEntry& slot, const OtnIpcMsg& answer) {
-  refused(answer, "OPS REPORTED ERROR IN SMARTSFP REPLY MESSAGE!\n");
+  refused(slot, answer, "OPS REPORTED ERROR IN SMARTSFP REPLY MESSAGE!\n");
   LOG_HERE(DEBUG3, 567, "Sending reply msg to OTNBus\n");
   replySmartSfp(slot, isLast(slot), ParseFpIdandPorts(answer));
 }
 
-void answerRedundancy(const OtnIpcMsg& answer) {
+void answerRedundancy(const MsgArrayEntry& slot, const OtnIpcMsg& answer) {
   LOG_HERE(DEBUG3, 589, "Redundancystate reply msg received from OPS\n");
   if (!IsOpsError(answer)) return;
   LOG_HERE(ERROR, 593, "OPS REPORTED ERROR IN REDUNDANCY REPLY MESSAGE!\n");
+  tellRefusal(slot, answer, "");
   reportCriticalEvent("OPS REPORTED ERROR IN REDUNDANCY REPLY MESSAGE!\n");
 }
 
@@ -85,7 +96,7 @@ bool routeAnswer(const OtnIpcMsg& answer, SrvDbg& debugSocket) {
       answerSmartSfp(slot, answer);
       break;
     case MsgSource::Redundancy:
-      answerRedundancy(answer);
+      answerRedundancy(slot, answer);
       break;
     default:
       return false;

@@ -141,6 +141,7 @@ def test_flush_alone(board, rule_type, action):
 
 
 def test_error_of_ops_is_reported_and_the_reply_goes_out(board):
+    board.expect_refused()
     board.up()
     carried_out(board, Rule(MST_TOPO_LAN, CREATE), lan_rule(1), ids=(61, 62), error="Error\r\n")
     board.cam.wait_report("OPS REPORTED ERROR IN ISSMGR REPLY MESSAGE!\n")

@@ -103,6 +103,7 @@ def test_answer_of_another_request_is_matched_by_order(board):
 
 
 def test_error_texts_of_any_length_are_reported(board):
+    board.expect_refused()
     faults = ["error-length 0", "error-length 1", "error-length 499", "error-length 500 no-nul",
               "error-length 3 no-nul"]
     texts = ["", "e", "e" * 499, "e" * 500, "eee" + "~" * 497]
@@ -117,12 +118,14 @@ def test_error_texts_of_any_length_are_reported(board):
 
 
 def test_success_without_its_line_end_is_an_error(board):
+    board.expect_refused()
     ready(board, f'answer {PROBE} errorString="No Error"')
     assert answered(probe(board))
     board.cam.wait_report(REPORT)
 
 
 def test_first_piece_of_a_split_answer_counts_as_the_answer(board):
+    board.expect_refused()
     board.expect_log(UNEXPECTED)
     ready(board, f"fault {PROBE} times 1 split 6412 pause 300ms")
     assert answered(probe(board))
@@ -133,6 +136,7 @@ def test_first_piece_of_a_split_answer_counts_as_the_answer(board):
 
 
 def test_answer_in_many_pieces_is_as_many_messages(board):
+    board.expect_refused()
     board.expect_log(UNEXPECTED)
     ready(board, f"fault {PROBE} times 1 split 1000 pause 100ms", level=9)
     since = board.log.mark()
@@ -167,6 +171,7 @@ def test_close_before_an_answer_leaves_the_request_outstanding(board):
 
 
 def test_close_within_an_answer_delivers_the_part(board):
+    board.expect_refused()
     iss = ready(board, f"fault {PROBE} times 1 close within 100")
     assert answered(probe(board))
     board.cam.wait_report(REPORT)

@@ -142,6 +142,7 @@ def test_restart_under_load(board):
 
 def test_hostile_iss(board):
     board.expect_log("[ERROR] main:624 (main) - unexpected message received from OPS\n")
+    board.expect_refused()
     iss = play(board, "hostile-iss.sim")
     board.wait_file(READY_MARKER)
     calls = []

@@ -126,6 +126,7 @@ def test_set_up_port_is_reported_down_and_up(board):
 
 
 def test_refused_script_tells_line_command_and_reason(board):
+    board.expect_refused('*: "Script line 2: "vlan 5000": no VLAN id, 1 to 4094"*')
     up(board)
     board.bus.set_port_params(1, 5, ac_vlan=5000).reply()
     board.cam.wait_report("OPS REPORTED ERROR IN REPLY MESSAGE!\n")

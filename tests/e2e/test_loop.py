@@ -245,6 +245,7 @@ def test_every_answer_type_is_routed(board):
 
 
 def test_error_answer_is_reported_and_still_answered(board):
+    board.expect_refused()
     board.up()
     for count, error in enumerate(("Error\r\n", "", "No Error", "No Error\r\n ", "x" * 500), 1):
         call = board.bus.set_port_params(3, 1, extra1=count)

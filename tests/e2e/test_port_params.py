@@ -217,6 +217,7 @@ def test_ids_of_the_last_set_up_count(board):
 
 
 def test_error_answer_stores_no_ids(board):
+    board.expect_refused()
     board.up()
     set_up(board, 5, index=0, ids=(11, 12, 13, 14), error="Error\r\n")
     board.cam.wait_report("OPS REPORTED ERROR IN REPLY MESSAGE!\n")
@@ -296,6 +297,7 @@ def test_unknown_action_is_told_and_answered_at_once(board, action):
 def test_script_that_cannot_be_created_is_a_zero_record(board):
     board.expect_log("[ERROR] SrvIss:* (CreateOPSFile) - Unable to create OPS file!!\n")
     board.expect_log("[WARNING] SrvIss:* (CreateOPSFile) - Script /tmp/SetVlanPort5_0 not written (Is a directory): *")
+    board.expect_refused("IssSetLanWanAsync (source 1) message 1 of 2, InvalidMsgType [0], port 5, set up [1]: *")
     os.mkdir("/tmp/SetVlanPort5_0")
     board.up()
     call = board.bus.set_port_params(SET_UP, 5)

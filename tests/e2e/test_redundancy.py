@@ -91,6 +91,7 @@ def test_full_ring_loses_the_signal(board):
 
 def test_error_answer_is_logged_and_reported(board):
     board.expect_log("[ERROR] main:593 (main) - " + OPS_ERROR)
+    board.expect_refused()
     manager = manager_of(board)
     board.up()
     manager.set_redundant_state(2)

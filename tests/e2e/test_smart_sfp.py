@@ -159,6 +159,7 @@ def test_batch_behind_the_reader_is_answered_at_once(board):
 
 
 def test_error_of_ops_is_reported_and_the_reply_goes_out(board):
+    board.expect_refused()
     board.up()
     carried_out(board, request(1, 0), rule(1), PORTS, fp_id=61, error="Error\r\n")
     board.cam.wait_report("OPS REPORTED ERROR IN SMARTSFP REPLY MESSAGE!\n")

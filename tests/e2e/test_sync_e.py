@@ -111,6 +111,7 @@ def test_batch_behind_the_reader_is_answered_at_once(board):
 
 
 def test_error_of_ops_is_reported_and_the_reply_goes_out(board):
+    board.expect_refused()
     board.up()
     call = call_of(board, request(2, 1, 1))
     serve(board, trap_rule(), error="Error\r\n")

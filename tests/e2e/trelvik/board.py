@@ -264,6 +264,10 @@ class Board:
         """Announces lines of WARNING or worse that fit; at least one must come."""
         self._announced.append(pattern)
 
+    def expect_refused(self, what="*"):
+        """Announces that ISS refuses messages, and that the log tells which."""
+        self.expect_log(f"[WARNING] main:* (main) - ISS refused {what}")
+
     def expect_stderr(self, pattern):
         self._announced_stderr.append(pattern)
 

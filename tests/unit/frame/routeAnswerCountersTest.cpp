@@ -54,6 +54,11 @@ TEST_F(CountersAnswer, IsLoggedAndConsumedAlsoWhenItIsAnError) {
                                               CountersRequest::readCounters, ops::Counters{}});
   forget();
   EXPECT_TRUE(route("No such interface\r\n"));
+  EXPECT_THAT(unnumbered(),
+              ::testing::Contains(line("WARNING",
+                                       "ISS refused IssGetParams (source 1) message 1 of 1, "
+                                       "GET_INTERFACE_RECEPTION_AND_TRANSMISSION_COUNTERS [17], interface 0: "
+                                       "\"No such interface\"; its caller's reply does not show it")));
   EXPECT_EQ(unnumbered().back(), line("ERROR", "no service to send the reply of this answer, source 1"));
   EXPECT_EQ(readpointer, 1);
   EXPECT_THAT(FakeBus::released(), ElementsAre(71U));

@@ -128,8 +128,12 @@ TEST_F(OtherAnswers, OfSyncEWithAnErrorAreRepliedAllTheSame) {
   queueSyncE(1, 1, FakeBus::call(62));
   EXPECT_TRUE(route({word(0, 14), {6412, "Failed\r\n"}}));
   expectSyncEReply(62);
-  EXPECT_THAT(lines(), ElementsAre(syncESource, syncEToBus, syncEOverBus))
-      << "the error goes to the monitor only";
+  EXPECT_EQ(lines().size(), 4U);
+  EXPECT_EQ(unnumbered()[1],
+            loggedAnywhere("WARNING", "main", "main",
+                           "ISS refused IssSetSyncEAsync (source 3) message 1 of 1, INTERESTED_PACKET_IND "
+                           "[10], enableFilter 101, slot 102, enableClk 103, sendPdu 106: \"Failed\"; its "
+                           "caller's reply does not show it"));
 }
 
 TEST_F(OtherAnswers, OfSyncEWithoutAServiceAreLoggedAndConsumed) {
@@ -224,6 +228,11 @@ TEST_F(OtherAnswers, OfSmartSfpWithAnErrorAreKeptAndRepliedAllTheSame) {
   EXPECT_TRUE(route(filter(0xFFFFFFFF, "Failed\r\n")));
   EXPECT_EQ(smartSfp().fpId(), -1);
   expectSmartSfpReply(70, 0x8000004);
+  EXPECT_THAT(unnumbered(), ::testing::Contains(loggedAnywhere(
+                                "WARNING", "main", "main",
+                                "ISS refused IssSetSmartSfpAsync (source 5) message 1 of 1, "
+                                "INTERESTED_PACKET_IND [10], enableFilter 101, action 110, sendOutPDU 111, "
+                                "pbmp 0x70: \"Failed\"; its caller's reply does not show it")));
   EXPECT_EQ(lines().back(), smartSfpSent);
 }
 

@@ -174,6 +174,12 @@ TEST_F(RuleAnswers, WithAnErrorAreKeptAndRepliedAllTheSame) {
   expectOneReply(65, 71, 72);
   EXPECT_EQ(service().mstpLanFpId(), 71U);
   EXPECT_THAT(lines(), Contains(overBus));
+  EXPECT_THAT(
+      unnumbered(),
+      Contains(loggedAnywhere("WARNING", "main", "main",
+                              "ISS refused IssSetIssMgrAsync (source 4) message 1 of 1, "
+                              "INTERESTED_PACKET_IND [10], UnknownRuleType [101], UnknownL2cpRuleAction "
+                              "[102], vpn 106, vlan 109: \"Failed\"; its caller's reply does not show it")));
 }
 
 TEST_F(RuleAnswers, WithoutAStubAreConsumedAndTheCallReleased) {
