@@ -39,6 +39,15 @@ bool parseOptions(int argc, char* argv[]) {
   return noAcPort;
 }
 
+/// Such a board is one without "CSM" in its name: an operator who expected another is told.
+void tellMissingName(const boardUtils& board) {
+  if (getenv("BOARD_NAME") == nullptr && board.getName().empty())
+    LOG_HERE(
+        NOTICE, __LINE__,
+        "the board has no name, so it is not handled as a \"CSM\" board; set BOARD_NAME where the hardware "
+        "does not tell");
+}
+
 /// The sender tests `running` and then waits: a signal in between is lost, so it is repeated.
 void joinWaking(pthread_t thread) {
   for (;;) {
@@ -102,6 +111,7 @@ int main(int argc, char* argv[]) {
   if (g_traceObject == nullptr) g_traceObject = new TraceObject("Trelvik", startTraceLevel);
   bool noAcPort = parseOptions(argc, argv);
   readMacAddress(getenv("ethaddr_first"));
+  tellMissingName(board);
   resetRing();
 
   Threads threads{};

@@ -4,13 +4,36 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <string_view>
 
+#include "printable.h"
 #include "trace.h"
 
 uint8_t macAddr[6];
 
-void readMacAddress(const char* text) {
-  if (text == nullptr) return;
+namespace {
+
+bool isHexDigit(char c) {
+  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+}
+
+/// Six hexadecimal bytes of one or two digits, separated by colons, and nothing else.
+bool isMacAddress(std::string_view text) {
+  size_t bytes = 0;
+  size_t digits = 0;
+  for (const char c : text) {
+    if (c == ':' && digits > 0) {
+      digits = 0;
+    } else if (isHexDigit(c) && digits < 2) {
+      if (digits++ == 0) ++bytes;
+    } else {
+      return false;
+    }
+  }
+  return bytes == sizeof macAddr && digits > 0;
+}
+
+void storeBytes(const char* text) {
   std::string copy(text);
   char* rest = nullptr;
   size_t byte = 0;
@@ -21,4 +44,18 @@ void readMacAddress(const char* text) {
     if (errno != 0) TRACE(NOTICE, "main", 155, "main", "not able to find mac: %s", strerror(errno));
     if (byte < sizeof macAddr) macAddr[byte++] = static_cast<uint8_t>(value);
   }
+}
+
+}  // namespace
+
+void readMacAddress(const char* text) {
+  if (text != nullptr) storeBytes(text);
+  if (text != nullptr && isMacAddress(text)) return;
+  TRACE(WARNING, "main", __LINE__, "main",
+        "ethaddr_first %s%s%s: the board's MAC address is taken as %02x:%02x:%02x:%02x:%02x:%02x; set it to "
+        "six "
+        "hexadecimal bytes such as 00:1a:2b:3c:4d:5e",
+        text != nullptr ? "is not a MAC address (\"" : "is not set",
+        Printable(text != nullptr ? text : "").c_str(), text != nullptr ? "\")" : "", macAddr[0], macAddr[1],
+        macAddr[2], macAddr[3], macAddr[4], macAddr[5]);
 }

@@ -14,6 +14,10 @@ ASK_STATE = ("[INFO] SrvRedundancy:* (register_interface) - ask current status t
 SENDER_THREAD = "[INFO] main:717 (iss_comm) - Started thread: message handling to OPS\n"
 DEBUG_SOCKET = "[INFO] SrvDbg:50 (StartUdpServer) - Debug socket up [fd=*]\n"
 NOT_ON_THE_BUS = "[WARNING] otnbus:* - Component Trelvik is not on the bus yet, trying again: *"
+NO_MAC = ("[WARNING] main:* (main) - ethaddr_first {}: the board's MAC address is taken as {}; set it to six "
+          "hexadecimal bytes such as 00:1a:2b:3c:4d:5e")
+NO_NAME = ('[NOTICE] main:* (main) - the board has no name, so it is not handled as a "CSM" board; set BOARD_NAME '
+           "where the hardware does not tell")
 BAD_MAC = "[NOTICE] main:155 (main) - not able to find mac: Numerical result out of range"
 
 
@@ -65,19 +69,35 @@ def test_mac_address_is_read_in_order(board):
 
 
 def test_mac_address_unset_stays_zero(board):
+    board.expect_log(NO_MAC.format("is not set", "00:00:00:00:00:00"))
     board.up(mac=None)
     assert source_mac(board) == bytes(6)
 
 
 def test_mac_token_out_of_range_is_stored_all_the_same(board):
+    board.expect_log(NO_MAC.format('is not a MAC address ("01:ffffffffffffffffff:03:04:05:06")',
+                                   "01:ff:03:04:05:06"))
     board.up(mac="01:ffffffffffffffffff:03:04:05:06")
     board.log.wait(BAD_MAC)
     assert source_mac(board) == bytes.fromhex("01ff03040506")
 
 
 def test_mac_tokens_beyond_the_sixth_do_no_harm(board):
+    board.expect_log(NO_MAC.format('is not a MAC address ("10:11:*...")', "10:11:12:13:14:15"))
     board.up(mac=":".join(f"{byte:02x}" for byte in range(0x10, 0x40)))
     assert source_mac(board) == bytes.fromhex("101112131415")
+
+
+def test_board_without_a_name_from_any_source_is_told(board):
+    board.connected(name=None)
+    named_by_hardware = any(os.path.exists(path) and open(path, "rb").read().strip(b"\0\r\n\t ")
+                            for path in ("/proc/device-tree/model", "/sys/class/dmi/id/board_name"))
+    assert len(board.log.find(NO_NAME)) == (0 if named_by_hardware else 1)
+
+
+def test_name_that_is_set_to_nothing_is_not_missing(board):
+    board.connected(name="")
+    assert not board.log.find(NO_NAME)
 
 
 def test_without_monitor_device_the_daemon_runs(board):
