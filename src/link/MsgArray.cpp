@@ -6,6 +6,7 @@ Relaxed<int32_t> writepointer;
 Relaxed<int32_t> IssProcessing;
 Relaxed<int32_t> issReady;
 bool answerOutstanding;
+std::chrono::steady_clock::time_point answerSentAt;
 pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
 pthread_cond_t cond = PTHREAD_COND_INITIALIZER;
 pthread_cond_t cond2 = PTHREAD_COND_INITIALIZER;
@@ -16,6 +17,7 @@ void resetRing() {
   IssProcessing = 0;
   issReady = 0;
   answerOutstanding = false;
+  answerSentAt = {};
 }
 
 MsgArrayEntry& copyToSlot(const OtnIpcMsg& message) {

@@ -8,6 +8,7 @@
 
 #include <pthread.h>
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 
@@ -95,6 +96,8 @@ extern Relaxed<int32_t> IssProcessing;  ///< 1 while a sent message awaits its a
 extern Relaxed<int32_t> issReady;       ///< non-zero once ISS has finished starting
 /// True from a message's sending until its answer is routed, whatever else OPS sends meanwhile.
 extern bool answerOutstanding;
+/// When the message with OPS was sent, or its sending began; tells it from every other.
+extern std::chrono::steady_clock::time_point answerSentAt;
 extern pthread_mutex_t mutex;
 extern pthread_cond_t cond;   ///< a message may be ready to send; the sender waits on it
 extern pthread_cond_t cond2;  ///< OPS has answered; the sender waits on it
@@ -116,6 +119,11 @@ constexpr Admission admit(int32_t write, int32_t read, int32_t n) {
 
 constexpr int32_t nextIndex(int32_t index) {
   return index + 1 == MsgArraySize ? 0 : index + 1;
+}
+
+/// Messages in the ring, the one with OPS included.
+constexpr int32_t slotsInUse(int32_t write, int32_t read) {
+  return write < read ? write + MsgArraySize - read : write - read;
 }
 
 /// Empties the ring; before any thread runs.

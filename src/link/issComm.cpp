@@ -26,17 +26,19 @@ bool sendNextSlot() {
   const MsgArrayEntry& slot = MsgArray[readpointer];
   TRACE(DEBUG3, "main", 733, "iss_comm", "iss thread: sending msg to OPS rp:%d wp:%d source:%d\n",
         static_cast<int>(readpointer), static_cast<int>(writepointer), static_cast<int>(slot.source));
+  answerSentAt = std::chrono::steady_clock::now();
   opsSocket.sentPacket(&slot.msg, sizeof slot.msg);
   TRACE(DEBUG3, "main", 735, "iss_comm", "Sending packet to OPS\n");
   IssProcessing = 1;
   answerOutstanding = true;
 
-  // Other messages of OPS clear the flag without a signal: only a routed answer, or the stop, goes on.
+  // Other messages of OPS clear the flag without a signal, and a wait may end without one: only a message
+  // that was consumed, or the stop, goes on. Otherwise the same message would be sent twice.
   do {
     pthread_cond_wait(&cond2, &mutex);
     TRACE(DEBUG3, "main", 741, "iss_comm", "iss thread: signal OPS msg ready received\n");
     if (stopped(743)) return false;
-  } while (IssProcessing == 1);
+  } while (IssProcessing == 1 || answerOutstanding);
 
   TRACE(DEBUG3, "main", 747, "iss_comm", "Received signal OPS is ready processing\n");
   TRACE(DEBUG3, "main", 748, "iss_comm", "iss thread: mutex unlock\n");

@@ -59,6 +59,14 @@ TEST(RingIndex, WrapsAfterTheLastSlot) {
   EXPECT_EQ(nextIndex(19), 0);
 }
 
+TEST(SlotsInUse, AreCountedAcrossTheWrap) {
+  EXPECT_EQ(slotsInUse(0, 0), 0);
+  EXPECT_EQ(slotsInUse(18, 0), 18);
+  EXPECT_EQ(slotsInUse(19, 2), 17);
+  EXPECT_EQ(slotsInUse(1, 2), 19);
+  EXPECT_EQ(slotsInUse(0, 19), 1);
+}
+
 using Ring = RingTest;
 
 TEST_F(Ring, CopiesTheWholeRecordToTheSlotAtTheWriteIndexOnly) {

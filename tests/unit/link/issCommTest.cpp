@@ -169,6 +169,33 @@ TEST_F(Sender, IsNotReleasedByASignalWhileTheFlagIsSet) {
   expectNext(2);
 }
 
+TEST_F(Sender, SendsNothingTwiceWhenItsWaitEndsWithoutAnAnswer) {
+  issReady = 1;
+  queue(1);
+  start();
+  expectNext(1);
+  ASSERT_TRUE(waitFor([] { return processing() == 1; }));
+  {
+    const Guard guard(&mutex);
+    IssProcessing = 0;
+  }
+  ASSERT_TRUE(wake(&cond2, wokenForAnswer, 1));
+  EXPECT_FALSE(m_peer.hasInput(50));
+  EXPECT_EQ(count(answerSeen), 0U);
+}
+
+TEST_F(Sender, KeepsWhenItSent) {
+  issReady = 1;
+  const auto before = std::chrono::steady_clock::now();
+  queue(1);
+  start();
+  expectNext(1);
+  const auto after = std::chrono::steady_clock::now();
+  const Guard guard(&mutex);
+  EXPECT_GE(answerSentAt, before);
+  EXPECT_LE(answerSentAt, after);
+}
+
 TEST_F(Sender, LogsEachStepOfAMessage) {
   issReady = 1;
   queue(1);
