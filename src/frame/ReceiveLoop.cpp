@@ -27,12 +27,13 @@ timespec toTimespec(LoopState::Duration duration) {
 }  // namespace
 
 ReceiveLoop::ReceiveLoop(CriticalActivity& mainActivity, CriticalActivity& opsActivity, SrvDbg& debugSocket,
-                         const boardUtils& board)
+                         const boardUtils& board, std::chrono::seconds answerLimit)
     : m_mainActivity(mainActivity),
       m_opsActivity(opsActivity),
       m_debugSocket(debugSocket),
       m_board(board),
-      m_waitMask(waitMask()) {}
+      m_waitMask(waitMask()),
+      m_answer(answerLimit, debugSocket) {}
 
 void ReceiveLoop::run() {
   m_debugSocket.getFd(m_inputs[debugInput].fd);
@@ -43,7 +44,7 @@ void ReceiveLoop::run() {
 }
 
 void ReceiveLoop::pass() {
-  const timespec limit = toTimespec(m_state.waitBegins(LoopState::Clock::now()));
+  const timespec limit = toTimespec(m_state.waitBegins(LoopState::Clock::now(), m_answer.lookAgain()));
   const int ready = waitForInput(limit);
   const int error = errno;
   if (running == 0) return;
@@ -65,6 +66,11 @@ void ReceiveLoop::pass() {
     case Pass::Reminder:
       break;
   }
+  watchAnswer();
+}
+
+void ReceiveLoop::watchAnswer() {
+  if (m_answer.look(LoopState::Clock::now())) connectionLost(isCsmBoard(m_board.getName()));
 }
 
 int ReceiveLoop::waitForInput(const timespec& limit) {
@@ -158,6 +164,7 @@ void ReceiveLoop::connectionLost(bool csmBoard) {
     // Before the descriptor is closed, so that the sender cannot write to one that is used anew.
     const Guard guard(&mutex);
     issReady = 0;
+    m_answer.connectionLost();
   }
   opsSocket.close();
   if (csmBoard) {

@@ -5,16 +5,19 @@
 #include <poll.h>
 #include <signal.h>
 
+#include <chrono>
+
 #include "OtnIpcMsg.h"
 #include "boardUtils.h"
 #include "frame/LoopState.h"
+#include "frame/OutstandingAnswer.h"
 #include "link/CriticalActivity.h"
 #include "link/SrvDbg.h"
 
 class ReceiveLoop {
  public:
   ReceiveLoop(CriticalActivity& mainActivity, CriticalActivity& opsActivity, SrvDbg& debugSocket,
-              const boardUtils& board);
+              const boardUtils& board, std::chrono::seconds answerLimit);
 
   /// Adds the debug socket, then loops until `running` is cleared. The first pass tries to connect at once.
   void run();
@@ -25,6 +28,7 @@ class ReceiveLoop {
   int waitForInput(const timespec& limit);
   void input();
   void connect();
+  void watchAnswer();
   /// False when the ring was full: the pass ends.
   bool debugRequest();
   void receive();
@@ -40,6 +44,7 @@ class ReceiveLoop {
   /// What the loop waits for, by any descriptor number; -1 where there is none.
   pollfd m_inputs[inputCount] = {{-1, POLLIN, 0}, {-1, POLLIN, 0}};
   LoopState m_state;
+  OutstandingAnswer m_answer;
   int m_maxFd = -1;  ///< for the log; never lowered
   uint8_t m_buffer[sizeof(OtnIpcMsg)] = {};
   OtnIpcMsg m_msg{};

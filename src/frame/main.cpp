@@ -1,10 +1,12 @@
 // The daemon's process: start-up, the receive loop, shutdown.
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 
 #include "boardUtils.h"
+#include "frame/OutstandingAnswer.h"
 #include "frame/ReceiveLoop.h"
 #include "frame/otnThread.h"
 #include "frame/signals.h"
@@ -112,6 +114,7 @@ int main(int argc, char* argv[]) {
   bool noAcPort = parseOptions(argc, argv);
   readMacAddress(getenv("ethaddr_first"));
   tellMissingName(board);
+  const std::chrono::seconds answerLimit = readAnswerLimit(getenv("TRELVIK_ANSWER_LIMIT"));
   resetRing();
 
   Threads threads{};
@@ -123,7 +126,7 @@ int main(int argc, char* argv[]) {
   if (mainActivity.registered()) mainActivity.setTimeout(criticalActivityTimeout);
   LOG_HERE(DEBUG3, 218, " Setting up Debug socket");
   debugSocket.StartUdpServer();
-  ReceiveLoop(mainActivity, opsActivity, debugSocket, board).run();
+  ReceiveLoop(mainActivity, opsActivity, debugSocket, board, answerLimit).run();
 
   joinThreads(threads);
   const bool workersEnded = waitForWorkers(0);
