@@ -121,7 +121,11 @@ bool ReceiveLoop::debugRequest() {
   LOG_HERE(DEBUG3, 291, "Message from debug server received: RP=%d WP=%d\n", static_cast<int>(readpointer),
            static_cast<int>(writepointer));
   memset(m_buffer, 0, sizeof m_buffer);
-  m_debugSocket.recvRequest(m_buffer, sizeof m_buffer);
+  const ssize_t size = m_debugSocket.recvRequest(m_buffer, sizeof m_buffer);
+  if (size >= 0 && size != static_cast<ssize_t>(sizeof m_buffer))
+    LOG_HERE(WARNING, __LINE__, "debug request of %zd bytes instead of %zu: %s", size, sizeof m_buffer,
+             size < static_cast<ssize_t>(sizeof m_buffer) ? "the rest is taken as zero"
+                                                          : "what is beyond is dropped");
   CopyPacket(m_msg, m_buffer);
   printPacket(m_msg);
 

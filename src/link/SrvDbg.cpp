@@ -49,7 +49,7 @@ int SrvDbg::StartUdpServer() {
 }
 
 ssize_t SrvDbg::recvRequest(void* buffer, size_t length) {
-  return recvfrom(fd, buffer, length, 0, nullptr, nullptr);
+  return recvfrom(fd, buffer, length, MSG_TRUNC, nullptr, nullptr);
 }
 
 ssize_t SrvDbg::sendReply(const void* buffer, size_t length) {

@@ -20,6 +20,7 @@ class SrvDbg {
   /// 0 when bound, 1 on failure, which is logged.
   int StartUdpServer();
   void getFd(int& descriptor) const { descriptor = fd; }
+  /// The datagram's own size, also when it is longer than the buffer and was cut.
   ssize_t recvRequest(void* buffer, size_t length);
   ssize_t sendReply(const void* buffer, size_t length);
 

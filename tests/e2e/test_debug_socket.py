@@ -6,6 +6,9 @@ from trelvik.users import as_stranger, run_as
 from trelvik.wait import until
 
 
+WRONG_SIZE = "[WARNING] main:* (main) - debug request of {} bytes instead of 6924: {}"
+
+
 def patterned(seed):
     """A record of a routed type whose every other byte tells its place."""
     return record.change(bytes((seed + place) % 251 for place in range(record.SIZE)), type=record.FLUSH_CMD)
@@ -40,6 +43,7 @@ def test_two_requests_are_answered_in_order(board):
 
 
 def test_short_request_leaves_the_rest_zero(board):
+    board.expect_log(WRONG_SIZE.format(50, "the rest is taken as zero"))
     board.up()
     board.debug.send(patterned(1))
     board.ops.answer(board.ops.receive())
@@ -49,12 +53,14 @@ def test_short_request_leaves_the_rest_zero(board):
 
 
 def test_empty_request_is_a_zero_record(board):
+    board.expect_log(WRONG_SIZE.format(0, "the rest is taken as zero"))
     board.up()
     board.debug.send(b"")
     assert board.ops.receive() == bytes(record.SIZE)
 
 
 def test_long_request_is_cut(board):
+    board.expect_log(WRONG_SIZE.format(7724, "what is beyond is dropped"))
     board.up()
     board.debug.send(patterned(1) + b"too much" * 100)
     assert board.ops.receive() == patterned(1)

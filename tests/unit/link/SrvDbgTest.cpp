@@ -111,6 +111,9 @@ TEST_F(DebugSocket, TakesOneRecordPerDatagram) {
   EXPECT_EQ(m_socket.recvRequest(&msg, sizeof msg), 6924);
   EXPECT_EQ(bytesOf(msg), sent);
   EXPECT_EQ(m_socket.recvRequest(&msg, sizeof msg), 5);
+  ASSERT_TRUE(tool.send(sent + "too much"));
+  EXPECT_EQ(m_socket.recvRequest(&msg, sizeof msg), 6932) << "its own size";
+  EXPECT_EQ(bytesOf(msg), sent);
 }
 
 TEST_F(DebugSocket, AnswersAtTheToolsPath) {
