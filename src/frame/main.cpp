@@ -11,6 +11,7 @@
 #include "frame/otnThread.h"
 #include "frame/signals.h"
 #include "link/CriticalActivity.h"
+#include "link/IssSocket.h"
 #include "link/MsgArray.h"
 #include "link/SrvDbg.h"
 #include "link/deadline.h"
@@ -115,6 +116,7 @@ int main(int argc, char* argv[]) {
   readMacAddress(getenv("ethaddr_first"));
   tellMissingName(board);
   const std::chrono::seconds answerLimit = readAnswerLimit(getenv("TRELVIK_ANSWER_LIMIT"));
+  opsSocket.limitSends(answerLimit);
   resetRing();
 
   Threads threads{};

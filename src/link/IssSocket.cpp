@@ -23,8 +23,11 @@ constexpr uint16_t opsPort = 8000;
 /// How long a wait for the peer goes on before it looks whether the process is to stop, ms.
 constexpr int stopCheckInterval = 100;
 
-/// Waits until the descriptor has one of the events; errno is EINTR when a stop broke the wait off.
-bool waitUnlessStopping(int fd, short events, short& happened) {
+using Clock = std::chrono::steady_clock;
+
+/// Waits until the descriptor has one of the events; errno is EINTR when a stop broke the wait off, ETIMEDOUT
+/// when `until` came first.
+bool waitUnlessStopping(int fd, short events, short& happened, Clock::time_point until) {
   for (;;) {
     pollfd wanted{fd, events, 0};
     const int ready = poll(&wanted, 1, stopCheckInterval);
@@ -37,6 +40,10 @@ bool waitUnlessStopping(int fd, short events, short& happened) {
       errno = EINTR;
       return false;
     }
+    if (Clock::now() >= until) {
+      errno = ETIMEDOUT;
+      return false;
+    }
   }
 }
 
@@ -47,7 +54,7 @@ int connectUnlessStopping(int fd, const sockaddr_in& addr) {
   if (connect(fd, reinterpret_cast<const sockaddr*>(&addr), sizeof addr) != 0) {
     if (errno != EINPROGRESS) return -1;
     short happened = 0;
-    if (!waitUnlessStopping(fd, POLLOUT, happened)) return -1;
+    if (!waitUnlessStopping(fd, POLLOUT, happened, Clock::time_point::max())) return -1;
     int error = 0;
     socklen_t size = sizeof error;
     if (getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &size) != 0) return -1;
@@ -82,7 +89,7 @@ class SigPipeOpen {
   sigset_t m_before;
 };
 
-ssize_t sendUnlessStopping(int fd, const char* bytes, size_t length) {
+ssize_t sendUnlessStopping(int fd, const char* bytes, size_t length, Clock::time_point until) {
   const SigPipeOpen open;
   size_t sent = 0;
   while (sent < length) {
@@ -94,7 +101,7 @@ ssize_t sendUnlessStopping(int fd, const char* bytes, size_t length) {
     if (errno == EINTR) continue;
     if (errno != EAGAIN) return -1;
     short happened = 0;
-    if (!waitUnlessStopping(fd, POLLOUT | POLLRDHUP, happened)) return -1;
+    if (!waitUnlessStopping(fd, POLLOUT | POLLRDHUP, happened, until)) return -1;
     // A peer that has gone away and does not read would hold the sender, and with it the ring, for ever.
     if ((happened & POLLRDHUP) != 0 && (happened & POLLOUT) == 0) {
       errno = EPIPE;
@@ -133,9 +140,14 @@ int IssSocket::getFd(int& descriptor) const {
 }
 
 ssize_t IssSocket::sentPacket(const void* buffer, size_t length) {
-  const ssize_t result = sendUnlessStopping(fd, static_cast<const char*>(buffer), length);
-  if (result == -1)
-    TRACE(ERROR, "IssSocket", 81, "sentPacket", "Failed to send msg to ISS: %s", strerror(errno));
+  const auto until = m_sendLimit.count() != 0 ? Clock::now() + m_sendLimit : Clock::time_point::max();
+  const ssize_t result = sendUnlessStopping(fd, static_cast<const char*>(buffer), length, until);
+  if (result == -1) {
+    const int error = errno;
+    TRACE(ERROR, "IssSocket", 81, "sentPacket", "Failed to send msg to ISS: %s", strerror(error));
+    if (error == ETIMEDOUT) shutdown(fd, SHUT_RDWR);
+    errno = error;
+  }
   return result;
 }
 

@@ -8,6 +8,7 @@
 #include <netinet/in.h>
 #include <sys/types.h>
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 
@@ -21,10 +22,14 @@ class IssSocket {
   /// One read: whatever the stream holds, up to `length`.
   ssize_t getPacket(void* buffer, size_t length);
   int close();
+  /// A send that takes this long is given up with ETIMEDOUT, and the connection is shut down, so that nobody
+  /// takes the rest of a record for the next one; 0 = none. Before any thread sends.
+  void limitSends(std::chrono::seconds limit) { m_sendLimit = limit; }
 
  private:
   int32_t fd = -1;
   sockaddr_in addr{};
+  std::chrono::seconds m_sendLimit{};
 };
 
 extern IssSocket opsSocket;

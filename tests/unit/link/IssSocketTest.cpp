@@ -141,6 +141,22 @@ TEST_F(OpsConnection, GivesUpASendToAPeerThatDoesNotReadWhenTheProcessStops) {
   m_socket.close();
 }
 
+TEST_F(OpsConnection, GivesUpASendAtItsLimitAndEndsTheConnection) {
+  connect();
+  m_socket.limitSends(std::chrono::seconds(1));
+  const OtnIpcMsg msg{};
+  const auto began = std::chrono::steady_clock::now();
+  while (m_socket.sentPacket(&msg, sizeof msg) == 6924) {
+  }
+  EXPECT_EQ(errno, ETIMEDOUT);
+  EXPECT_GE(std::chrono::steady_clock::now() - began, std::chrono::seconds(1));
+  EXPECT_THAT(lines(), ElementsAre(logged("ERROR", "IssSocket", 81, "sentPacket",
+                                          "Failed to send msg to ISS: Connection timed out")));
+  OtnIpcMsg in;
+  EXPECT_EQ(m_socket.getPacket(&in, sizeof in), 0) << "the main thread learns of it as of any loss";
+  m_socket.close();
+}
+
 class NoOps : public RoomTest {
  protected:
   static void SetUpTestSuite() { enterOwnNamespaces(); }
