@@ -1,6 +1,9 @@
 """What an operator is told at the trace level that the daemon starts with."""
+import time
+
 from trelvik import record
 from trelvik.bus import PATH
+from trelvik.wait import SLOW
 
 REFUSED = '[WARNING] main:* (main) - ISS refused {}: "{}"{}'
 NOT_SHOWN = "; its caller's reply does not show it"
@@ -93,3 +96,24 @@ def test_refusal_of_a_debug_message_is_its_clients_affair(board):
     board.debug.send(record.make(record.FLUSH_CMD))
     served_with_error(board, record.FLUSH_CMD, "Error\r\n")
     assert record.field(board.debug.receive(), "error") == "Error\r\n"
+
+
+def test_message_without_an_answer_is_told_after_a_minute(board):
+    message = "IssSetLanWanAsync (source 1) message 1 of 1, IFC_INSERT_DELETE_IND [7], port 4, probe [3]"
+    waiting = f"[WARNING] main:* (main) - no answer from ISS for 60 s: {message}; 2 wait behind it"
+    board.expect_log(waiting)
+    board.up()
+    first = board.bus.set_port_params(3, 4)
+    request = board.ops.expect(record.IFC_INSERT_DELETE_IND)
+    sent = time.monotonic()
+    behind = board.bus.set_port_params(1, 5)
+    board.log.wait(waiting, deadline=60 + 3 * SLOW)
+    assert 59.9 < time.monotonic() - sent < 60 + SLOW
+    board.ops.answer(request)
+    first.reply()
+    board.log.wait(f"[NOTICE] main:* (main) - ISS answered after 60 s: {message}")
+    board.ops.serve(record.RUN_DEFAULT_SCRIPT_COMMAND)
+    board.ops.serve(record.MGMT_INTERFACE_MAPPING_IND)
+    behind.reply()
+    assert len(board.log.find(waiting)) == 1
+    assert board.cam.ops("kick").count("OPS") in (1, 2), "the kicks keep their own time"
