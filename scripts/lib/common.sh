@@ -1,4 +1,4 @@
-# What scripts/board and scripts/test share. Sourced; expects $repo.
+# What the scripts share. Sourced; expects $repo.
 
 say() { printf '%s%s%s\n' "$bold" "$*" "$plain"; }
 die() {
@@ -9,14 +9,27 @@ die() {
 bold='' plain=''
 if [ -t 1 ] && [ -z "${NO_COLOR:-}" ]; then bold=$'\e[1m' plain=$'\e[0m'; fi
 
-# Installs what is missing of scripts/packages.txt.
-install_missing() {
-  local package installed missing=() as=()
-  command -v dpkg-query >/dev/null || die "this needs Debian 12 (no dpkg-query): install what scripts/packages.txt names by hand"
-  installed=$(xargs dpkg-query -W -f='${Package}=${db:Status-Status}\n' <"$repo/scripts/packages.txt" 2>/dev/null)
-  while read -r package; do
-    [[ $'\n'$installed$'\n' == *$'\n'"$package=installed"$'\n'* ]] || missing+=("$package")
+# list_packages [SECTION]: the packages of a section of scripts/packages.txt, or of all of them, one a line.
+list_packages() {
+  local line section=''
+  while read -r line; do
+    case $line in
+      '# '*) section=${line#\# } section=${section%%:*} ;;
+      ?*) [ "${1:-$section}" != "$section" ] || printf '%s\n' "$line" ;;
+    esac
   done <"$repo/scripts/packages.txt"
+}
+
+# install_missing [SECTION]: installs what is missing of that section, or of all of them.
+install_missing() {
+  local package installed wanted missing=() as=()
+  command -v dpkg-query >/dev/null || die "this needs Debian 12 (no dpkg-query): install what scripts/packages.txt names by hand"
+  mapfile -t wanted < <(list_packages "$@")
+  [ ${#wanted[@]} -gt 0 ] || die "scripts/packages.txt has no section $*"
+  installed=$(dpkg-query -W -f='${Package}=${db:Status-Status}\n' "${wanted[@]}" 2>/dev/null)
+  for package in "${wanted[@]}"; do
+    [[ $'\n'$installed$'\n' == *$'\n'"$package=installed"$'\n'* ]] || missing+=("$package")
+  done
   [ ${#missing[@]} -gt 0 ] || return 0
 
   if [ "$(id -u)" != 0 ]; then
