@@ -1,19 +1,12 @@
-#!/usr/bin/python3
 """Goes the road of some requests on the running board, from the caller to ISS and back, and shows and judges what
-came of each. Runs inside the board. usage: demo RUN_DIRECTORY. Exit status 0 when all of it was right, else 1."""
+came of each."""
 import os
 import re
-import sys
 from dataclasses import dataclass
 from typing import Callable
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../tests/e2e"))
-from trelvik import record  # noqa: E402
-from trelvik import iss_mgr  # noqa: E402
-from trelvik.bus import MANAGER, PATH, Bus, BusError  # noqa: E402
-from trelvik.debugsocket import DebugSocket  # noqa: E402
-from trelvik.syslog import matcher  # noqa: E402
-from trelvik.wait import until  # noqa: E402
+from programs import say
+from shared import MANAGER, PATH, Bus, BusError, DebugSocket, iss_mgr, matcher, record, until
 
 READY_MARKER = "/tmp/iss_is_ready"
 
@@ -75,6 +68,11 @@ SYNC_E = (PATH + "IssSetSyncEAsync", "otn.OBsetSyncEParams_1_0")
 SMART_SFP = (PATH + "IssSetSmartSfpAsync", "otn.OBsetSmartSfpParams_1_0")
 ETS_RULE = iss_mgr.Rule(iss_mgr.ETS, iss_mgr.CREATE, vpn=7, vlan=100)
 LIFE_CYCLE = (PATH + "TrelvikOchTriggerAsync", "otn.OBOchTriggerTrelvik_1_0")
+
+
+def tell(text):
+    for line in text.splitlines():
+        say("demo", line)
 
 
 class Peers:
@@ -167,22 +165,19 @@ STEPS = (
 
 
 class Lines:
-    """A log that grows: of its complete lines since the last mark, what the pattern's group holds."""
+    """What a party has said since the last mark; heard on one thread, looked at on another."""
 
-    def __init__(self, path, pattern="(.*)"):
-        self._path, self._pattern, self._mark = path, re.compile(pattern), 0
+    def __init__(self):
+        self._lines, self._mark = [], 0
 
-    def _all(self):
-        with open(self._path, encoding="utf-8") as log:
-            text = log.read()
-        matches = map(self._pattern.fullmatch, text[:text.rfind("\n") + 1].splitlines())
-        return [match[1] for match in matches if match]
+    def hear(self, text):
+        self._lines.append(text)
 
     def mark(self):
-        self._mark = len(self._all())
+        self._mark = len(self._lines)
 
     def new(self):
-        return self._all()[self._mark:]
+        return self._lines[self._mark:]
 
 
 class Wrong(Exception):
@@ -193,7 +188,7 @@ def run_step(step, peers, received, log):
     received.mark()
     log.mark()
     got = step.act(peers)
-    print(f"   caller got    {'nothing, as it is a signal' if got is None else got}")
+    tell(f"   caller got    {'nothing, as it is a signal' if got is None else got}")
     if got != step.gets:
         raise Wrong(f"the caller should have got {step.gets}")
 
@@ -201,7 +196,7 @@ def run_step(step, peers, received, log):
     until(lambda: len(received.new()) >= len(step.iss), lambda: f"{len(step.iss)} records at ISS", 5)
     records = received.new()
     for line in records:
-        print(f"   ISS received  {line}")
+        tell(f"   ISS received  {line}")
     if len(records) != len(step.iss):
         raise Wrong(f"ISS should have received {len(step.iss)} records")
     for line, pattern in zip(records, step.iss):
@@ -219,30 +214,38 @@ def check_script(step, records):
     path = re.search(r"inputFile=(\S+)", "\n".join(records))[1]
     with open(path, encoding="ascii") as script:
         text = script.read()
-    print(f"   script        {path}")
+    tell(f"   script        {path}")
     for line in text.splitlines():
-        print(f"                 {line}")
+        tell(f"                 {line}")
     if text != step.script:
         raise Wrong("the script should have read\n" + step.script)
 
 
-def main():
-    received = Lines(os.path.join(sys.argv[1], "iss.log"), r"\S+ <- (.*)")
-    log = Lines(os.path.join(sys.argv[1], "daemon.log"))
-    number = 0
-    try:
-        until(lambda: os.path.exists(READY_MARKER), "ISS ready", 30)
-        peers = Peers()
-        for number, step in enumerate(STEPS, 1):
-            print(f"{number}. {step.title}")
-            run_step(step, peers, received, log)
-            print("   right")
-    except (Wrong, AssertionError, BusError, OSError) as error:
-        print(f"   WRONG: {error}")
-        print(f"step {number} of {len(STEPS)} went wrong")
-        return 1
-    print(f"all {len(STEPS)} steps were right")
-    return 0
+class Demo:
+    def __init__(self):
+        self._received = Lines()
+        self._log = Lines()
 
+    def hear_iss(self, text):
+        if text.startswith("<- "):
+            self._received.hear(text[3:])
 
-sys.exit(main())
+    def hear_log(self, text):
+        self._log.hear(text)
+
+    def run(self):
+        """True when all of it was right."""
+        number = 0
+        try:
+            until(lambda: os.path.exists(READY_MARKER), "ISS ready", 30)
+            peers = Peers()
+            for number, step in enumerate(STEPS, 1):
+                tell(f"{number}. {step.title}")
+                run_step(step, peers, self._received, self._log)
+                tell("   right")
+        except (Wrong, AssertionError, BusError, OSError) as error:
+            tell(f"   WRONG: {error}")
+            tell(f"step {number} of {len(STEPS)} went wrong")
+            return False
+        tell(f"all {len(STEPS)} steps were right")
+        return True
