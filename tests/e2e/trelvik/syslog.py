@@ -8,6 +8,7 @@ from .wait import until
 
 PATH = "/dev/log"
 _FRAME = re.compile(rb"<(\d+)>\w{3} [ \d]\d \d\d:\d\d:\d\d ([^:\[]+)(?:\[\d+\])?: (.*)\Z", re.DOTALL)
+_MARK = b"what was sent before this has been received: "
 BAD = ("[WARNING]", "[ERROR]", "[CRITICAL]")
 _PAUSE = b"pause"
 _FILLER = b"filler"
@@ -45,6 +46,9 @@ class Syslog:
         self._lines = []
         self._paused = threading.Event()
         self._resumed = threading.Event()
+        self._marked = 0  # marks sent; the reading thread counts those that came in _passed
+        self._passed = 0
+        self._closed = False
         self._thread = threading.Thread(target=self._drain, daemon=True)
         self._thread.start()
 
@@ -56,6 +60,8 @@ class Syslog:
             if datagram == _PAUSE:
                 self._paused.set()
                 self._resumed.wait()
+            elif datagram.startswith(_MARK):
+                self._passed = int(datagram[len(_MARK):])
             elif datagram != _FILLER:
                 self._datagrams.append(datagram)
 
@@ -81,6 +87,19 @@ class Syslog:
         return len(self._datagrams)
 
     def all(self):
+        """Every line that was written before the call: what a test looks for has come, or will not any more."""
+        self._settle()
+        return self._parsed()
+
+    def _settle(self):
+        if self._closed:
+            return
+        self._marked += 1
+        with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as own:
+            own.sendto(_MARK + str(self._marked).encode(), PATH)
+        until(lambda: self._passed == self._marked, "the log is read")
+
+    def _parsed(self):
         while len(self._lines) < len(self._datagrams):
             self._lines.append(Line(self._datagrams[len(self._lines)]))
         return self._lines
@@ -102,7 +121,7 @@ class Syslog:
         state = {"next": since, "left": count}
 
         def found():
-            lines = self.all()
+            lines = self._parsed()
             while state["next"] < len(lines):
                 line = lines[state["next"]]
                 state["next"] += 1
@@ -129,6 +148,8 @@ class Syslog:
 
     def close(self):
         self.release()
+        self._settle()
+        self._closed = True
         self._socket.shutdown(socket.SHUT_RDWR)
         self._thread.join(2)
         self._socket.close()
