@@ -67,6 +67,25 @@ int connectUnlessStopping(int fd, const sockaddr_in& addr) {
   return 0;
 }
 
+/// Whether the connection is one with itself. While nobody listens, the system may take the port of OPS as
+/// the port that the connection comes from: both ends are then the same socket.
+bool isConnectedToItself(int fd) {
+  sockaddr_in own{};
+  sockaddr_in peer{};
+  socklen_t ownSize = sizeof own;
+  socklen_t peerSize = sizeof peer;
+  return getsockname(fd, reinterpret_cast<sockaddr*>(&own), &ownSize) == 0 &&
+         getpeername(fd, reinterpret_cast<sockaddr*>(&peer), &peerSize) == 0 &&
+         own.sin_port == peer.sin_port && own.sin_addr.s_addr == peer.sin_addr.s_addr;
+}
+
+/// Closes the socket at once; the port is free for a listener afterwards.
+void reset(int fd) {
+  const linger atOnce{1, 0};
+  setsockopt(fd, SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
+  close(fd);
+}
+
 /// Opens SIGPIPE for the calling thread while it sends: everywhere else the signal is blocked, because its
 /// handler logs and must not interrupt a log statement.
 class SigPipeOpen {
@@ -126,9 +145,15 @@ int IssSocket::StartTcpClient() {
   addr.sin_family = AF_INET;
   addr.sin_port = htons(opsPort);
   addr.sin_addr.s_addr = inet_addr("127.0.0.1");
-  if (connectUnlessStopping(fd, addr) == 0) return 0;
-  const int refused = errno;
-  ::close(fd);
+  int refused = 0;
+  if (connectUnlessStopping(fd, addr) != 0) {
+    refused = errno;
+    ::close(fd);
+  } else if (isConnectedToItself(fd)) {
+    refused = ECONNREFUSED;  // nobody listens
+    reset(fd);
+  }
+  if (refused == 0) return 0;
   TRACE(WARNING, "IssSocket", 49, "StartTcpClient", "OPS socket connection failed (%d): %s\n", refused,
         strerror(refused));
   return 1;

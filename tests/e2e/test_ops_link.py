@@ -1,8 +1,12 @@
+import socket
+import subprocess
 import time
+
+import pytest
 
 from trelvik import record
 from trelvik.board import CONNECTED, CSM_BOARD, LOST, REFUSED
-from trelvik.ops import Ops
+from trelvik.ops import ADDRESS, Ops
 from trelvik.wait import SLOW
 
 RETRY = 7 * SLOW
@@ -147,3 +151,26 @@ def test_nothing_outstanding_at_a_loss_is_not_told(board):
     board.log.wait(CONNECTED, count=2)
     board.sync_ops()
     assert not board.log.find(OUTSTANDING)
+
+
+def test_own_port_is_no_connection_and_free_for_ops(board):
+    port_range = "/proc/sys/net/ipv4/ip_local_port_range"
+    # The sandbox's own is read-only there.
+    if subprocess.run(["mount", "-t", "proc", "proc", "/proc"], check=False).returncode != 0:
+        pytest.skip("this machine lets nobody mount /proc")
+    with open(port_range, encoding="ascii") as before:
+        usual = before.read()
+
+    def take_ports(ports):
+        with open(port_range, "w", encoding="ascii") as system:
+            system.write(ports)
+    take_ports("8000 8000")  # the only one that the system can take for a connection
+    board.expect_log(REFUSED)
+    board.start(ops=False)
+    board.log.wait(REFUSED)
+    with socket.socket() as listener:
+        listener.bind(ADDRESS)  # without SO_REUSEADDR: nothing is left of the connection
+        listener.listen()
+    take_ports(usual)
+    board.start_ops().accept(RETRY)
+    board.make_ready()

@@ -1,8 +1,12 @@
 #include "link/IssSocket.h"
 
+#include <sched.h>
 #include <signal.h>
+#include <sys/mount.h>
+#include <sys/wait.h>
 
 #include <cstring>
+#include <fstream>
 
 #include "link/running.h"
 #include "stopPending.h"
@@ -181,6 +185,49 @@ TEST_F(NoOps, LeavesNoDescriptorBehind) {
   socket.StartTcpClient();
   socket.getFd(second);
   EXPECT_EQ(first, second);
+}
+
+class OwnPort : public RoomTest {
+ protected:
+  static void SetUpTestSuite() { enterOwnNamespaces(); }
+
+  /// The system takes no other port than OPS's for what connects. False where it cannot be told so.
+  static bool becomesTheOnlyPort() {
+    std::ofstream range("/proc/sys/net/ipv4/ip_local_port_range");
+    range << "8000 8000" << std::flush;
+    return range.good();
+  }
+  static bool canBeListenedAt() {
+    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(8000);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    const bool listens =
+        bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 && listen(fd, 1) == 0;
+    close(fd);
+    return listens;
+  }
+};
+
+TEST_F(OwnPort, IsNoConnectionAndIsFreeAtOnce) {
+  // In a process of its own: the network of the other tests stays as it is.
+  const pid_t child = fork();
+  if (child == 0) {
+    if (unshare(CLONE_NEWNET | CLONE_NEWNS) != 0 || !becomesTheOnlyPort()) _exit(77);
+    bringLoopbackUp();
+    IssSocket socket;
+    if (socket.StartTcpClient() != 1) _exit(1);
+    if (lines() != std::vector{logged("WARNING", "IssSocket", 49, "StartTcpClient",
+                                      "OPS socket connection failed (111): Connection refused\n")})
+      _exit(2);
+    _exit(canBeListenedAt() ? 0 : 3);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFEXITED(status));
+  if (WEXITSTATUS(status) == 77) GTEST_SKIP() << "no network of the test's own";
+  EXPECT_EQ(WEXITSTATUS(status), 0) << "1: connected to itself, 2: another line, 3: the port is taken";
 }
 
 }  // namespace
