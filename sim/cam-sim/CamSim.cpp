@@ -13,6 +13,7 @@
 #include <ctime>
 
 #include "DeviceLog.h"
+#include "Refusals.h"
 #include "Syscalls.h"
 
 namespace camsim {
@@ -150,6 +151,7 @@ int fail(int error) {
 
 int registerActivity(Activity& activity, const TextRequest* request) {
   if (request == nullptr || request->text == nullptr) return fail(EFAULT);
+  if (refuses("register", request->text, request->length)) return fail(EPERM);
   activity.nameLength = request->length < maxText ? request->length : maxText;
   for (size_t i = 0; i < activity.nameLength; ++i) activity.name[i] = request->text[i];
   activity.registered = true;
@@ -167,10 +169,12 @@ int carryOut(Activity& activity, unsigned long request, void* argument) {
       return registerActivity(activity, text);
     case reportRequest:
       if (text == nullptr || text->text == nullptr) return fail(EFAULT);
+      if (refuses("report", text->text, text->length)) return fail(EPERM);
       logText("report", text->text, text->length);
       return 0;
     case timeoutRequest: {
       const auto value = reinterpret_cast<uintptr_t>(argument);
+      if (refuses("timeout", activity.name, activity.nameLength)) return fail(EPERM);
       logNumber("timeout", value);
       if (!activity.registered) return fail(EINVAL);
       activity.timeoutMs = static_cast<int64_t>(value & UINT32_MAX);
@@ -180,12 +184,14 @@ int carryOut(Activity& activity, unsigned long request, void* argument) {
       return 0;
     }
     case kickRequest:
+      if (refuses("kick", activity.name, activity.nameLength)) return fail(EPERM);
       logText("kick", activity.name, activity.nameLength);
       if (!activity.registered) return fail(EINVAL);
       restartDeadline(activity);
       pthread_cond_signal(&g_changed);
       return 0;
     case unregisterRequest:
+      if (refuses("unregister", activity.name, activity.nameLength)) return fail(EPERM);
       logText("unregister", activity.name, activity.nameLength);
       if (!activity.registered) return fail(EINVAL);
       activity.registered = false;
@@ -217,6 +223,7 @@ bool isDeviceRequest(unsigned long request) {
 }  // namespace
 
 int openDevice(int flags) {
+  if (refuses("open", "", 0)) return fail(EPERM);
   const int fd = memfd_create("K7V_CAM", (flags & O_CLOEXEC) != 0 ? MFD_CLOEXEC : 0U);
   if (fd < 0) return -1;
   pthread_mutex_lock(&g_lock);

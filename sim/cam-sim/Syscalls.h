@@ -20,6 +20,9 @@ inline int rawClose(int fd) {
 inline int rawIoctl(int fd, unsigned long request, void* argument) {
   return static_cast<int>(syscall(SYS_ioctl, fd, request, argument));
 }
+inline ssize_t rawRead(int fd, void* data, size_t size) {
+  return syscall(SYS_read, fd, data, size);
+}
 inline ssize_t rawWrite(int fd, const void* data, size_t size) {
   return syscall(SYS_write, fd, data, size);
 }

@@ -170,7 +170,7 @@ class Board:
         if ops and self.ops is None:
             self.start_ops()
         own = {"DBUS_SYSTEM_BUS_ADDRESS": self.bus_address, "BOARD_NAME": name, "ethaddr_first": mac,
-               "CAM_SIM_LOG": self.cam.path}
+               "CAM_SIM_LOG": self.cam.path, "CAM_SIM_REFUSE": self.cam.refusals}
         emulator = os.path.join(PREFIX, "lib", "trelvik", "libcam-sim.so")
         launcher = list(LAUNCHER)
         if cam:

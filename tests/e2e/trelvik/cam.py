@@ -7,6 +7,13 @@ from .wait import until
 class Cam:
     def __init__(self, path):
         self.path = path
+        self.refusals = path + ".refuse"
+
+    def refuse(self, *requests):
+        """From now on the device refuses these: "op" or "op text"; without any it refuses nothing."""
+        with open(self.refusals + ".new", "w", encoding="ascii") as refusals:
+            refusals.write("".join(request + "\n" for request in requests))
+        os.rename(self.refusals + ".new", self.refusals)
 
     def timed(self):
         """(seconds as text, op, rest) of every complete line so far."""

@@ -14,7 +14,7 @@ class CamSim : public ::testing::Test {
  protected:
   std::vector<std::string> environment() const {
     return {"LD_PRELOAD=" CAM_SIM, "CAM_SIM_LOG=" + m_directory.path("log"),
-            "ASAN_OPTIONS=verify_asan_link_order=0"};
+            "CAM_SIM_REFUSE=" + m_directory.path("refuse"), "ASAN_OPTIONS=verify_asan_link_order=0"};
   }
 
   /// The probe's answers to the requests.
@@ -102,6 +102,39 @@ TEST_F(CamSim, GivesARealDescriptorThatCanBeDuplicated) {
 TEST_F(CamSim, RefusesWhatTheDeviceWouldRefuse) {
   EXPECT_EQ(probe({"kick", "open", "kick", "timeout=1", "unregister", "other"}),
             "kick EBADF\nopen ok\nkick EINVAL\ntimeout EINVAL\nunregister EINVAL\nother ENOTTY\n");
+}
+
+TEST_F(CamSim, RefusesEveryKindOfRequestWhenTold) {
+  const std::vector<std::string> requests = {"open", "register=main", "timeout=1",
+                                             "kick", "report=x",      "unregister"};
+  for (size_t i = 1; i < requests.size(); ++i) {
+    const std::string op = requests[i].substr(0, requests[i].find('='));
+    m_directory.write("refuse", op + "\n");
+    std::string expected;
+    for (const std::string& request : requests) {
+      const std::string name = request.substr(0, request.find('='));
+      const bool needsARegistered = name == "timeout" || name == "kick" || name == "unregister";
+      const bool invalid = op == "register" && needsARegistered;
+      expected += name + (name == op ? " EPERM\n" : invalid ? " EINVAL\n" : " ok\n");
+    }
+    EXPECT_EQ(probe(requests), expected);
+  }
+}
+
+TEST_F(CamSim, RefusesToBeOpenedWhenTold) {
+  m_directory.write("refuse", "open");
+  EXPECT_EQ(probe({"open", "register=main"}), "open EPERM\nregister EBADF\n");
+  EXPECT_THAT(logged(), ElementsAre("refused open "));
+}
+
+TEST_F(CamSim, RefusesOnlyTheTextThatItIsTold) {
+  m_directory.write("refuse", "kick other\nregister OPS\nreport LOST");
+  EXPECT_EQ(probe({"open", "register=main", "kick", "open", "register=OPS", "close", "open",
+                   "report=LOST !\n", "report=x"}),
+            "open ok\nregister ok\nkick ok\nopen ok\nregister EPERM\nclose ok\nopen ok\nreport EPERM\n"
+            "report ok\n");
+  EXPECT_THAT(logged(), ElementsAre("open N", "register main", "kick main", "open N", "refused register OPS",
+                                    "close N", "open N", "refused report LOST !\\n", "report x"));
 }
 
 TEST_F(CamSim, LeavesAForkedChildADeviceOfItsOwn) {
