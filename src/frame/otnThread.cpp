@@ -1,5 +1,6 @@
 #include "frame/otnThread.h"
 
+#include <chrono>
 #include <memory>
 
 #include "frame/OBclientComponent.h"
@@ -20,7 +21,7 @@ std::atomic<int32_t> otnThreadRunning;
 namespace {
 
 constexpr int startChecks = 5;
-constexpr long checkInterval = 1000;        ///< ms
+constexpr std::chrono::seconds checkInterval{1};
 constexpr long stoppingCheckInterval = 20;  ///< ms
 constexpr int workersStopLimit = 1000;      ///< ms, well within the 2 s that a stop may take
 
@@ -34,12 +35,12 @@ struct Services {
 }  // namespace
 
 bool waitForOtnThread() {
+  // By the clock: many short sleeps take longer than their sum.
+  auto nextCheck = std::chrono::steady_clock::now();
   for (int check = 0; check < startChecks && otnThreadRunning == 0; ++check) {
-    long slept = 0;
-    while (slept < checkInterval && !(stopRequested() && otnThreadRunning != 0)) {
+    nextCheck += checkInterval;
+    while (std::chrono::steady_clock::now() < nextCheck && !(stopRequested() && otnThreadRunning != 0))
       sleepMilliseconds(stoppingCheckInterval);
-      slept += stoppingCheckInterval;
-    }
   }
   return otnThreadRunning != 0;
 }
