@@ -41,6 +41,8 @@ def test_refused_connection_is_told_at_trace_level_9(board):
 def test_part_of_a_message_is_treated_as_a_whole(board):
     board.connected()
     board.expect_log("[ERROR] main:624 (main) - unexpected message received from OPS\n")
+    board.ops.send(record.make(record.CPU_THRESHOLD, error="before"))
+    board.log.wait("[INFO] main:444 (main) - CPU exceeds threshold for thread before\n")
     whole = record.make(record.CPU_THRESHOLD, error="ring")
     board.ops.send(whole[:100])
     board.log.wait("[INFO] main:444 (main) - CPU exceeds threshold for thread \n")

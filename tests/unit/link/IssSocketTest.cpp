@@ -5,9 +5,12 @@
 #include <sys/mount.h>
 #include <sys/wait.h>
 
+#include <atomic>
 #include <cstring>
 #include <fstream>
+#include <thread>
 
+#include "link/recordOptions.h"
 #include "link/running.h"
 #include "stopPending.h"
 #include "support/OpsPeer.h"
@@ -158,6 +161,31 @@ TEST_F(OpsConnection, GivesUpASendAtItsLimitAndEndsTheConnection) {
                                           "Failed to send msg to ISS: Connection timed out")));
   OtnIpcMsg in;
   EXPECT_EQ(m_socket.getPacket(&in, sizeof in), 0) << "the main thread learns of it as of any loss";
+  m_socket.close();
+}
+
+TEST_F(OpsConnection, GivesUpASendToAPeerThatHasGoneAndDoesNotRead) {
+  connect();
+  m_peer.endOfStream();
+  const std::string bytes(6924, 'z');
+  std::atomic<ssize_t> last = 0;
+  std::thread sender([&] {
+    for (int i = 0; i < 100000 && last != -1; ++i) last = m_socket.sentPacket(bytes.data(), bytes.size());
+  });
+  const bool givenUp = waitFor([&] { return last == -1; });
+  running = 0;
+  sender.join();
+  EXPECT_TRUE(givenUp);
+  EXPECT_THAT(lines(), ElementsAre(logged("ERROR", "IssSocket", 81, "sentPacket",
+                                          "Failed to send msg to ISS: Broken pipe")));
+  m_socket.close();
+}
+
+TEST_F(OpsConnection, IsMarkedForTheSystemsDebugging) {
+  takeSocketOptions();
+  ASSERT_TRUE(m_peer.listening());
+  ASSERT_EQ(m_socket.StartTcpClient(), 0);
+  EXPECT_THAT(takeSocketOptions(), ElementsAre(SocketOption{SOL_SOCKET, SO_DEBUG, 1}));
   m_socket.close();
 }
 

@@ -52,6 +52,8 @@ class OpsPeer {
   bool send(const std::string& bytes) {
     return write(m_fd, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
   }
+  /// Says that nothing more will be sent; goes on reading or not.
+  void endOfStream() { shutdown(m_fd, SHUT_WR); }
   void hangUp() {
     if (m_fd >= 0) close(m_fd);
     m_fd = -1;

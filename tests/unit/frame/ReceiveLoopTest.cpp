@@ -1,0 +1,98 @@
+#include "frame/ReceiveLoop.h"
+
+#include <cstring>
+#include <thread>
+
+#include "Guard.h"
+#include "frame/signals.h"
+#include "link/IssSocket.h"
+#include "link/running.h"
+#include "stopPending.h"
+#include "support/OpsPeer.h"
+#include "support/OwnNamespaces.h"
+#include "support/Record.h"
+#include "support/RingTest.h"
+#include "support/waitFor.h"
+
+namespace {
+
+/// The loop on a thread that takes the main thread's place: stopped by the signal, as the daemon is.
+class Loop : public RingTest {
+ protected:
+  static void SetUpTestSuite() {
+    enterOwnNamespaces();
+    blockSignals();
+    installSignalHandlers();
+  }
+  Loop() { running = 1; }
+  ~Loop() override {
+    if (m_thread.joinable()) stop();
+    opsSocket.close();
+    running = 1;
+    otn::setStopping(false);
+  }
+
+  void start() {
+    m_thread =
+        std::thread([this] { ReceiveLoop(m_mainActivity, m_opsActivity, m_debugSocket, m_board).run(); });
+  }
+  void send(int sig) { pthread_kill(m_thread.native_handle(), sig); }
+  void join() { m_thread.join(); }
+  void stop() {
+    send(SIGTERM);
+    join();
+  }
+  bool logs(const std::string& line) {
+    return waitFor([&] { return count(line) > 0; });
+  }
+  static std::string mainLine(const std::string& level, int number, const std::string& text) {
+    return logged(level, "main", number, "main", text);
+  }
+
+  OpsPeer m_peer;
+  SrvDbg m_debugSocket;
+  CriticalActivity m_mainActivity;
+  CriticalActivity m_opsActivity;
+  boardUtils m_board;
+
+ private:
+  std::thread m_thread;
+};
+
+TEST_F(Loop, ServesOpsWithoutADebugSocket) {
+  start();
+  ASSERT_TRUE(m_peer.accept());
+  ASSERT_TRUE(m_peer.send(recordBytes({word(0, 12)})));
+  EXPECT_TRUE(logs(mainLine("DEBUG2", 439, "Received ALIVE message\n")));
+  int fd = -1;
+  opsSocket.getFd(fd);
+  const std::string number = std::to_string(fd);
+  EXPECT_EQ(count(mainLine("DEBUG1", 249, "TrelvikFd=" + number + ", dbgservfd=-1, maxfd=" + number)), 1U);
+  stop();
+  EXPECT_EQ(count(mainLine("NOTICE", 280, "select call interrupted: Interrupted system call")), 0U);
+}
+
+TEST_F(Loop, TellsEverySignalThatIsPendingAtItsEnd) {
+  start();
+  ASSERT_TRUE(m_peer.accept());
+  ASSERT_TRUE(logs(mainLine("INFO", 242, "Connected to OPS")));
+  {
+    // The loop waits for the ring, so that all of them are pending together.
+    const Guard guard(&mutex);
+    ASSERT_TRUE(m_peer.send(recordBytes({word(0, 12)})));
+    ASSERT_TRUE(logs(mainLine("DEBUG3", 322,
+                              "Message from OPS received: RP=" + std::to_string(readpointer) +
+                                  " WP=" + std::to_string(writepointer) + "\n")));
+    for (const int sig : {SIGTERM, SIGINT, SIGQUIT, SIGPIPE}) send(sig);
+  }
+  join();
+  for (const int sig : {SIGINT, SIGQUIT, SIGTERM}) {
+    const std::string line = logged("NOTICE", "main", 66, "handle_sig",
+                                    std::string("Signal ") + strsignal(sig) + " (" + std::to_string(sig) +
+                                        ") received: killing  and stopping threads");
+    EXPECT_EQ(count(line), 1U) << line;
+  }
+  EXPECT_EQ(count(logged("NOTICE", "main", 76, "handle_sig_pipe", "Signal Broken pipe (13) received")), 1U);
+}
+
+}  // namespace
