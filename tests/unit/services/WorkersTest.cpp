@@ -2,9 +2,10 @@
 
 #include <pthread.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
-#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -48,7 +49,7 @@ class Gate {
   }
   std::vector<int> passed() {
     pthread_mutex_lock(&m_lock);
-    const std::vector<int> result = m_passed;
+    std::vector<int> result = m_passed;
     pthread_mutex_unlock(&m_lock);
     return result;
   }
