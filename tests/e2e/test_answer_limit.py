@@ -186,6 +186,7 @@ def test_message_lost_twice_is_given_up_once(board):
     assert not call.answered
     board.make_ready()
     assert call.reply()[2] == 4
+    board.sync_ops()
     assert len(board.log.find(OVER.format("*", "*", "*"))) == 1
 
 

@@ -38,7 +38,7 @@ def test_each_refused_message_of_a_request_is_told(board):
     served_with_error(board, record.MGMT_INTERFACE_MAPPING_IND, first)
     served_with_error(board, record.RUN_DEFAULT_SCRIPT_COMMAND, second)
     call.reply()
-    assert len(board.log.find(REFUSED.format("*", "*", "*"))) == 2
+    board.log.wait(REFUSED.format("*", "*", "*"), count=2)
 
 
 def test_refused_rule_is_told(board):
@@ -88,7 +88,7 @@ def test_text_of_iss_is_bounded_and_printable(board):
         call = board.bus.set_port_params(3, 3)
         served_with_error(board, record.IFC_INSERT_DELETE_IND, error)
         call.reply()
-    assert len(board.log.find(REFUSED.format(line, "*", NOT_SHOWN))) == 3
+    board.log.wait(REFUSED.format(line, "*", NOT_SHOWN), count=3)
 
 
 def test_refusal_of_a_debug_message_is_its_clients_affair(board):
