@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <vector>
 
+#include "FilterEntryText.h"
 #include "PortBitmap.h"
 #include "RedundancyState.h"
 
@@ -49,7 +50,7 @@ Bytes withoutTrailingZeros(Bytes bytes) {
   return bytes;
 }
 
-void appendFilterEntries(std::string& line, Bytes bytes, uint8_t entryCount) {
+void appendFilterEntries(std::string& line, Bytes bytes, uint8_t entryCount, uint32_t entryKind) {
   constexpr size_t size = sizeof(ops::FilterEntry);
   size_t shown = bytes.size() / size;
   while (shown > entryCount && allZero(bytes.subspan((shown - 1) * size, size))) --shown;
@@ -61,6 +62,9 @@ void appendFilterEntries(std::string& line, Bytes bytes, uint8_t entryCount) {
     appendHex(line, entry.value);
     line += '/';
     appendHex(line, entry.mask);
+    if (const std::string meaning = decodeFilterEntry(entry, entryKind); !meaning.empty()) {
+      line += '(' + meaning + ')';
+    }
   }
   line += ']';
 }
@@ -118,7 +122,7 @@ void appendValue(std::string& line, const ops::FieldInfo& field, Bytes bytes, co
       appendPorts(line, bytes);
       break;
     case ops::FieldKind::filterEntries:
-      appendFilterEntries(line, bytes, record.payload.rule.entryCount);
+      appendFilterEntries(line, bytes, record.payload.rule.entryCount, record.payload.rule.entryKind);
       break;
     case ops::FieldKind::vlanList:
       appendVlans(line, bytes);

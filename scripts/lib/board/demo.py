@@ -131,13 +131,15 @@ STEPS = (
     Step("install an ETS rule on ports 1 and 3",
          lambda peers: ETS_RULE.call(peers).reply(),
          gets=ETS_RULE.reply((1, 0)),
-         iss=(TRAP_RULE + "[1:025ac3001eff0000/ffffffffffff0000,2:0000000000010000/0000000000030000,"
-              "12:6e78640000000000/ffffff0000000000,7:0700000000000000/ffff000000000000] portList=a0000000(pbmp=0x5) "
+         iss=(TRAP_RULE + "[1:025ac3001eff0000/ffffffffffff0000(mac=02:5a:c3:00:1e:ff),"
+              "2:0000000000010000/0000000000030000(mac=00:00:00:00:00:01/00:00:00:00:00:03),"
+              "12:6e78640000000000/ffffff0000000000,"
+              "7:0700000000000000/ffff000000000000(vpn=7)] portList=a0000000(pbmp=0x5) "
               "entryKind=3 encapType=1 ruleWord=3 fpId0=71 fpId1=4294967294 entryCount=4 actionCode=1",)),
     Step("set SyncE: trap rule, clock, PDU",
          lambda peers: peers.bus.call(SYNC_E, "setSyncEParam", "u" * 9, 2, 3, 1, 2, 1, 1, 10, 11, 12).reply(),
          gets=(2, 3, 1, 2, 1, 1, 10, 11, 12),
-         iss=(TRAP_RULE + "[2:0180c20000020000/*] portList=fffffff0(pbmp=0xfffffff) entryKind=1 * actionCode=1",
+         iss=(TRAP_RULE + "[2:0180c20000020000/ffffffffffff0000(mac=01:80:c2:00:00:02),*] portList=fffffff0(pbmp=0xfffffff) entryKind=1 * actionCode=1",
               "SYNCE_CMD [14] enableClk=1 slot=3 clksrc=2 phymode=1",
               "SYNCE_PDU_CMD [15] pduWord1=0xa pduWord2=0xb pduWord3=0xc")),
     Step("install the Smart SFP filter on port 1 and send a PDU",

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "FilterEntryText.h"
 #include "OtnIpcFields.h"
 
 namespace {
@@ -152,8 +153,9 @@ TEST(OpsDecoder, DecodesRules) {
   msg.payload.rule.entryCount = 2;
   msg.payload.rule.actionCode = 1;
   EXPECT_EQ(sim::decodeRecord(msg),
-            "INTERESTED_PACKET_IND [10] entries=[2:0180c20000020000/ffffffffffff0000,"
-            "4:0988000000000000/ffff000000000000] portList=c0000010(pbmp=0x8000003) entryKind=1 encapType=3 "
+            "INTERESTED_PACKET_IND [10] entries=[2:0180c20000020000/ffffffffffff0000(mac=01:80:c2:00:00:02),"
+            "4:0988000000000000/ffff000000000000(etherType=0x8809)] portList=c0000010(pbmp=0x8000003) "
+            "entryKind=1 encapType=3 "
             "ruleWord=2 fpId0=17 fpId1=18 entryCount=2 actionCode=1");
 }
 
@@ -164,9 +166,30 @@ TEST(OpsDecoder, ShowsFilterEntriesThatAreCountedOrFilled) {
   msg.payload.rule.entryCount = 0;
   EXPECT_THAT(sim::decodeRecord(msg), HasSubstr("entries=[] "));
   msg.payload.rule.entries[1].type = 7;
-  EXPECT_THAT(sim::decodeRecord(msg), HasSubstr(",7:0000000000000000/0000000000000000] "));
+  EXPECT_THAT(sim::decodeRecord(msg), HasSubstr(",7:0000000000000000/0000000000000000(vpn=0/0x0)] "));
   msg.payload.rule.entryCount = 255;
   EXPECT_THAT(sim::decodeRecord(msg), HasSubstr("/0000000000000000] portList=00000000(pbmp=0x0) "));
+}
+
+TEST(FilterEntries, SayWhatTheyMatch) {
+  const auto text = [](const ops::FilterEntry& entry, uint32_t kind = ops::etsRule) {
+    return sim::decodeFilterEntry(entry, kind);
+  };
+  EXPECT_EQ(text({1, {2, 0x5A, 0xC3, 0, 0x1E, 0xFF}, {255, 255, 255, 255, 255, 255}}),
+            "mac=02:5a:c3:00:1e:ff");
+  EXPECT_EQ(text({8, {1, 0x15, 0x4E, 0, 0, 0}, {255, 255, 255, 255, 255, 0}}),
+            "mac=01:15:4e:00:00:00/ff:ff:ff:ff:ff:00");
+  EXPECT_EQ(text({10, {0xE3, 0x88}, {255, 255}}), "etherType=0x88e3");
+  EXPECT_EQ(text({9, {0x00, 0x81}, {255, 255}}), "etherType=0x8100");
+  EXPECT_EQ(text({3, {0xA0, 0x0F}, {255, 255}}), "vlan=4000");
+  EXPECT_EQ(text({7, {7}, {255, 255, 0, 0}}), "vpn=7");
+  EXPECT_EQ(text({12, {3}, {255}}), "");
+  const ops::FilterEntry labels{
+      11, {0, 0x40, 0x06, 0, 0, 0x80, 0x0C, 0}, {0xFF, 0xFF, 0xF0, 0, 0xFF, 0xFF, 0xF0, 0}};
+  EXPECT_EQ(text(labels, ops::mstpRule), "mplsLabel=100,pwLabel=200");
+  EXPECT_EQ(text(labels, ops::mrpRule), "mplsLabel=100,pwLabel=200");
+  EXPECT_EQ(text(labels, ops::smartSfpRule), "");
+  EXPECT_EQ(text({11, {0, 0x40, 0x06}, {0xFF, 0xFF, 0xF0}}, ops::mstpRule), "mplsLabel=100");
 }
 
 TEST(OpsDecoder, DecodesCommands) {
