@@ -25,7 +25,8 @@ struct ScriptResult {
   std::string output;                    ///< every command behind its prompt, then why one is refused
 };
 
-/// True and the content when path names a readable regular file of at most 64 KiB.
+/// True and the content when path names a file below /tmp of the simulator's own user or of root, of at most
+/// 64 KiB.
 bool readScript(const std::string& path, std::string& content);
 
 ScriptResult runScript(std::string_view content, CliConfig& config);

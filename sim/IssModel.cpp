@@ -1,12 +1,14 @@
 #include "IssModel.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
+
+#include "OpsDecoder.h"
+#include "TmpFile.h"
 
 namespace sim {
 namespace {
@@ -28,10 +30,9 @@ void fillTrailer(OtnIpcMsg& msg, const std::optional<Refusal>& refusal) {
   memcpy(msg.errorString, text.data(), text.size());
 }
 
-/// ISS writes a run's output where it is told to by an absolute path; a failure is no failure of the run.
+/// ISS writes a run's output where it is told to below /tmp; a failure is no failure of the run.
 void writeOutput(const std::string& path, std::string_view output, std::string& notes) {
-  const int fd =
-      ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0644);
+  const int fd = createTmpFile(path);
   bool good = fd >= 0;
   while (good && !output.empty()) {
     const ssize_t n = ::write(fd, output.data(), output.size());
