@@ -12,6 +12,7 @@
 
 #include "ControlSocket.h"
 #include "OpsDecoder.h"
+#include "PeerUser.h"
 #include "Show.h"
 
 namespace sim {
@@ -61,10 +62,6 @@ bool parseJsonOption(std::string_view words, bool& json) {
 }
 
 }  // namespace
-
-std::string defaultControlPath(uint16_t port) {
-  return "/tmp/iss-sim-" + std::to_string(port) + ".sock";
-}
 
 Control::Control(const IssModel& model, Watch& watch, Inject inject)
     : m_model(model), m_watch(watch), m_inject(std::move(inject)), m_epoll(epoll_create1(EPOLL_CLOEXEC)) {
@@ -125,9 +122,13 @@ void Control::accept() {
   }
   Client& client = m_clients[fd];
   client.events = EPOLLIN;
-  if (m_clients.size() <= maxClients) return;
+  const std::optional<uid_t> user = socketUser(fd);
+  const bool known = user && mayUse(*user);
+  if (known && m_clients.size() <= maxClients) return;
   client.phase = Phase::closing;
-  client.unsent = errorAnswer("too many clients");
+  client.unsent = errorAnswer(known ? "too many clients"
+                                    : "this simulator is not for " + (user ? "user " + std::to_string(*user)
+                                                                           : std::string("an unknown user")));
   if (!flush(fd, client)) drop(fd);
 }
 

@@ -3,7 +3,8 @@
 // A request is one line: "show SUBJECT [--json]", "watch [--json]" or "inject DIRECTIVE". The answer is "ok"
 // on a line of its own and what was asked for, or "error REASON" on one line; then the simulator closes,
 // except that a watch goes on until either side ends it. All calls come on the simulator's poll-loop thread,
-// and none blocks: a client that does not read loses messages, not the simulator's time.
+// and none blocks: a client that does not read loses messages, not the simulator's time. Only the simulator's own
+// user and root are served.
 #pragma once
 
 #include <cstddef>
@@ -18,9 +19,6 @@
 #include "Watch.h"
 
 namespace sim {
-
-/// The socket of the simulator that serves this TCP port, unless it was told another.
-std::string defaultControlPath(uint16_t port);
 
 class Control {
  public:

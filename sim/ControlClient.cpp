@@ -10,9 +10,10 @@
 #include <cstring>
 #include <string_view>
 
-#include "Control.h"
+#include "ControlPath.h"
 #include "ControlSocket.h"
 #include "DirectiveWords.h"
+#include "PeerUser.h"
 #include "Show.h"
 
 namespace sim {
@@ -75,6 +76,12 @@ int requestOfSimulator(const std::string& path, const std::string& request) {
     if (fd >= 0) ::close(fd);
     return fail("no simulator at " + path + ": " + reason, 1);
   }
+  // Root may ask anybody's; others are not to take a stranger's word for it.
+  const std::optional<uid_t> user = socketUser(fd);
+  if (geteuid() != 0 && !(user && mayUse(*user))) {
+    ::close(fd);
+    return fail(path + ": is served by " + (user ? "user " + std::to_string(*user) : "an unknown user"), 1);
+  }
   const std::string line = request + '\n';
   const ssize_t sent = ::send(fd, line.data(), line.size(), MSG_NOSIGNAL);
   // A request that was refused before all of it was sent has its answer all the same.
@@ -94,7 +101,7 @@ constexpr const char* controlUsage =
     "\n"
     "  --json           JSON in place of text\n"
     "  --port N         the simulator on 127.0.0.1:N (default 8000)\n"
-    "  --control PATH   the simulator with this control socket (default /tmp/iss-sim-N.sock)\n"
+    "  --control PATH   the simulator with this control socket (default /tmp/iss-sim-UID/N.sock)\n"
     "  --help           print this and exit\n";
 
 struct ControlOptions {
@@ -165,8 +172,11 @@ int controlCommand(int argc, char* const* argv) {
   if (request.find('\n') != std::string::npos) return fail("a request is one line", 2);
   if (options.json) request += " --json";
   signal(SIGPIPE, SIG_IGN);
-  return requestOfSimulator(
-      options.path.empty() ? defaultControlPath(static_cast<uint16_t>(options.port)) : options.path, request);
+  if (options.path.empty()) {
+    if (const Problem problem = checkControlDirectory()) return fail("no simulator there: " + *problem, 1);
+    options.path = defaultControlPath(static_cast<uint16_t>(options.port));
+  }
+  return requestOfSimulator(options.path, request);
 }
 
 }  // namespace sim

@@ -9,6 +9,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "PeerUser.h"
+
 namespace sim {
 
 int openListener(uint16_t port, uint16_t& actual) {
@@ -37,10 +39,18 @@ std::string listenProblem(uint16_t port, int error) {
          (error == EADDRINUSE ? "in use, is another instance running?" : strerror(error));
 }
 
-int acceptClient(int listenFd) {
+int acceptClient(int listenFd, std::string& refused) {
   const int fd = accept4(listenFd, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+  if (fd < 0) return fd;
+  const std::optional<uid_t> user = tcpUser(fd);
+  if (!user || !mayUse(*user)) {
+    refused =
+        user ? "it is user " + std::to_string(*user) + "'s" : "it has gone, or its user cannot be found";
+    ::close(fd);
+    return -1;
+  }
   const int one = 1;
-  if (fd >= 0) setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+  setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
   return fd;
 }
 

@@ -13,7 +13,8 @@ int openListener(uint16_t port, uint16_t& actual);
 /// One line of reason for a failure of openListener with this errno.
 std::string listenProblem(uint16_t port, int error);
 
-/// Takes a client's connection, which does not block; -1 when there is none.
-int acceptClient(int listenFd);
+/// Takes a client's connection, which does not block; -1 when there is none. One of a stranger is ended at
+/// once: then `refused` says so.
+int acceptClient(int listenFd, std::string& refused);
 
 }  // namespace sim

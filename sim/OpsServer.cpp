@@ -147,7 +147,9 @@ int OpsServer::pollTimeout() const {
 }
 
 void OpsServer::accept() {
-  m_clientFd = acceptClient(m_listenFd);
+  std::string refused;
+  m_clientFd = acceptClient(m_listenFd, refused);
+  if (!refused.empty()) m_output.line("client refused: " + refused);
   if (m_clientFd < 0) return;
   m_output.line("client connected");
   for (Observer* observer : m_observers) observer->onClient(true, Clock::now());

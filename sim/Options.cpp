@@ -17,7 +17,7 @@ const char* const usage =
     "  --keepalive MS        time between alive messages (default 10000; 0 = none)\n"
     "  --scenario FILE       carry out the directives of FILE\n"
     "  --record FILE         write what passes on the connection to FILE (pcapng)\n"
-    "  --control PATH        control socket (default /tmp/iss-sim-N.sock for port N)\n"
+    "  --control PATH        control socket (default /tmp/iss-sim-UID/N.sock for user UID and port N)\n"
     "  --quiet               do not print records\n"
     "  --help                print this and exit\n";
 

@@ -55,7 +55,9 @@ void Replay::run(int stopFd) {
 }
 
 void Replay::accept() {
-  m_clientFd = acceptClient(m_listenFd);
+  std::string refused;
+  m_clientFd = acceptClient(m_listenFd, refused);
+  if (!refused.empty()) m_output.line("client refused: " + refused);
   if (m_clientFd < 0) return;
   m_output.line("client connected, replaying connection " + std::to_string(m_connection + 1));
   m_step = 0;

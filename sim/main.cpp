@@ -12,6 +12,7 @@
 #include "Capture.h"
 #include "Control.h"
 #include "ControlClient.h"
+#include "ControlPath.h"
 #include "Directive.h"
 #include "Options.h"
 #include "Replay.h"
@@ -56,7 +57,12 @@ int serve(const sim::Options& options) {
   // Who sees the port open finds the control socket there, unless its name waits for the port's number.
   const bool toldWhere = !options.control.empty();
   const auto listenForControl = [&](uint16_t port) {
-    return control.listen(toldWhere ? options.control : sim::defaultControlPath(port), reason);
+    if (toldWhere) return control.listen(options.control, reason);
+    if (const sim::Problem problem = sim::makeControlDirectory()) {
+      reason = *problem;
+      return false;
+    }
+    return control.listen(sim::defaultControlPath(port), reason);
   };
   bool controlled = (toldWhere || options.server.port != 0) && listenForControl(options.server.port);
   if (toldWhere && !controlled) return fail(reason, 1);

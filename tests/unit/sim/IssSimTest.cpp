@@ -20,6 +20,10 @@ std::string portOf(Program& simulator) {
   return line.substr(line.rfind(':') + 1);
 }
 
+std::string defaultPath(const std::string& port) {
+  return "/tmp/iss-sim-" + std::to_string(geteuid()) + "/" + port + ".sock";
+}
+
 TEST(IssSim, PrintsTheUsageOfItsCommands) {
   for (const char* command : {"show", "watch", "inject"}) {
     Program simulator({ISS_SIM, command, "--help"});
@@ -89,7 +93,7 @@ TEST(IssSim, HasItsControlSocketWhereItsPortTells) {
   Program simulator({ISS_SIM, "--port", "0"});
   const std::string port = portOf(simulator);
   const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-  while (access(("/tmp/iss-sim-" + port + ".sock").c_str(), F_OK) != 0) {
+  while (access((defaultPath(port)).c_str(), F_OK) != 0) {
     ASSERT_LT(std::chrono::steady_clock::now(), limit);
   }
   Program show({ISS_SIM, "show", "redundancy", "--port", port});
@@ -98,7 +102,7 @@ TEST(IssSim, HasItsControlSocketWhereItsPortTells) {
   EXPECT_EQ(show.wait(), 0);
   simulator.signal(SIGTERM);
   EXPECT_EQ(simulator.wait(), 0);
-  EXPECT_NE(access(("/tmp/iss-sim-" + port + ".sock").c_str(), F_OK), 0);
+  EXPECT_NE(access((defaultPath(port)).c_str(), F_OK), 0);
 }
 
 class ControlledSimulator : public ::testing::Test {
@@ -154,7 +158,7 @@ TEST(IssSim, SaysThatNoSimulatorAnswers) {
 TEST(IssSim, GoesOnWithoutItsDefaultControlSocket) {
   Program first({ISS_SIM, "--port", "0"});
   const std::string port = portOf(first);
-  const std::string path = "/tmp/iss-sim-" + port + ".sock";
+  const std::string path = defaultPath(port);
   first.signal(SIGTERM);
   EXPECT_EQ(first.wait(), 0);
   std::ofstream(path) << "in the way";
