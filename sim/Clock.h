@@ -5,32 +5,64 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <string>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 namespace sim {
 
 using Clock = std::chrono::steady_clock;
+
+/// What an operator is told of a timer; without a text nothing.
+struct TimerNote {
+  std::string text = {};
+  uint32_t left = 1;       ///< occasions, this one included; UINT32_MAX = without end
+  bool scheduled = false;  ///< by a directive: goes with the schedule
+};
 
 class TimerQueue {
  public:
   /// Whose end takes a timer away.
   enum class Scope : uint8_t { simulator, connection };
 
-  void at(Clock::time_point due, Scope scope, std::function<void()> action) {
-    m_timers.emplace(due, Timer{scope, std::move(action)});
+  struct Waiting {
+    Clock::time_point due;
+    const TimerNote& note;
+  };
+
+  void at(Clock::time_point due, Scope scope, std::function<void()> action, TimerNote note = {}) {
+    m_timers.emplace(due, Timer{scope, std::move(action), std::move(note)});
   }
 
-  void after(Clock::duration delay, Scope scope, std::function<void()> action) {
-    at(Clock::now() + delay, scope, std::move(action));
+  void after(Clock::duration delay, Scope scope, std::function<void()> action, TimerNote note = {}) {
+    at(Clock::now() + delay, scope, std::move(action), std::move(note));
   }
 
   void cancel(Scope scope) {
-    const auto ofScope = [scope](const auto& entry) { return entry.second.scope == scope; };
-    std::erase_if(m_timers, ofScope);
-    std::erase_if(m_running, ofScope);
+    cancelIf([scope](const Timer& timer) { return timer.scope == scope; });
+  }
+  /// Those of the simulator's own that an operator is told of by this text.
+  void cancel(std::string_view text) {
+    cancelIf([text](const Timer& timer) { return !timer.note.scheduled && timer.note.text == text; });
+  }
+  void cancelScheduled() {
+    cancelIf([](const Timer& timer) { return timer.note.scheduled; });
   }
 
   bool empty() const { return m_timers.empty(); }
+  size_t size() const { return m_timers.size() + m_running.size(); }
+
+  /// What has a text, in the order in which it comes; valid until a timer is added or taken away.
+  std::vector<Waiting> waiting() const {
+    std::vector<Waiting> result;
+    for (const auto* timers : {&m_running, &m_timers}) {
+      for (const auto& [due, timer] : *timers) {
+        if (!timer.note.text.empty()) result.push_back({due, timer.note});
+      }
+    }
+    return result;
+  }
 
   /// When to call run next; the end of time when there is nothing to do.
   Clock::time_point next() const {
@@ -54,7 +86,15 @@ class TimerQueue {
   struct Timer {
     Scope scope;
     std::function<void()> action;
+    TimerNote note;
   };
+
+  template <typename Condition>
+  void cancelIf(Condition condition) {
+    const auto applies = [condition](const auto& entry) { return condition(entry.second); };
+    std::erase_if(m_timers, applies);
+    std::erase_if(m_running, applies);
+  }
 
   std::multimap<Clock::time_point, Timer> m_timers;
   std::multimap<Clock::time_point, Timer> m_running;

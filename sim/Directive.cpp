@@ -23,8 +23,19 @@ DirectiveInterpreter::DirectiveInterpreter(OpsServer& server, IssModel& model, L
 Problem DirectiveInterpreter::apply(std::string_view line) {
   Directive directive;
   if (Problem problem = parseDirective(line, directive)) return problem;
+  if (!directive.when.empty() && isFull(directive)) {
+    return "too much waits (" + std::to_string(maxWaiting) + " directives), clear the schedule first";
+  }
   apply(directive);
   return std::nullopt;
+}
+
+bool DirectiveInterpreter::isFull(const Directive& directive) {
+  if (std::holds_alternative<directive::OnConnect>(directive.when[0]))
+    return m_onConnect.size() >= maxWaiting;
+  if (std::holds_alternative<directive::OnRequest>(directive.when[0]))
+    return m_onRequest.size() >= maxWaiting;
+  return m_server.timers().size() >= maxWaiting;
 }
 
 void DirectiveInterpreter::apply(const Directive& directive) {
@@ -58,14 +69,16 @@ void DirectiveInterpreter::occasion(Standing& standing, directive::Occasions whi
   if (before < which.skip || before - which.skip >= which.times) return;
   // By way of a timer: behind the greeting, or behind the answer.
   later(std::chrono::milliseconds(0), TimerQueue::Scope::connection,
-        [this, directive = standing.directive] { proceed(directive, 1, TimerQueue::Scope::connection); });
+        [this, directive = standing.directive] { proceed(directive, 1, TimerQueue::Scope::connection); },
+        {standing.directive.texts[1]});
 }
 
 void DirectiveInterpreter::proceed(const Directive& directive, size_t place, TimerQueue::Scope scope) {
   if (place == directive.when.size()) {
     carryOut(directive.action);
   } else if (const auto* after = std::get_if<directive::After>(&directive.when[place])) {
-    later(after->time, scope, [this, directive, place, scope] { proceed(directive, place + 1, scope); });
+    later(after->time, scope, [this, directive, place, scope] { proceed(directive, place + 1, scope); },
+          {directive.texts[place + 1]});
   } else if (const auto* every = std::get_if<directive::Every>(&directive.when[place])) {
     repeat(directive, place, scope, *every);
   }
@@ -73,19 +86,29 @@ void DirectiveInterpreter::proceed(const Directive& directive, size_t place, Tim
 
 void DirectiveInterpreter::repeat(const Directive& directive, size_t place, TimerQueue::Scope scope,
                                   directive::Every every) {
-  later(every.period, scope, [this, directive, place, scope, every]() mutable {
+  const auto occur = [this, directive, place, scope, every]() mutable {
     if (every.times != UINT32_MAX) --every.times;
     // Before the action, which may clear the schedule or end the connection.
     if (every.times > 0) repeat(directive, place, scope, every);
     proceed(directive, place + 1, scope);
-  });
+  };
+  later(every.period, scope, occur, {directive.texts[place + 1], every.times});
 }
 
+/// Repetitions may add up: what would be too much is left out.
 void DirectiveInterpreter::later(std::chrono::milliseconds time, TimerQueue::Scope scope,
-                                 std::function<void()> action) {
-  m_server.timers().after(time, scope, [this, schedule = m_schedule, action = std::move(action)] {
-    if (schedule == m_schedule) action();
-  });
+                                 std::function<void()> action, TimerNote note) {
+  const size_t waiting = m_server.timers().size();
+  if (waiting >= maxWaiting) {
+    if (!std::exchange(m_full, true)) {
+      m_output.line("too much waits (" + std::to_string(maxWaiting) + " directives), left out: " + note.text);
+    }
+    return;
+  }
+  // Not told again for each that comes and goes at the limit.
+  if (waiting < maxWaiting / 2) m_full = false;
+  note.scheduled = true;
+  m_server.timers().after(time, scope, std::move(action), std::move(note));
 }
 
 void DirectiveInterpreter::carryOut(const directive::Action& action) {
@@ -98,7 +121,7 @@ void DirectiveInterpreter::carryOut(const directive::Action& action) {
                  [this](const directive::Garbage& garbage) {
                    m_server.sendAsIs(m_server.faults().garbage(garbage.size));
                  },
-                 [this](const directive::Port& port) { changePort(port); },
+                 [this](const directive::Port& port) { changePorts(port); },
                  [this](const directive::Close& close) {
                    m_server.close(close.reset ? Ending::reset : Ending::close);
                  },
@@ -111,14 +134,17 @@ void DirectiveInterpreter::carryOut(const directive::Action& action) {
              action);
 }
 
-void DirectiveInterpreter::changePort(const directive::Port& port) {
+void DirectiveInterpreter::changePorts(const directive::Port& change) {
   using directive::PortChange;
-  const bool isUp = m_model.portReport(port.number).payload.portStatus.operationalStatus == 1;
-  const bool up = port.change == PortChange::up || (port.change == PortChange::toggle && !isUp);
-  if (m_model.setPortOper(port.number, up)) {
-    m_server.send(m_model.portReport(port.number));
-  } else {
-    m_output.line("port " + std::to_string(port.number) + " stays as it is");
+  for (uint32_t port = 1; port <= portCount; ++port) {
+    if ((change.ports & portBit(port)) == 0) continue;
+    const bool isUp = m_model.portReport(port).payload.portStatus.operationalStatus == 1;
+    const bool up = change.change == PortChange::up || (change.change == PortChange::toggle && !isUp);
+    if (m_model.setPortOper(port, up)) {
+      m_server.send(m_model.portReport(port));
+    } else {
+      m_output.line("port " + std::to_string(port) + " stays as it is");
+    }
   }
 }
 
@@ -127,7 +153,7 @@ void DirectiveInterpreter::clear(directive::Clear what) {
   if (what == Clear::faults || what == Clear::all) m_server.faults().clearFaults();
   if (what == Clear::answers || what == Clear::all) m_server.faults().clearAnswers();
   if (what == Clear::schedule || what == Clear::all) {
-    ++m_schedule;
+    m_server.timers().cancelScheduled();
     m_onConnect.clear();
     m_onRequest.clear();
   }

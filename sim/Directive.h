@@ -26,23 +26,32 @@ class DirectiveInterpreter : private Observer {
 
   void apply(const Directive& directive);
 
- private:
   /// A directive that waits for its occasions; `when` begins with them.
   struct Standing {
     Directive directive;
     uint32_t seen = 0;  ///< occasions so far
   };
 
+  /// By kind, in the order in which they came.
+  const std::vector<Standing>& onConnect() const { return m_onConnect; }
+  const std::vector<Standing>& onRequest() const { return m_onRequest; }
+
+  static constexpr size_t maxWaiting =
+      1000;  ///< directives that wait for their time, or for one kind of occasion
+
+ private:
   void onRecord(Direction direction, const OtnIpcMsg& record, Clock::time_point when) override;
   void onClient(bool connected, Clock::time_point when) override;
 
+  bool isFull(const Directive& directive);
   void occasion(Standing& standing, directive::Occasions which);
   /// Carries out what the directive's conditions from `place` on leave to do.
   void proceed(const Directive& directive, size_t place, TimerQueue::Scope scope);
   void repeat(const Directive& directive, size_t place, TimerQueue::Scope scope, directive::Every every);
-  void later(std::chrono::milliseconds time, TimerQueue::Scope scope, std::function<void()> action);
+  void later(std::chrono::milliseconds time, TimerQueue::Scope scope, std::function<void()> action,
+             TimerNote note);
   void carryOut(const directive::Action& action);
-  void changePort(const directive::Port& port);
+  void changePorts(const directive::Port& change);
   void clear(directive::Clear what);
 
   OpsServer& m_server;
@@ -50,7 +59,7 @@ class DirectiveInterpreter : private Observer {
   LineOutput& m_output;
   std::vector<Standing> m_onConnect;
   std::vector<Standing> m_onRequest;
-  uint64_t m_schedule = 0;  ///< what waits for an earlier schedule is not carried out
+  bool m_full = false;  ///< it was told that too much waits
 };
 
 }  // namespace sim

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "CliConfig.h"
+#include "ConditionParser.h"
 #include "FaultParser.h"
 #include "WordReader.h"
 
@@ -127,7 +128,7 @@ Problem parseGarbage(WordReader& words, Action& action) {
 Problem parsePort(WordReader& words, Action& action) {
   using directive::PortChange;
   directive::Port port{};
-  if (Problem problem = words.number("port", 1, portCount, port.number)) return problem;
+  if (Problem problem = words.ports("port", portCount, port.ports)) return problem;
   if (words.next("up")) {
     port.change = PortChange::up;
   } else if (words.next("down")) {
@@ -209,70 +210,31 @@ constexpr Verb verbs[] = {
     {"stall", parseStall},     {"seed", parseSeed},           {"clear", parseClear},
 };
 
-Problem parseOccasions(WordReader& words, directive::Occasions& which) {
-  if (words.next("skip")) {
-    if (Problem problem = words.number("skip", 1, UINT32_MAX - 1, which.skip)) return problem;
-  }
-  if (words.next("times")) return words.number("times", 1, UINT32_MAX - 1, which.times);
-  return std::nullopt;
-}
-
-/// Takes one prefix if there is one.
-Problem parseWhen(WordReader& words, std::vector<directive::When>& when, bool& found) {
-  found = true;
-  if (words.next("on")) {
-    if (words.next("connect")) {
-      directive::OnConnect connect{};
-      Problem problem = parseOccasions(words, connect.which);
-      when.push_back(connect);
-      return problem;
-    }
-    directive::OnRequest request{};
-    if (Problem problem = words.type("on", request.type)) return problem;
-    Problem problem = parseOccasions(words, request.which);
-    when.push_back(request);
-    return problem;
-  }
-  if (words.next("after")) {
-    directive::After after{};
-    if (Problem problem = words.time("after", after.time)) return problem;
-    when.push_back(after);
-    return std::nullopt;
-  }
-  if (words.next("every")) {
-    directive::Every every{{}, UINT32_MAX};
-    if (Problem problem = words.time("every", every.period)) return problem;
-    if (every.period.count() == 0) return "every needs a time above 0";
-    if (words.next("times")) {
-      if (Problem problem = words.number("times", 1, UINT32_MAX - 1, every.times)) return problem;
-    }
-    when.push_back(every);
-    return std::nullopt;
-  }
-  found = false;
-  return std::nullopt;
-}
-
-}  // namespace
-
-Problem parseDirective(std::string_view line, Directive& result) {
-  std::vector<std::string> split;
-  if (Problem problem = splitWords(line, split)) return problem;
-  WordReader words(std::move(split));
+Problem parseWords(WordReader& words, Directive& result) {
   result.when.clear();
-  for (bool found = true; found;) {
-    if (Problem problem = parseWhen(words, result.when, found)) return problem;
-    if (result.when.size() > 8) return "too many conditions";
-  }
-  for (size_t i = 1; i < result.when.size(); ++i) {
-    if (result.when[i].index() <= 1) return "on stands in front of after and every, once";
-  }
+  result.texts.clear();
+  if (Problem problem = parseConditions(words, result)) return problem;
   if (words.atEnd()) return "nothing to do";
   const std::string verb = words.take();
   for (const Verb& known : verbs) {
     if (known.word == verb) return known.parse(words, result.action);
   }
   return "unknown directive " + shown(verb);
+}
+
+}  // namespace
+
+Problem parseDirective(std::string_view line, Directive& result, size_t* column) {
+  Words split;
+  Problem problem = splitWords(line, split);
+  size_t at = split.end;
+  if (!problem) {
+    WordReader words(std::move(split));
+    problem = parseWords(words, result);
+    at = words.column();
+  }
+  if (column != nullptr) *column = at;
+  return problem;
 }
 
 bool isBlank(std::string_view line) {

@@ -42,7 +42,7 @@ struct Garbage {
 };
 enum class PortChange : uint8_t { up, down, toggle };
 struct Port {
-  uint32_t number;
+  uint32_t ports;  ///< bitmap
   PortChange change;
 };
 struct Close {
@@ -89,10 +89,11 @@ using When = std::variant<OnConnect, OnRequest, After, Every>;
 struct Directive {
   std::vector<directive::When> when;
   directive::Action action;
+  std::vector<std::string> texts;  ///< the line from each condition on, and the action's, as written
 };
 
-/// Reads one line that is no comment and not empty.
-Problem parseDirective(std::string_view line, Directive& result);
+/// Reads one line that is no comment and not empty. `column`, if given, is where a problem stands, from 1 on.
+Problem parseDirective(std::string_view line, Directive& result, size_t* column = nullptr);
 
 /// True for an empty line and one that holds only a comment.
 bool isBlank(std::string_view line);

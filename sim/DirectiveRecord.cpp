@@ -90,7 +90,10 @@ bool parseValue(const ops::FieldInfo& field, std::string_view text, std::string&
       std::reverse(bytes.begin(), bytes.end());
       return true;
     case ops::FieldKind::portList: {
-      if (!parseNumber(text, UINT32_MAX, number)) return false;
+      // A bitmap is written in hex.
+      if (text.starts_with("0x") ? !parseNumber(text, UINT32_MAX, number) : !parsePorts(text, 32, number)) {
+        return false;
+      }
       uint8_t list[4];
       bitmapToPortList(number, list);
       bytes = bytesOf(list);

@@ -34,29 +34,42 @@ bool unescape(std::string_view& rest, std::string& word) {
 
 }  // namespace
 
-Problem splitWords(std::string_view line, std::vector<std::string>& words) {
-  words.clear();
+Problem splitWords(std::string_view line, Words& result) {
+  result = {};
+  std::vector<std::string>& words = result.words;
   bool inWord = false;
-  bool inQuotes = false;
-  while (!line.empty()) {
-    const char c = line[0];
+  size_t quote = 0;  // the column of the one that is open
+  std::string_view rest = line;
+  const auto column = [&] { return line.size() - rest.size() + 1; };
+  while (!rest.empty()) {
+    const char c = rest[0];
     if (!inWord && c == '#') break;
-    line.remove_prefix(1);
-    if (!inQuotes && (c == ' ' || c == '\t' || c == '\r')) {
+    const size_t at = column();
+    rest.remove_prefix(1);
+    if (quote == 0 && (c == ' ' || c == '\t' || c == '\r')) {
       inWord = false;
       continue;
     }
-    if (!inWord) words.emplace_back();
+    if (!inWord) {
+      words.emplace_back();
+      result.columns.push_back(at);
+    }
     inWord = true;
     if (c == '"') {
-      inQuotes = !inQuotes;
-    } else if (c != '\\' || !inQuotes) {
+      quote = quote == 0 ? at : 0;
+    } else if (c != '\\' || quote == 0) {
       words.back() += c;
-    } else if (!unescape(line, words.back())) {
+    } else if (!unescape(rest, words.back())) {
+      result.end = at;
       return "unknown escape in a quoted text (known: \\r \\n \\t \\\\ \\\" \\xHH)";
     }
+    result.end = column();
   }
-  if (inQuotes) return "a quoted text does not end";
+  if (quote != 0) {
+    result.end = quote;
+    return "a quoted text does not end";
+  }
+  result.line = line.substr(0, result.end - 1);
   return std::nullopt;
 }
 
@@ -99,6 +112,23 @@ bool parseChance(std::string_view word, uint32_t& millionths) {
   }
   millionths = whole * 10'000 + part;
   return millionths <= 1'000'000;
+}
+
+bool parsePorts(std::string_view word, uint32_t most, uint32_t& bitmap) {
+  bitmap = 0;
+  while (true) {
+    const size_t end = word.find(',');
+    const std::string_view range = word.substr(0, end);
+    const size_t dash = range.find('-');
+    uint32_t first = 0;
+    if (!parseNumber(range.substr(0, dash), most, first) || first == 0) return false;
+    uint32_t last = first;
+    if (dash != std::string_view::npos && !parseNumber(range.substr(dash + 1), most, last)) return false;
+    if (last < first) return false;
+    for (uint32_t port = first; port <= last; ++port) bitmap |= uint32_t{1} << (port - 1);
+    if (end == std::string_view::npos) return true;
+    word.remove_prefix(end + 1);
+  }
 }
 
 bool parseType(std::string_view word, uint32_t& type) {

@@ -13,9 +13,22 @@ namespace sim {
 /// A reason why something is wrong, on one line.
 using Problem = std::optional<std::string>;
 
+/// The words of a line and where in it they stand.
+struct Words {
+  std::vector<std::string> words;
+  std::vector<size_t> columns;  ///< of each word's start, from 1 on
+  size_t end = 1;               ///< the column behind the last word, or of what is wrong
+  std::string line;             ///< up to there
+
+  /// What stands in the line from this word on.
+  std::string_view from(size_t word) const {
+    return word < columns.size() ? std::string_view(line).substr(columns[word] - 1) : std::string_view();
+  }
+};
+
 /// Splits a line at blanks. Text in double quotes is kept together, with \r \n \t \\ \" and \xHH in it; "#"
 /// at the start of a word begins a comment.
-Problem splitWords(std::string_view line, std::vector<std::string>& words);
+Problem splitWords(std::string_view line, Words& result);
 
 /// Decimal, or hex behind "0x".
 bool parseNumber(std::string_view word, uint32_t most, uint32_t& value);
@@ -25,6 +38,9 @@ bool parseTime(std::string_view word, std::chrono::milliseconds& value);
 
 /// "25%" or "0.5%", in millionths.
 bool parseChance(std::string_view word, uint32_t& millionths);
+
+/// Ports by number, "5" or "1-4,7", as a bitmap: bit n = port n + 1. `most` is 32 at most.
+bool parsePorts(std::string_view word, uint32_t most, uint32_t& bitmap);
 
 /// A message type by name or number.
 bool parseType(std::string_view word, uint32_t& type);

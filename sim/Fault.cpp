@@ -88,14 +88,29 @@ void FaultTable::clearFaults() {
 bool FaultTable::selects(Entry& entry, const OtnIpcMsg& record) {
   const Selector& selector = entry.rule.selector;
   if (selector.anyAnswer ? record.isResponse != 1 : record.msgType != selector.type) return false;
-  if (entry.seen < selector.skip) {
-    ++entry.seen;
+  if (entry.skipped < selector.skip) {
+    ++entry.skipped;
     return false;
   }
-  if (selector.times != UINT32_MAX && entry.seen - selector.skip >= selector.times) return false;
+  if (entry.hits >= selector.times) return false;
+  if (++entry.passed < selector.every) return false;
+  entry.passed = 0;
   if (selector.chance < 1'000'000 && m_random() % 1'000'000 >= selector.chance) return false;
-  if (entry.seen < UINT32_MAX) ++entry.seen;
+  if (entry.hits < UINT32_MAX - 1) ++entry.hits;
   return true;
+}
+
+std::vector<ArmedRule> FaultTable::armed() const {
+  std::vector<ArmedRule> rules;
+  for (const Entry& entry : m_rules) {
+    const Selector& selector = entry.rule.selector;
+    const bool endless = selector.times == UINT32_MAX;
+    const uint32_t left = endless ? UINT32_MAX : selector.times - entry.hits;
+    const uint64_t next = uint64_t{selector.skip} - entry.skipped + selector.every - entry.passed;
+    rules.push_back({entry.rule, entry.hits, left,
+                     left == 0 ? 0 : static_cast<uint32_t>(std::min<uint64_t>(next, UINT32_MAX))});
+  }
+  return rules;
 }
 
 Delivery FaultTable::apply(const OtnIpcMsg& record) {

@@ -37,6 +37,7 @@ struct Selector {
   uint32_t type = InvalidMsgType;
   bool anyAnswer = false;  ///< answers of every type instead
   uint32_t skip = 0;       ///< the first ones left alone
+  uint32_t every = 1;      ///< of those behind them, each so-many-th
   uint32_t times = UINT32_MAX;
   uint32_t chance = 1'000'000;  ///< in millionths
 };
@@ -90,13 +91,22 @@ using Action =
 struct FaultRule {
   Selector selector;
   fault::Action action;
-  std::string text;  ///< as the operator wrote it
+  std::string text;    ///< record and verb, for the line of each hit
+  std::string detail;  ///< what it does, as the operator wrote it
+};
+
+/// A rule that stands, and what it has left to do.
+struct ArmedRule {
+  const FaultRule& rule;
+  uint32_t hits;
+  uint32_t left;  ///< UINT32_MAX = without end
+  uint32_t next;  ///< the number of the record that it applies to next, 1 = the next one; 0 = none any more
 };
 
 class FaultTable {
  public:
   void seed(uint32_t value) { m_random.seed(value); }
-  void add(FaultRule rule) { m_rules.push_back({std::move(rule), 0}); }
+  void add(FaultRule rule) { m_rules.push_back({std::move(rule)}); }
 
   /// Takes away what changes answers, or everything else.
   void clearAnswers();
@@ -107,10 +117,15 @@ class FaultTable {
 
   std::string garbage(uint32_t size);
 
+  /// In the order in which they apply; valid until the table changes.
+  std::vector<ArmedRule> armed() const;
+
  private:
   struct Entry {
     FaultRule rule;
-    uint32_t seen;  ///< records that were selected so far
+    uint32_t skipped = 0;  ///< records left alone, of those to skip
+    uint32_t passed = 0;   ///< records since the last one that was to be hit
+    uint32_t hits = 0;
   };
 
   bool selects(Entry& entry, const OtnIpcMsg& record);

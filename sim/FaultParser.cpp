@@ -18,6 +18,8 @@ Problem parseSelector(WordReader& words, std::string_view of, Selector& selector
     Problem problem;
     if (words.next("skip")) {
       problem = words.number("skip", 1, UINT32_MAX - 1, selector.skip);
+    } else if (words.next("every")) {
+      problem = words.number("every", 1, UINT32_MAX - 1, selector.every);
     } else if (words.next("times")) {
       problem = words.number("times", 1, UINT32_MAX - 1, selector.times);
     } else if (words.next("chance")) {
@@ -145,6 +147,7 @@ constexpr Verb verbs[] = {
 Problem parseFault(WordReader& words, FaultRule& rule) {
   if (Problem problem = parseSelector(words, "fault", rule.selector)) return problem;
   if (words.atEnd()) return "fault needs what is to happen";
+  rule.detail = words.from(words.taken());
   const std::string verb = words.take();
   for (const Verb& known : verbs) {
     if (known.word != verb) continue;
@@ -158,6 +161,7 @@ Problem parseFault(WordReader& words, FaultRule& rule) {
 Problem parseAnswer(WordReader& words, FaultRule& rule) {
   if (Problem problem = parseSelector(words, "answer", rule.selector)) return problem;
   if (words.atEnd()) return "answer needs name=value";
+  rule.detail = "answer " + std::string(words.from(words.taken()));
   fault::Change change;
   if (Problem problem = words.fields(rule.selector.type, change.changes)) return problem;
   rule.text = describe(rule.selector, "answer");

@@ -9,10 +9,10 @@ namespace sim {
 inline constexpr uint32_t maxFlood = 1'000'000;
 inline constexpr uint32_t maxGarbage = 1'000'000;
 
-/// What follows the word `fault`: TYPE|any [skip N] [times N] [chance P%] ACTION.
+/// What follows the word `fault`: TYPE|any [skip N] [every N] [times N] [chance P%] ACTION.
 Problem parseFault(WordReader& words, FaultRule& rule);
 
-/// What follows the word `answer`: TYPE|any [skip N] [times N] [chance P%] name=value...
+/// What follows the word `answer`: TYPE|any [skip N] [every N] [times N] [chance P%] name=value...
 Problem parseAnswer(WordReader& words, FaultRule& rule);
 
 }  // namespace sim

@@ -41,7 +41,10 @@ int fail(const std::string& reason, int status) {
 int serve(const sim::Options& options) {
   sim::Scenario scenario;
   if (!options.scenario.empty()) {
-    if (const sim::Problem problem = scenario.load(options.scenario)) return fail(*problem, 2);
+    std::vector<std::string> mistakes;
+    if (const sim::Problem problem = scenario.load(options.scenario, mistakes)) return fail(*problem, 2);
+    for (const std::string& mistake : mistakes) fprintf(stderr, "%s\n", mistake.c_str());
+    if (!mistakes.empty()) return 2;
   }
   const int stopFd = catchSignals();
   if (stopFd < 0) return 1;

@@ -277,7 +277,7 @@ def test_cleared_faults_are_gone(board):
 def test_wrong_directive_is_refused_and_changes_nothing(board):
     iss = ready(board)
     for wrong, reason in ((f"fault {PROBE} explode", "unknown fault explode"),
-                          ("port 29 down", "port needs a number from 1 to 28, not 29"),
+                          ("port 29 down", "port needs ports from 1 to 28 (5 or 1-4,7), not 29"),
                           ("send FLUSH_CMD vpn=x", "bad value x for vpn")):
         refused = iss.try_inject(wrong)
         assert refused.returncode == 2

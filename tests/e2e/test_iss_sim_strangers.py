@@ -9,7 +9,7 @@ import pytest
 
 from trelvik import record
 from trelvik.board import PREFIX
-from trelvik.wait import DEADLINE
+from trelvik.wait import DEADLINE, until
 
 ISS_SIM = os.path.join(PREFIX, "bin", "iss-sim")
 STRANGER = 4242
@@ -160,3 +160,12 @@ def test_script_output_is_not_written_through_a_link(board):
     with open("/tmp/precious", encoding="ascii") as precious:
         assert precious.read() == "precious"
     assert os.listdir("/tmp/dir") == [] and not os.path.exists("/run/o")
+
+
+def test_repetitions_of_repetitions_are_bounded(board):
+    iss = silent_iss(board)
+    with socket.create_connection(("127.0.0.1", 8000), DEADLINE):
+        iss.wait("* client connected")
+        iss.inject("every 1ms every 20s times 1000 alive")
+        iss.wait("* too much waits *")
+        until(lambda: iss.try_inject("clear schedule").returncode == 0, "an answer")

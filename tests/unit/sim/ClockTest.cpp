@@ -56,4 +56,28 @@ TEST_F(Timers, OfAScopeAreCancelledEvenWhenDue) {
   EXPECT_EQ(m_ran, "c");
 }
 
+TEST_F(Timers, TellWhatComesNext) {
+  m_timers.at(m_start + 2s, Scope::simulator, note('a'), {"later", 4, true});
+  m_timers.at(m_start + 1s, Scope::simulator, note('b'), {"sooner"});
+  m_timers.at(m_start, Scope::simulator, note('c'));
+  ASSERT_EQ(m_timers.waiting().size(), 2U);
+  EXPECT_EQ(m_timers.waiting()[0].note.text, "sooner");
+  EXPECT_EQ(m_timers.waiting()[1].due, m_start + 2s);
+  EXPECT_EQ(m_timers.size(), 3U);
+}
+
+TEST_F(Timers, AreCancelledByWhatTheyAreToldOf) {
+  m_timers.at(m_start, Scope::simulator, [this] { m_timers.cancelScheduled(); });
+  m_timers.at(m_start, Scope::simulator, note('a'), {"same", 1, true});
+  m_timers.at(m_start, Scope::simulator, note('b'), {"same"});
+  m_timers.at(m_start + 1s, Scope::connection, note('c'), {"other", 1, true});
+  m_timers.run(m_start);
+  EXPECT_EQ(m_ran, "b");
+  m_timers.at(m_start + 1s, Scope::simulator, note('d'), {"same"});
+  m_timers.at(m_start + 1s, Scope::simulator, note('e'), {"same", 1, true});
+  m_timers.cancel("same");
+  m_timers.run(m_start + 1s);
+  EXPECT_EQ(m_ran, "be");
+}
+
 }  // namespace

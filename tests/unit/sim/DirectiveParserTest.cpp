@@ -35,9 +35,9 @@ T faultOf(std::string_view line) {
 }
 
 std::vector<std::string> words(std::string_view line) {
-  std::vector<std::string> result;
+  sim::Words result;
   EXPECT_EQ(sim::splitWords(line, result), std::nullopt) << line;
-  return result;
+  return result.words;
 }
 
 TEST(Words, AreSplitAtBlanksUpToAComment) {
@@ -48,6 +48,26 @@ TEST(Words, AreSplitAtBlanksUpToAComment) {
 TEST(Words, MayHoldQuotedText) {
   EXPECT_THAT(words(R"(e="a b\r\n\t\\\"\x41\x00" "" x)"),
               ElementsAre(std::string("e=a b\r\n\t\\\"A\0", 12), "", "x"));
+}
+
+TEST(Words, TellWhereTheyStand) {
+  sim::Words split;
+  EXPECT_EQ(sim::splitWords(" a  \"b c\" d # rest", split), std::nullopt);
+  EXPECT_THAT(split.columns, ElementsAre(2, 5, 11));
+  EXPECT_EQ(split.end, 12U);
+  EXPECT_EQ(split.from(1), "\"b c\" d");
+  EXPECT_NE(sim::splitWords("a b\"c\\q\"", split), std::nullopt);
+  EXPECT_EQ(split.end, 6U);
+}
+
+TEST(Ports, AreNumbersAndRanges) {
+  uint32_t ports = 0;
+  EXPECT_TRUE(sim::parsePorts("5", 28, ports) && ports == 0x10);
+  EXPECT_TRUE(sim::parsePorts("1-4,7,28", 28, ports) && ports == 0x800004F);
+  EXPECT_TRUE(sim::parsePorts("1-32", 32, ports) && ports == UINT32_MAX);
+  for (const char* wrong : {"", "0", "29", "1-", "-3", "4-2", "1,,2", "1,", "1-29", "1-2-3", "a", "0-3"}) {
+    EXPECT_FALSE(sim::parsePorts(wrong, 28, ports)) << wrong;
+  }
 }
 
 TEST(Times, HaveAUnit) {
@@ -94,6 +114,13 @@ TEST(Directive, KnowsWhen) {
   EXPECT_EQ(std::get<directive::OnRequest>(standing.when.at(0)).type, uint32_t{FLUSH_CMD});
 }
 
+TEST(Directive, KeepsItsTexts) {
+  EXPECT_THAT(parsed("  on connect  after 1s every 20ms times 3 cpu \"a b\" 1 # x").texts,
+              ElementsAre("on connect  after 1s every 20ms times 3 cpu \"a b\" 1",
+                          "after 1s every 20ms times 3 cpu \"a b\" 1", "every 20ms times 3 cpu \"a b\" 1",
+                          "cpu \"a b\" 1"));
+}
+
 TEST(Directive, BuildsRecords) {
   const auto send = actionOf<directive::Send>(
       R"(send FLUSH_CMD vpn=7 vp=0x10 errorString="No Error\r\n" errorValue=1,2,3,4 isResponse=1 @12=ff01)");
@@ -117,6 +144,9 @@ TEST(Directive, KnowsEveryKindOfField) {
   const OtnIpcMsg rule =
       actionOf<directive::Send>("send INTERESTED_PACKET_IND portList=0x8000003").record.build();
   EXPECT_THAT(rule.payload.rule.portList, ElementsAre(0xC0, 0, 0, 0x10));
+  const OtnIpcMsg ports =
+      actionOf<directive::Send>("send INTERESTED_PACKET_IND portList=1-2,28").record.build();
+  EXPECT_THAT(ports.payload.rule.portList, ElementsAre(0xC0, 0, 0, 0x10));
   const OtnIpcMsg lldp =
       actionOf<directive::Send>("send LLDP_TLV_INFO mgmtIp=10.0.0.1 slotId=65535").record.build();
   EXPECT_EQ(lldp.payload.lldp.mgmtIp, 0x0a000001U);
@@ -145,7 +175,7 @@ TEST(Directive, KnowsTheRest) {
   EXPECT_EQ(actionOf<directive::Send>("flood 500 99").count, 500U);
   EXPECT_EQ(actionOf<directive::Raw>("raw 0102 ff").bytes, "\x01\x02\xff");
   EXPECT_EQ(actionOf<directive::Garbage>("garbage 100").size, 100U);
-  EXPECT_EQ(actionOf<directive::Port>("port 28 toggle").number, 28U);
+  EXPECT_EQ(actionOf<directive::Port>("port 28 toggle").ports, 0x8000000U);
   EXPECT_FALSE(actionOf<directive::Close>("close").reset);
   EXPECT_TRUE(actionOf<directive::Close>("close reset").reset);
   EXPECT_EQ(actionOf<directive::Restart>("restart 2s").away, 2s);
@@ -162,6 +192,10 @@ TEST(Directive, SelectsWhatAFaultIsFor) {
   EXPECT_EQ(rule.selector.times, 3U);
   EXPECT_EQ(rule.selector.chance, 250'000U);
   EXPECT_EQ(rule.text, "FLUSH_CMD drop");
+  EXPECT_EQ(actionOf<sim::FaultRule>("fault any every 7 split 3000 pause 5ms # x").detail,
+            "split 3000 pause 5ms");
+  EXPECT_EQ(actionOf<sim::FaultRule>("fault any every 7 drop").selector.every, 7U);
+  EXPECT_EQ(actionOf<sim::FaultRule>("answer any times 2 status=1").detail, "answer status=1");
   EXPECT_TRUE(actionOf<sim::FaultRule>("answer any status=1").selector.anyAnswer);
 }
 
@@ -217,7 +251,10 @@ INSTANTIATE_TEST_SUITE_P(
         Wrong{"keepalive 0s", "a keep-alive period of 0 is written off"},
         Wrong{"restore", "restore needs ok or failed"}, Wrong{"cpu", "cpu needs a thread's name and its pid"},
         Wrong{"cpu a b", "bad value b for pid"},
-        Wrong{"port 29 up", "port needs a number from 1 to 28, not 29"},
+        Wrong{"port 29 up", "port needs ports from 1 to 28 (5 or 1-4,7), not 29"},
+        Wrong{"port 4-2 up", "port needs ports from 1 to 28 (5 or 1-4,7), not 4-2"},
+        Wrong{"every 1s every 1s alive", "an every behind another needs its times"},
+        Wrong{"fault 16 every 0 drop", "every needs a number from 1 to 4294967294, not 0"},
         Wrong{"port 1 sideways", "port N needs up, down or toggle"},
         Wrong{"send", "send needs a message type, by name or number"},
         Wrong{"send 16 x=1", "FLUSH_CMD has no field x"},

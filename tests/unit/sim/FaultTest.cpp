@@ -60,6 +60,20 @@ TEST_F(Faults, AreCountedByRule) {
   EXPECT_FALSE(drops());
 }
 
+TEST_F(Faults, MayHitEachSoManyth) {
+  add("fault FLUSH_CMD skip 1 every 3 times 2 drop");
+  std::string hits;
+  std::string next;
+  for (int i = 0; i < 12; ++i) {
+    next += std::to_string(m_table.armed()[0].next);
+    hits += drops() ? 'x' : '.';
+  }
+  EXPECT_EQ(hits, "...x..x.....");
+  EXPECT_EQ(next, "432132100000");
+  EXPECT_EQ(m_table.armed()[0].hits, 2U);
+  EXPECT_EQ(m_table.armed()[0].left, 0U);
+}
+
 TEST_F(Faults, OfAnyAnswerLeaveIssOwnMessagesAlone) {
   add("fault any drop");
   OtnIpcMsg own{};
