@@ -102,7 +102,7 @@ constexpr const char* controlUsage =
     "  --json           JSON in place of text\n"
     "  --port N         the simulator on 127.0.0.1:N (default 8000)\n"
     "  --control PATH   the simulator with this control socket (default /tmp/iss-sim-UID/N.sock)\n"
-    "  --help           print this and exit\n";
+    "  -h, --help       print this and exit\n";
 
 struct ControlOptions {
   std::string path;
@@ -120,7 +120,7 @@ Problem parseOptions(int argc, char* const* argv, bool isInject, ControlOptions&
                                        {nullptr, 0, nullptr, 0}};
   optind = 0;
   opterr = 0;
-  for (int found = 0; (found = getopt_long(argc, argv, ":", longOptions, nullptr)) != -1;) {
+  for (int found = 0; (found = getopt_long(argc, argv, ":h", longOptions, nullptr)) != -1;) {
     switch (found) {
       case 'c':
         options.path = optarg;

@@ -8,18 +8,22 @@ namespace sim {
 
 const char* const usage =
     "Usage: iss-sim [OPTION]...\n"
-    "       iss-sim show | watch | inject | replay ... (each with --help of its own)\n"
+    "       iss-sim show | watch | inject | replay | check ... (each with --help of its own)\n"
+    "       iss-sim help [COMMAND]\n"
     "Simulates ISS's IPC endpoint OPS on the loopback and prints every record in both directions.\n"
     "\n"
     "  --port N              listen on 127.0.0.1:N (default 8000; 0 = any free port)\n"
     "  --restore RESULT      restore result reported to a new client: ok, fail or none (default ok)\n"
-    "  --restore-delay MS    report it MS milliseconds after the connection (default 0)\n"
-    "  --keepalive MS        time between alive messages (default 10000; 0 = none)\n"
+    "  --restore-delay TIME  report it so long after the connection (default 0ms)\n"
+    "  --keepalive TIME      time between alive messages (default 10s; 0s = none)\n"
     "  --scenario FILE       carry out the directives of FILE\n"
     "  --record FILE         write what passes on the connection to FILE (pcapng)\n"
     "  --control PATH        control socket (default /tmp/iss-sim-UID/N.sock for user UID and port N)\n"
     "  --quiet               do not print records\n"
-    "  --help                print this and exit\n";
+    "  --version             print the version and exit\n"
+    "  -h, --help            print this and exit\n"
+    "\n"
+    "TIME is a number with its unit: 250ms, 2s, 5m; without a unit it is in milliseconds.\n";
 
 namespace {
 
@@ -36,6 +40,11 @@ bool parseRestore(std::string_view text, Restore& restore) {
   return true;
 }
 
+/// Without a unit: milliseconds, for command lines that were written before units were.
+bool parseTimeOption(const std::string& text, std::chrono::milliseconds& time) {
+  return parseTime(text, time) || parseTime(text + "ms", time);
+}
+
 }  // namespace
 
 Problem parseCommandLine(int argc, char* const* argv, Options& options) {
@@ -48,14 +57,14 @@ Problem parseCommandLine(int argc, char* const* argv, Options& options) {
       {"record", required_argument, nullptr, 'c'},
       {"control", required_argument, nullptr, 'o'},
       {"quiet", no_argument, nullptr, 'q'},
+      {"version", no_argument, nullptr, 'v'},
       {"help", no_argument, nullptr, 'h'},
       {nullptr, 0, nullptr, 0},
   };
-  constexpr uint32_t maxMilliseconds = 24 * 3600 * 1000;
   optind = 0;
   opterr = 0;
   int index = 0;
-  for (int found = 0; (found = getopt_long(argc, argv, ":", longOptions, &index)) != -1;) {
+  for (int found = 0; (found = getopt_long(argc, argv, ":h", longOptions, &index)) != -1;) {
     uint32_t number = 0;
     bool good = true;
     switch (found) {
@@ -67,12 +76,10 @@ Problem parseCommandLine(int argc, char* const* argv, Options& options) {
         good = parseRestore(optarg, options.server.restore);
         break;
       case 'd':
-        good = parseNumber(optarg, maxMilliseconds, number);
-        options.server.restoreDelay = std::chrono::milliseconds(number);
+        good = parseTimeOption(optarg, options.server.restoreDelay);
         break;
       case 'k':
-        good = parseNumber(optarg, maxMilliseconds, number);
-        options.server.keepAlive = std::chrono::milliseconds(number);
+        good = parseTimeOption(optarg, options.server.keepAlive);
         break;
       case 's':
         options.scenario = optarg;
@@ -87,6 +94,9 @@ Problem parseCommandLine(int argc, char* const* argv, Options& options) {
       case 'q':
         options.server.quiet = true;
         break;
+      case 'v':
+        options.version = true;
+        return {};
       case 'h':
         options.help = true;
         return {};

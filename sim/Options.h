@@ -14,6 +14,7 @@ struct Options {
   std::string record;    ///< path; empty = none
   std::string control;   ///< path; empty = the default for the port
   bool help = false;
+  bool version = false;
 };
 
 /// Fills options from the command line; what is wrong with it, if anything.

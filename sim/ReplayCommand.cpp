@@ -16,7 +16,7 @@ constexpr const char* replayUsage =
     "  --port N   listen on 127.0.0.1:N (default 8000; 0 = any free port)\n"
     "  --fast     without the capture's waits\n"
     "  --quiet    do not print records\n"
-    "  --help     print this and exit\n";
+    "  -h, --help print this and exit\n";
 
 enum class Parsed : uint8_t { run, help, wrong };
 
@@ -33,7 +33,7 @@ Parsed parse(int argc, char* const* argv, ReplayOptions& options) {
                                        {nullptr, 0, nullptr, 0}};
   optind = 2;
   opterr = 0;
-  for (int found = 0; (found = getopt_long(argc, argv, ":", longOptions, nullptr)) != -1;) {
+  for (int found = 0; (found = getopt_long(argc, argv, ":h", longOptions, nullptr)) != -1;) {
     uint32_t number = 0;
     switch (found) {
       case 'p':

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "Capture.h"
+#include "CheckCommand.h"
 #include "Control.h"
 #include "ControlClient.h"
 #include "ControlPath.h"
@@ -84,9 +85,28 @@ int serve(const sim::Options& options) {
   return 0;
 }
 
+/// "iss-sim help COMMAND" is "iss-sim COMMAND --help".
+int help(const char* command) {
+  char program[] = "iss-sim";
+  char option[] = "--help";
+  std::string word(command);
+  char* arguments[] = {program, word.data(), option, nullptr};
+  if (word == "replay") return sim::replayCommand(3, arguments, -1);
+  if (word == "check") return sim::checkCommand(3, arguments);
+  if (sim::isControlCommand(command)) return sim::controlCommand(3, arguments);
+  return fail("no command " + word + " to help with, only show, watch, inject, replay or check", 2);
+}
+
+int printUsage() {
+  fputs(sim::usage, stdout);
+  return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (argc > 1 && strcmp(argv[1], "help") == 0) return argc > 2 ? help(argv[2]) : printUsage();
+  if (argc > 1 && strcmp(argv[1], "check") == 0) return sim::checkCommand(argc, argv);
   if (argc > 1 && strcmp(argv[1], "replay") == 0) {
     const int stopFd = catchSignals();
     return stopFd < 0 ? 1 : sim::replayCommand(argc, argv, stopFd);
@@ -94,8 +114,9 @@ int main(int argc, char** argv) {
   if (argc > 1 && sim::isControlCommand(argv[1])) return sim::controlCommand(argc, argv);
   sim::Options options;
   if (const sim::Problem problem = sim::parseCommandLine(argc, argv, options)) return fail(*problem, 2);
-  if (options.help) {
-    fputs(sim::usage, stdout);
+  if (options.help) return printUsage();
+  if (options.version) {
+    puts("iss-sim " ISS_SIM_VERSION);
     return 0;
   }
   return serve(options);

@@ -25,17 +25,61 @@ std::string defaultPath(const std::string& port) {
 }
 
 TEST(IssSim, PrintsTheUsageOfItsCommands) {
-  for (const char* command : {"show", "watch", "inject"}) {
-    Program simulator({ISS_SIM, command, "--help"});
-    EXPECT_THAT(simulator.output(), StartsWith("Usage: iss-sim show SUBJECT [--json] [OPTION]...\n"));
-    EXPECT_EQ(simulator.wait(), 0);
+  const std::pair<const char*, const char*> commands[] = {{"show", "show SUBJECT"},
+                                                          {"watch", "show SUBJECT"},
+                                                          {"inject", "show SUBJECT"},
+                                                          {"replay", "replay FILE"},
+                                                          {"check", "check FILE"}};
+  for (const auto& [command, usage] : commands) {
+    for (const std::vector<std::string>& arguments : {std::vector<std::string>{ISS_SIM, command, "--help"},
+                                                      {ISS_SIM, command, "-h"},
+                                                      {ISS_SIM, "help", command}}) {
+      Program simulator(arguments);
+      EXPECT_THAT(simulator.output(), StartsWith("Usage: iss-sim " + std::string(usage)));
+      EXPECT_EQ(simulator.wait(), 0);
+    }
   }
 }
 
 TEST(IssSim, PrintsItsUsage) {
-  Program simulator({ISS_SIM, "--help"});
-  EXPECT_THAT(simulator.output(), StartsWith("Usage: iss-sim [OPTION]...\n"));
+  for (const char* word : {"--help", "-h", "help"}) {
+    Program simulator({ISS_SIM, word});
+    EXPECT_THAT(simulator.output(), StartsWith("Usage: iss-sim [OPTION]...\n"));
+    EXPECT_EQ(simulator.wait(), 0);
+  }
+}
+
+TEST(IssSim, PrintsItsVersion) {
+  Program simulator({ISS_SIM, "--version"});
+  EXPECT_THAT(simulator.output(), MatchesRegex("iss-sim [0-9]+\\.[0-9]+\\.[0-9]+\n"));
   EXPECT_EQ(simulator.wait(), 0);
+}
+
+TEST(IssSim, TakesTimesWithTheirUnits) {
+  Program simulator({ISS_SIM, "--port", "0", "--restore-delay", "900ms", "--keepalive", "1m"});
+  portOf(simulator);
+  simulator.signal(SIGTERM);
+  EXPECT_EQ(simulator.wait(), 0);
+}
+
+TEST(IssSim, ChecksScenarios) {
+  const TemporaryDirectory directory;
+  const std::string good = directory.write("good", "# nothing\nstartup init\non connect alive\n");
+  const std::string bad = directory.write(
+      "bad",
+      "startup init\n  fault any chance 5 drop\non FLUSH_CMD port 29 down # none\nsend 16 e=\"x\nrestore\n");
+  Program first({ISS_SIM, "check", good});
+  EXPECT_EQ(first.output(), good + ": 2 directives, no mistake\n");
+  EXPECT_EQ(first.wait(), 0);
+  Program second({ISS_SIM, "check", good, bad});
+  EXPECT_EQ(second.errors(), bad + ":2:20: chance needs a percentage (25%, 0.5%), not 5\n" + bad +
+                                 ":3:19: port needs ports from 1 to 28 (5 or 1-4,7), not 29\n" + bad +
+                                 ":4:11: a quoted text does not end\n" + bad +
+                                 ":5:8: restore needs ok or failed\n");
+  EXPECT_EQ(second.wait(), 1);
+  Program third({ISS_SIM, "check", directory.path("none"), good});
+  EXPECT_EQ(third.errors(), "iss-sim: " + directory.path("none") + ": No such file or directory\n");
+  EXPECT_EQ(third.wait(), 2);
 }
 
 struct Wrong {
@@ -63,7 +107,10 @@ INSTANTIATE_TEST_SUITE_P(
         Wrong{{"--port", "x"}, "--port: bad value \"x\""}, Wrong{{"--port", ""}, "--port: bad value \"\""},
         Wrong{{"--restore", "maybe"}, "--restore: bad value \"maybe\""},
         Wrong{{"--restore-delay", "-1"}, "--restore-delay: bad value \"-1\""},
-        Wrong{{"--keepalive", "1s"}, "--keepalive: bad value \"1s\""},
+        Wrong{{"--keepalive", "1h"}, "--keepalive: bad value \"1h\""},
+        Wrong{{"check"}, "check needs a scenario file"},
+        Wrong{{"check", "--nonsense"}, "unknown option --nonsense"},
+        Wrong{{"help", "me"}, "no command me to help with, only show, watch, inject, replay or check"},
         Wrong{{"--control", ""}, "--control: bad value \"\""},
         Wrong{{"show"},
               "show takes one of vlans, ports, interfaces, tunnels, rules, synce, lldp, smartsfp, "
