@@ -54,7 +54,6 @@ class CaptureFile : public Observer {
  private:
   using TimePoint = std::chrono::steady_clock::time_point;
 
-  void onRecord(Direction, const OtnIpcMsg&, TimePoint) override {}
   void onBytes(Direction direction, std::span<const std::byte> bytes, TimePoint when) override;
   void onEnd(Direction by, bool reset, TimePoint when) override;
   void onClient(bool connected, TimePoint when) override;

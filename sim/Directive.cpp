@@ -55,8 +55,7 @@ void DirectiveInterpreter::onClient(bool connected, Clock::time_point) {
   }
 }
 
-void DirectiveInterpreter::onRecord(Direction direction, const OtnIpcMsg& record, Clock::time_point) {
-  if (direction != Direction::in) return;
+void DirectiveInterpreter::onReceived(const OtnIpcMsg& record, Clock::time_point) {
   for (Standing& standing : m_onRequest) {
     const auto& request = std::get<directive::OnRequest>(standing.directive.when[0]);
     if (request.type == record.msgType) occasion(standing, request.which);

@@ -40,7 +40,7 @@ class DirectiveInterpreter : private Observer {
       1000;  ///< directives that wait for their time, or for one kind of occasion
 
  private:
-  void onRecord(Direction direction, const OtnIpcMsg& record, Clock::time_point when) override;
+  void onReceived(const OtnIpcMsg& record, Clock::time_point when) override;
   void onClient(bool connected, Clock::time_point when) override;
 
   bool isFull(const Directive& directive);

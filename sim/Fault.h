@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <memory>
 #include <random>
 #include <string>
 #include <variant>
@@ -17,17 +18,26 @@ namespace sim {
 /// How a connection ends after what was sent.
 enum class Ending : uint8_t { none, close, reset };
 
+/// What is told once bytes are out.
+struct Told {
+  std::shared_ptr<const OtnIpcMsg> record;  ///< as it goes out; null = bytes that are no record
+  size_t size;                              ///< bytes of it that go out; 0 = it is dropped
+  std::string how;                          ///< see Sent
+};
+
 /// Bytes that go out in one write.
 struct Write {
   std::string bytes;
   uint32_t repeats = 1;                ///< so many such writes
   std::chrono::milliseconds pause{0};  ///< before it, counted from the write before it
+  std::vector<Told> told;              ///< with its last byte; the last piece of a record tells of all of it
 };
 
 /// What becomes of one record.
 struct Delivery {
   std::chrono::milliseconds delay{0};
   std::vector<Write> writes;
+  std::vector<Told> dropped;  ///< what does not go out at all
   Ending ending = Ending::none;
   std::string notes;  ///< which rules applied, for the operator; empty = none
 };
@@ -135,5 +145,8 @@ class FaultTable {
 };
 
 std::string bytesOf(const OtnIpcMsg& record);
+
+/// "100 of 6924 bytes", for a record that does not go out whole.
+std::string partText(size_t bytes);
 
 }  // namespace sim

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <string_view>
 
 #include "OtnIpcMsg.h"
 
@@ -15,12 +16,22 @@ namespace sim {
 /// Seen from ISS: `in` comes from the client, `out` goes to it.
 enum class Direction : uint8_t { in, out };
 
+/// What left for the client, or was meant to and did not. What it points to is valid during the call.
+struct Sent {
+  const OtnIpcMsg* record;    ///< as it went out; null = bytes that are no record
+  size_t bytes;               ///< that the kernel took of each; 0 = it did not leave
+  uint32_t count = 1;         ///< so many in a row
+  std::string_view how = {};  ///< what is particular about it; empty = nothing
+};
+
 struct Observer {
   virtual ~Observer() = default;
 
-  /// A whole record: read from the client, or handed over for sending (before a fault changes its bytes).
-  virtual void onRecord(Direction direction, const OtnIpcMsg& record,
-                        std::chrono::steady_clock::time_point when) = 0;
+  /// A whole record was read from the client.
+  virtual void onReceived(const OtnIpcMsg& /*record*/, std::chrono::steady_clock::time_point /*when*/) {}
+
+  /// The last byte was handed to the kernel, or it is certain that it never will be.
+  virtual void onSent(const Sent& /*sent*/, std::chrono::steady_clock::time_point /*when*/) {}
 
   /// Bytes as they pass on the connection, whatever they are.
   virtual void onBytes(Direction /*direction*/, std::span<const std::byte> /*bytes*/,

@@ -12,6 +12,7 @@
 #include "Listener.h"
 #include "OpsDecoder.h"
 #include "SendWindow.h"
+#include "SentText.h"
 
 namespace sim {
 namespace {
@@ -24,6 +25,8 @@ constexpr size_t maxWaitingBytes = size_t{64} << 20;
 
 /// Writes of up to two records go out when they fit the client's window.
 constexpr size_t maxWhole = 2 * sizeof(OtnIpcMsg);
+
+constexpr const char* keepAliveNote = "keepalive";
 
 /// In one turn of the loop, so that a flood leaves the others their turn.
 constexpr int writesPerTurn = 32;
@@ -45,6 +48,7 @@ OpsServer::OpsServer(const ServerOptions& options, IssModel& model, LineOutput& 
     : m_options(options),
       m_model(model),
       m_output(output),
+      m_outbox([this](const Sent& sent) { tell(sent); }),
       m_startup(defaultStartup(options)),
       m_keepAlive(options.keepAlive) {}
 
@@ -129,7 +133,7 @@ void OpsServer::runPollables(const std::vector<pollfd>& fds) {
 short OpsServer::wantedEvents() const {
   const Clock::time_point now = Clock::now();
   if (now < m_stalledUntil) return 0;
-  if (m_outgoing.empty()) return POLLIN;
+  if (m_outbox.empty()) return POLLIN;
   return now < m_writeDue ? short{0} : short{POLLOUT};
 }
 
@@ -138,7 +142,7 @@ int OpsServer::pollTimeout() const {
   const Clock::time_point now = Clock::now();
   if (m_clientFd >= 0 && now < m_stalledUntil) {
     due = std::min(due, m_stalledUntil);
-  } else if (m_clientFd >= 0 && !m_outgoing.empty() && now < m_writeDue) {
+  } else if (m_clientFd >= 0 && !m_outbox.empty() && now < m_writeDue) {
     due = std::min(due, m_writeDue);
   }
   if (due == Clock::time_point::max()) return -1;
@@ -168,39 +172,38 @@ void OpsServer::greet() {
     if (time.count() == 0) {
       send(record);
     } else {
-      m_timers.after(time, TimerQueue::Scope::connection, [this, record] { send(record); });
+      m_timers.after(time, TimerQueue::Scope::connection, [this, record] { send(record); },
+                     {std::string("startup ") + msgTypeName(record.msgType)});
     }
   }
 }
 
 void OpsServer::setKeepAlive(std::chrono::milliseconds period) {
   m_keepAlive = period;
-  ++m_keepAliveSetting;
+  m_timers.cancel(keepAliveNote);
   if (m_clientFd >= 0 && period.count() > 0) scheduleKeepAlive();
 }
 
 void OpsServer::scheduleKeepAlive() {
-  m_timers.after(m_keepAlive, TimerQueue::Scope::connection, [this, setting = m_keepAliveSetting] {
-    if (setting != m_keepAliveSetting) return;
+  const auto sendOne = [this] {
     scheduleKeepAlive();
-    if (m_outgoing.size() >= maxWaiting) return;
+    if (m_outbox.size() >= maxWaiting) return;
     OtnIpcMsg record{};
     record.msgType = WATCH_DOG_ISS_ACTIVE;
     send(record);
-  });
+  };
+  m_timers.after(m_keepAlive, TimerQueue::Scope::connection, sendOne, {keepAliveNote, UINT32_MAX});
 }
 
 void OpsServer::dropClient(const std::string& why, Direction by, bool reset) {
   if (!m_received.partial().empty() && !m_options.quiet) {
     m_output.line("<- " + decodePartialRecord(m_received.partial()));
   }
+  forgetOutgoing();
   m_output.line("client lost: " + why);
   ::close(m_clientFd);
   m_clientFd = -1;
   m_received.reset();
-  m_outgoing.clear();
-  m_waitingBytes = 0;
-  m_written = 0;
   m_stalledUntil = {};
   m_timers.cancel(TimerQueue::Scope::connection);
   const Clock::time_point now = Clock::now();
@@ -221,7 +224,7 @@ void OpsServer::receive() {
     observer->onBytes(Direction::in, room.first(static_cast<size_t>(n)), now);
   }
   if (!m_received.filled(static_cast<size_t>(n))) return;
-  for (Observer* observer : m_observers) observer->onRecord(Direction::in, m_received.record(), now);
+  for (Observer* observer : m_observers) observer->onReceived(m_received.record(), now);
   if (!m_options.quiet) m_output.line("<- " + decodeRecord(m_received.record()));
   std::string notes;
   const OtnIpcMsg answer = m_model.answer(m_received.record(), notes);
@@ -232,36 +235,67 @@ void OpsServer::receive() {
 
 void OpsServer::send(const OtnIpcMsg& record) {
   if (m_clientFd < 0) return;
-  announce(record);
   Delivery delivery = m_faults.apply(record);
   if (!delivery.notes.empty()) m_output.line("rule: " + delivery.notes);
   if (delivery.delay.count() == 0) {
     queue(std::move(delivery));
-    return;
+  } else {
+    hold(record, std::move(delivery));
   }
-  m_timers.after(delivery.delay, TimerQueue::Scope::connection, [this, delivery] { queue(delivery); });
+}
+
+void OpsServer::hold(const OtnIpcMsg& record, Delivery delivery) {
+  const uint64_t number = ++m_lastHeldBack;
+  const Clock::time_point due = Clock::now() + delivery.delay;
+  m_heldBack[number] = {due, record.msgType, std::move(delivery)};
+  m_timers.at(due, TimerQueue::Scope::connection, [this, number] {
+    auto held = m_heldBack.extract(number);
+    queue(std::move(held.mapped().delivery));
+  });
+}
+
+std::vector<OpsServer::Delayed> OpsServer::delayed() const {
+  std::vector<Delayed> result;
+  for (const auto& [number, held] : m_heldBack) {
+    result.push_back({held.due, held.type, held.delivery.notes});
+  }
+  return result;
 }
 
 void OpsServer::sendAsIs(const OtnIpcMsg& record, uint32_t count) {
   if (m_clientFd < 0) return;
-  announce(record);
-  if (count > 1) m_output.line("... and so on, " + std::to_string(count) + " in all");
-  queue({{}, {{bytesOf(record), count}}, Ending::none, {}});
+  Told told{std::make_shared<const OtnIpcMsg>(record), sizeof record, ""};
+  Delivery delivery;
+  delivery.writes.push_back({bytesOf(record), count, {}, {std::move(told)}});
+  queue(std::move(delivery));
 }
 
 void OpsServer::sendAsIs(std::string bytes) {
   if (m_clientFd < 0) return;
-  m_output.line("-> " + std::to_string(bytes.size()) + " bytes that are no record");
-  queue({{}, {{std::move(bytes)}}, Ending::none, {}});
+  Told told{nullptr, bytes.size(), ""};
+  Delivery delivery;
+  delivery.writes.push_back({std::move(bytes), 1, {}, {std::move(told)}});
+  queue(std::move(delivery));
 }
 
-void OpsServer::announce(const OtnIpcMsg& record) {
-  if (!m_options.quiet) m_output.line("-> " + decodeRecord(record));
-  for (Observer* observer : m_observers) observer->onRecord(Direction::out, record, Clock::now());
+void OpsServer::tell(const Sent& sent) {
+  if (!m_options.quiet || sent.record == nullptr) m_output.line("-> " + sentText(sent));
+  const Clock::time_point now = Clock::now();
+  for (Observer* observer : m_observers) observer->onSent(sent, now);
+}
+
+/// What waits for a client that is lost.
+void OpsServer::forgetOutgoing() {
+  constexpr const char* why = "the connection ended";
+  m_outbox.forget(why);
+  for (const auto& [number, held] : std::exchange(m_heldBack, {})) m_outbox.tellUnsent(held.delivery, why);
 }
 
 void OpsServer::close(Ending how) {
-  if (m_clientFd >= 0) queue({{}, {}, how, {}});
+  if (m_clientFd < 0) return;
+  Delivery delivery;
+  delivery.ending = how;
+  queue(std::move(delivery));
 }
 
 void OpsServer::restart(std::chrono::milliseconds away) {
@@ -271,7 +305,7 @@ void OpsServer::restart(std::chrono::milliseconds away) {
   m_listenFd = -1;
   m_model = IssModel();
   m_output.line("ISS is gone");
-  m_timers.after(away, TimerQueue::Scope::simulator, [this] { reopen(); });
+  m_timers.after(away, TimerQueue::Scope::simulator, [this] { reopen(); }, {"ISS comes back"});
 }
 
 void OpsServer::stall(std::chrono::milliseconds time) {
@@ -280,52 +314,43 @@ void OpsServer::stall(std::chrono::milliseconds time) {
 
 void OpsServer::queue(Delivery delivery) {
   if (m_clientFd < 0) return;
-  if (m_waitingBytes > maxWaitingBytes && !delivery.writes.empty()) {
+  if (m_outbox.waitingBytes() > maxWaitingBytes && !delivery.writes.empty()) {
     m_output.line("the client takes nothing: this is left out");
+    m_outbox.tellUnsent(delivery, "the client takes nothing");
     delivery.writes.clear();
+    delivery.dropped.clear();
   }
-  const bool idle = m_outgoing.empty();
-  for (Write& write : delivery.writes) {
-    m_waitingBytes += write.bytes.size();
-    m_outgoing.push_back({std::move(write), Ending::none});
-  }
-  if (delivery.ending != Ending::none) m_outgoing.push_back({{}, delivery.ending});
-  if (!idle || m_outgoing.empty()) return;
-  m_writeDue = Clock::now() + m_outgoing.front().write.pause;
+  const bool idle = m_outbox.empty();
+  m_outbox.add(std::move(delivery));
+  if (!idle || m_outbox.empty()) return;
+  m_writeDue = Clock::now() + m_outbox.pause();
   if (wantedEvents() == POLLOUT) flush();
 }
 
 void OpsServer::flush() {
   for (int turn = 0; turn < writesPerTurn && wantedEvents() == POLLOUT; ++turn) {
-    if (m_outgoing.front().ending != Ending::none) {
-      end(m_outgoing.front().ending);
+    if (m_outbox.ending() != Ending::none) {
+      end(m_outbox.ending());
       return;
     }
-    const std::string& bytes = m_outgoing.front().write.bytes;
+    const std::string_view bytes = m_outbox.rest();
     // A client that reads piece by piece is to find whole records, also when it is slow: only faults cut
     // them.
-    if (m_written == 0 && bytes.size() <= maxWhole && !fitsWindow(m_clientFd, bytes.size())) {
+    if (!m_outbox.begun() && bytes.size() <= maxWhole && !fitsWindow(m_clientFd, bytes.size())) {
       m_writeDue = Clock::now() + std::chrono::milliseconds(1);
       return;
     }
-    const ssize_t n = ::send(m_clientFd, bytes.data() + m_written, bytes.size() - m_written, MSG_NOSIGNAL);
+    const ssize_t n = ::send(m_clientFd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
     if (n < 0) {
       if (errno != EAGAIN && errno != EINTR) dropClient(strerror(errno), Direction::in, true);
       return;
     }
-    const auto sent = std::as_bytes(std::span(bytes)).subspan(m_written, static_cast<size_t>(n));
+    const auto sent = std::as_bytes(std::span(bytes)).first(static_cast<size_t>(n));
     for (Observer* observer : m_observers) observer->onBytes(Direction::out, sent, Clock::now());
-    m_written += static_cast<size_t>(n);
-    if (m_written == bytes.size()) finishWrite();
+    if (m_outbox.wrote(static_cast<size_t>(n)) && !m_outbox.empty()) {
+      m_writeDue = Clock::now() + m_outbox.pause();
+    }
   }
-}
-
-void OpsServer::finishWrite() {
-  m_written = 0;
-  if (--m_outgoing.front().write.repeats > 0) return;
-  m_waitingBytes -= m_outgoing.front().write.bytes.size();
-  m_outgoing.pop_front();
-  if (!m_outgoing.empty()) m_writeDue = Clock::now() + m_outgoing.front().write.pause;
 }
 
 void OpsServer::end(Ending how) {

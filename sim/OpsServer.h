@@ -6,8 +6,8 @@
 
 #include <chrono>
 #include <cstdint>
-#include <deque>
 #include <functional>
+#include <map>
 #include <span>
 #include <string>
 #include <vector>
@@ -18,6 +18,7 @@
 #include "IssModel.h"
 #include "LineOutput.h"
 #include "Observer.h"
+#include "Outbox.h"
 #include "RecordStream.h"
 
 namespace sim {
@@ -59,7 +60,17 @@ class OpsServer {
   // Before run or from within its loop:
 
   TimerQueue& timers() { return m_timers; }
+  const TimerQueue& timers() const { return m_timers; }
   FaultTable& faults() { return m_faults; }
+
+  /// A record that a fault holds back.
+  struct Delayed {
+    Clock::time_point due;
+    uint32_t type;
+    std::string what;  ///< the rules that apply
+  };
+  /// In the order in which they were held back.
+  std::vector<Delayed> delayed() const;
 
   /// What a new client is greeted with from now on.
   void setStartup(std::vector<StartupStep> steps) { m_startup = std::move(steps); }
@@ -85,9 +96,10 @@ class OpsServer {
     short events;
     std::function<void(short)> ready;
   };
-  struct Outgoing {
-    Write write;
-    Ending ending;
+  struct HeldBack {
+    Clock::time_point due;
+    uint32_t type;
+    Delivery delivery;
   };
 
   void reopen();
@@ -97,10 +109,11 @@ class OpsServer {
   void dropClient(const std::string& why, Direction by, bool reset);
   void end(Ending how);
   void receive();
-  void announce(const OtnIpcMsg& record);
+  void hold(const OtnIpcMsg& record, Delivery delivery);
   void queue(Delivery delivery);
+  void tell(const Sent& sent);
+  void forgetOutgoing();
   void flush();
-  void finishWrite();
   short wantedEvents() const;
   int pollTimeout() const;
   void serve(short events);
@@ -113,16 +126,15 @@ class OpsServer {
   int m_listenFd = -1;  ///< -1 = ISS is away
   int m_clientFd = -1;
   RecordStream m_received;
-  std::deque<Outgoing> m_outgoing;  ///< what the client has not taken yet; nothing is read from it meanwhile
-  size_t m_written = 0;             ///< bytes of the first that are out
-  size_t m_waitingBytes = 0;        ///< of all of them, a repeated write counted once
-  Clock::time_point m_writeDue{};   ///< when the first may go out
+  Outbox m_outbox;                 ///< nothing is read from the client while something is in it
+  Clock::time_point m_writeDue{};  ///< when the first may go out
   Clock::time_point m_stalledUntil{};
   std::vector<StartupStep> m_startup;
   std::chrono::milliseconds m_keepAlive;
-  uint64_t m_keepAliveSetting = 0;  ///< tells a timer that it is an earlier setting's
   TimerQueue m_timers;
   FaultTable m_faults;
+  std::map<uint64_t, HeldBack> m_heldBack;  ///< by order
+  uint64_t m_lastHeldBack = 0;
   std::vector<Observer*> m_observers;
   std::vector<Pollable> m_pollables;
 };

@@ -241,13 +241,15 @@ View messages(const std::map<uint32_t, MessageCount>& counts) {
                {"answered", number},
                {"refused", number},
                {"sent", number},
+               {"dropped", number},
                {"leastMs", number},
                {"meanMs", number},
                {"mostMs", number}},
               {}};
   for (const auto& [type, count] : counts) {
     std::vector<std::string> row{text(type),           msgTypeName(type),   text(count.received),
-                                 text(count.answered), text(count.refused), text(count.sent)};
+                                 text(count.answered), text(count.refused), text(count.sent),
+                                 text(count.dropped)};
     if (count.timed == 0) {
       row.resize(table.columns.size());
     } else {

@@ -5,6 +5,7 @@
 
 #include "LineOutput.h"
 #include "OpsDecoder.h"
+#include "SentText.h"
 #include "ShowTable.h"
 
 namespace sim {
@@ -33,35 +34,46 @@ void appendFields(std::string& json, const OtnIpcMsg& record, std::span<const op
 }  // namespace
 
 std::string watchLine(const Passed& passed) {
-  std::string line = timeOfDay() + (passed.direction == Direction::in ? " <- " : " -> ");
-  line += decodeRecord(passed.record);
-  if (passed.latency) line += " (after " + milliseconds(*passed.latency) + " ms)";
-  return line + '\n';
+  const bool in = passed.direction == Direction::in;
+  const std::string latency = passed.latency ? "after " + milliseconds(*passed.latency) + " ms" : "";
+  return timeOfDay() + (in ? " <- " : " -> ") + sentText(passed.what, latency) + '\n';
 }
 
 std::string watchJson(const Passed& passed) {
-  const OtnIpcMsg& record = passed.record;
+  const Sent& what = passed.what;
+  const OtnIpcMsg* record = what.record;
   std::string json = "{\"time\": " + jsonText(timeOfDay());
   json += passed.direction == Direction::in ? R"(, "direction": "in")" : R"(, "direction": "out")";
-  json += ", \"type\": " + std::to_string(record.msgType) +
-          ", \"name\": " + jsonText(msgTypeName(record.msgType));
+  json += ", \"type\": " + (record == nullptr ? "null" : std::to_string(record->msgType)) +
+          ", \"name\": " + (record == nullptr ? "null" : jsonText(msgTypeName(record->msgType)));
   json += ", \"latencyMs\": " + (passed.latency ? milliseconds(*passed.latency) : "null");
+  json += ", \"how\": " + (what.how.empty() ? "null" : jsonText(what.how));
+  json += ", \"bytes\": " + std::to_string(what.bytes) + ", \"count\": " + std::to_string(what.count);
   json += ", \"fields\": {";
-  appendFields(json, record, ops::fieldsOf(record.msgType));
-  if (record.isResponse == 1) appendFields(json, record, ops::trailerFields);
+  if (record != nullptr) {
+    appendFields(json, *record, ops::fieldsOf(record->msgType));
+    if (record->isResponse == 1) appendFields(json, *record, ops::trailerFields);
+  }
   return json + "}}\n";
 }
 
-void Watch::onRecord(Direction direction, const OtnIpcMsg& record,
-                     std::chrono::steady_clock::time_point when) {
-  Passed passed{direction, record, {}};
-  if (direction == Direction::in) {
-    if (m_outstanding.size() >= maxOutstanding) m_outstanding.pop_front();
-    m_outstanding.push_back({record.msgType, when});
-  } else if (record.isResponse == 1) {
-    passed.latency = latencyOf(record, when);
+void Watch::onReceived(const OtnIpcMsg& record, std::chrono::steady_clock::time_point when) {
+  if (m_outstanding.size() >= maxOutstanding) m_outstanding.pop_front();
+  m_outstanding.push_back({record.msgType, when});
+  pass({Direction::in, {&record, sizeof record}});
+}
+
+void Watch::onSent(const Sent& sent, std::chrono::steady_clock::time_point when) {
+  Passed passed{Direction::out, sent};
+  // The client still awaits an answer of which nothing left.
+  if (sent.record != nullptr && sent.bytes > 0 && sent.record->isResponse == 1) {
+    passed.latency = latencyOf(*sent.record, when);
   }
-  count(passed);
+  pass(passed);
+}
+
+void Watch::pass(const Passed& passed) {
+  if (passed.what.record != nullptr) count(passed, *passed.what.record);
   if (m_listener) m_listener(passed);
 }
 
@@ -80,17 +92,19 @@ std::optional<std::chrono::microseconds> Watch::latencyOf(const OtnIpcMsg& answe
   return latency;
 }
 
-void Watch::count(const Passed& passed) {
-  const uint32_t type = passed.record.msgType;
+void Watch::count(const Passed& passed, const OtnIpcMsg& record) {
+  const uint32_t type = record.msgType;
   if (m_counts.size() >= maxTypes && !m_counts.contains(type)) return;
   MessageCount& count = m_counts[type];
   if (passed.direction == Direction::in) {
     ++count.received;
-  } else if (passed.record.isResponse != 1) {
-    ++count.sent;
+  } else if (passed.what.bytes < sizeof record) {
+    count.dropped += passed.what.count;
+  } else if (record.isResponse != 1) {
+    count.sent += passed.what.count;
   } else {
-    ++count.answered;
-    if (fieldText(passed.record.errorString) != ops::noError) ++count.refused;
+    count.answered += passed.what.count;
+    if (fieldText(record.errorString) != ops::noError) count.refused += passed.what.count;
   }
   if (!passed.latency) return;
   count.least = count.timed == 0 ? *passed.latency : std::min(count.least, *passed.latency);

@@ -14,17 +14,20 @@
 
 namespace sim {
 
-/// A message that passed. `latency` is the time from the request to this answer, for an answer to one.
+/// What passed, or was meant to. `latency` is for an answer that left: the time from the arrival of its
+/// request to the answer's last byte.
 struct Passed {
   Direction direction;
-  const OtnIpcMsg& record;
-  std::optional<std::chrono::microseconds> latency;
+  Sent what;
+  std::optional<std::chrono::microseconds> latency = {};
 };
 
-/// "HH:MM:SS.mmm <- RECORD" for what ISS gets, "-> RECORD" for what it says, an answer's latency behind it.
+/// "HH:MM:SS.mmm <- RECORD" for what ISS gets, "-> RECORD" for what it says, and what is particular about it
+/// and an answer's latency behind it.
 std::string watchLine(const Passed& passed);
 
-/// The same as a JSON object on one line: time, direction ("in", "out"), type, name, latencyMs, fields.
+/// The same as a JSON object on one line: time, direction ("in", "out"), type, name, latencyMs, how, bytes,
+/// count, fields.
 std::string watchJson(const Passed& passed);
 
 struct MessageCount {
@@ -32,6 +35,7 @@ struct MessageCount {
   uint64_t answered = 0;
   uint64_t refused = 0;  ///< of the answered: with an error
   uint64_t sent = 0;     ///< on ISS's own account
+  uint64_t dropped = 0;  ///< answers and others that did not leave, or not whole
   uint64_t timed = 0;    ///< answers with a latency
   std::chrono::microseconds least{};
   std::chrono::microseconds most{};
@@ -43,8 +47,8 @@ class Watch : public Observer {
   static constexpr size_t maxOutstanding = 64;  ///< requests whose answer is awaited; the oldest goes
   static constexpr size_t maxTypes = 64;        ///< further types of message are not counted
 
-  void onRecord(Direction direction, const OtnIpcMsg& record,
-                std::chrono::steady_clock::time_point when) override;
+  void onReceived(const OtnIpcMsg& record, std::chrono::steady_clock::time_point when) override;
+  void onSent(const Sent& sent, std::chrono::steady_clock::time_point when) override;
   void onClient(bool connected, std::chrono::steady_clock::time_point when) override;
 
   /// Is told of every message; one listener.
@@ -60,7 +64,8 @@ class Watch : public Observer {
 
   std::optional<std::chrono::microseconds> latencyOf(const OtnIpcMsg& answer,
                                                      std::chrono::steady_clock::time_point when);
-  void count(const Passed& passed);
+  void pass(const Passed& passed);
+  void count(const Passed& passed, const OtnIpcMsg& record);
 
   std::deque<Outstanding> m_outstanding;
   std::map<uint32_t, MessageCount> m_counts;

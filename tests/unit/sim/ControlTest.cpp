@@ -71,7 +71,7 @@ class Control : public ::testing::Test {
     EXPECT_TRUE(ended) << answer;
     return answer;
   }
-  void passFlush() { m_watch.onRecord(sim::Direction::in, record(FLUSH_CMD), {}); }
+  void passFlush() { m_watch.onReceived(record(FLUSH_CMD), {}); }
 
   TemporaryDirectory m_directory;
   const std::string m_path = m_directory.path("control");
@@ -193,9 +193,10 @@ TEST_F(Control, CountsWhatASlowWatcherMisses) {
   sendTo(fd, "watch\n");
   runAll();
   const OtnIpcMsg alarm = sim::IssModel::cpuAlarm(std::string(490, 'x'), 1);
-  const std::string line = sim::watchLine({sim::Direction::out, alarm, {}});
+  const sim::Sent sent{&alarm, sizeof alarm};
+  const std::string line = sim::watchLine({sim::Direction::out, sent});
   const size_t enough = 2 * sim::Control::maxBacklog / line.size();
-  for (size_t i = 0; i < enough; ++i) m_watch.onRecord(sim::Direction::out, alarm, {});
+  for (size_t i = 0; i < enough; ++i) m_watch.onSent(sent, {});
   const std::string first = received(fd);
   EXPECT_LT(first.size(), enough * line.size());
   passFlush();

@@ -74,6 +74,30 @@ TEST_F(Faults, MayHitEachSoManyth) {
   EXPECT_EQ(m_table.armed()[0].left, 0U);
 }
 
+TEST_F(Faults, TellWhatBecameOfARecord) {
+  const auto told = [this](std::initializer_list<const char*> rules) {
+    m_table = {};
+    for (const char* rule : rules) add(rule);
+    const Delivery delivery = flush();
+    std::string all;
+    for (const sim::Told& one : delivery.dropped) all += std::to_string(one.size) + " " + one.how + "; ";
+    for (const sim::Write& write : delivery.writes) {
+      for (const sim::Told& one : write.told) all += std::to_string(one.size) + " " + one.how + "; ";
+    }
+    return all;
+  };
+  EXPECT_EQ(told({}), "6924 ; ");
+  EXPECT_EQ(told({"fault any drop", "fault any delay 1s"}), "0 dropped; ");
+  EXPECT_EQ(told({"fault any close before"}), "0 dropped; ");
+  EXPECT_EQ(told({"fault any duplicate", "fault any delay 1s"}),
+            "6924 1 of 2, delayed 1000 ms; 6924 2 of 2, delayed 1000 ms; ");
+  EXPECT_EQ(told({"fault any type CONFIG_STATUS"}), "6924 type was FLUSH_CMD; ");
+  EXPECT_EQ(told({"fault any split 3000"}), "6924 in 3 pieces; ");
+  EXPECT_EQ(told({"fault any merge 18"}), "6924 1 of 2 in one write; 6924 2 of 2 in one write; ");
+  EXPECT_EQ(told({"fault any close within 100"}), "100 100 of 6924 bytes; ");
+  EXPECT_EQ(told({"fault any garbage 10", "fault any flood 5 13"}), "10 ; 6924 ; 6924 ; ");
+}
+
 TEST_F(Faults, OfAnyAnswerLeaveIssOwnMessagesAlone) {
   add("fault any drop");
   OtnIpcMsg own{};

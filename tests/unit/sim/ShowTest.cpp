@@ -175,13 +175,13 @@ TEST_F(Show, Counters) {
 TEST_F(Show, Messages) {
   using std::chrono::microseconds;
   m_counts[TASK_INIT_STATUS].sent = 1;
-  m_counts[FLUSH_CMD] = {3, 2, 1, 0, 2, microseconds(500), microseconds(1500), microseconds(2000)};
+  m_counts[FLUSH_CMD] = {3, 2, 1, 0, 4, 2, microseconds(500), microseconds(1500), microseconds(2000)};
   m_counts[77].received = 1;
   EXPECT_EQ(text("messages"),
-            "type  name              received  answered  refused  sent  leastMs  meanMs  mostMs\n"
-            "   2  TASK_INIT_STATUS         0         0        0     1        -       -       -\n"
-            "  16  FLUSH_CMD                3         2        1     0    0.500   1.000   1.500\n"
-            "  77  UnknownMsgType           1         0        0     0        -       -       -\n");
+            "type  name              received  answered  refused  sent  dropped  leastMs  meanMs  mostMs\n"
+            "   2  TASK_INIT_STATUS         0         0        0     1        0        -       -       -\n"
+            "  16  FLUSH_CMD                3         2        1     0        4    0.500   1.000   1.500\n"
+            "  77  UnknownMsgType           1         0        0     0        0        -       -       -\n");
   EXPECT_THAT(json("messages"), HasSubstr(R"("leastMs": null)"));
 }
 

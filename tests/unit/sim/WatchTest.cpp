@@ -33,7 +33,11 @@ class Watch : public ::testing::Test {
   }
   void pass(Direction direction, const OtnIpcMsg& msg, int afterMilliseconds) {
     m_now += milliseconds(afterMilliseconds);
-    m_watch.onRecord(direction, msg, m_now);
+    if (direction == Direction::in) {
+      m_watch.onReceived(msg, m_now);
+    } else {
+      m_watch.onSent({&msg, sizeof msg}, m_now);
+    }
   }
 
   sim::Watch m_watch;
@@ -91,6 +95,21 @@ TEST_F(Watch, CountsByType) {
   EXPECT_EQ(count.total, milliseconds(4));
 }
 
+TEST_F(Watch, AwaitsAnAnswerOfWhichNothingLeft) {
+  const OtnIpcMsg answer = answerOf(FLUSH_CMD);
+  pass(Direction::in, record(FLUSH_CMD), 0);
+  m_watch.onSent({&answer, 0, 1, "dropped"}, m_now + milliseconds(1));
+  EXPECT_EQ(m_latencies[1], std::nullopt);
+  m_watch.onSent({&answer, 100}, m_now + milliseconds(5));
+  EXPECT_THAT(m_latencies[2], Optional(microseconds(5000)));
+  m_watch.onSent({&answer, sizeof answer, 40}, m_now + milliseconds(6));
+  m_watch.onSent({nullptr, 40}, m_now + milliseconds(6));
+  const sim::MessageCount& count = m_watch.counts().at(FLUSH_CMD);
+  EXPECT_EQ(count.dropped, 2U);
+  EXPECT_EQ(count.answered, 40U);
+  EXPECT_EQ(count.timed, 1U);
+}
+
 TEST_F(Watch, BoundsTheTypesItCounts) {
   for (uint32_t type = 0; type < 1000; ++type) pass(Direction::in, record(type), 0);
   EXPECT_EQ(m_watch.counts().size(), sim::Watch::maxTypes);
@@ -99,28 +118,40 @@ TEST_F(Watch, BoundsTheTypesItCounts) {
 TEST(WatchLine, HasTimeDirectionRecordAndLatency) {
   OtnIpcMsg flush = record(FLUSH_CMD);
   flush.payload.flush = {7, 2};
-  EXPECT_THAT(sim::watchLine({Direction::in, flush, {}}),
+  EXPECT_THAT(sim::watchLine({Direction::in, {&flush, sizeof flush}}),
               MatchesRegex("..:..:..\\.... <- FLUSH_CMD \\[16\\] vpn=7 vp=2\n"));
-  const std::string answered = sim::watchLine({Direction::out, answerOf(FLUSH_CMD), microseconds(1234)});
+  const OtnIpcMsg answer = answerOf(FLUSH_CMD);
+  const std::string answered = sim::watchLine({Direction::out, {&answer, sizeof answer}, microseconds(1234)});
   EXPECT_THAT(answered, HasSubstr(" -> FLUSH_CMD [16] vpn=0 vp=0 errorString=\"No Error\\r\\n\" "));
   EXPECT_THAT(answered, EndsWith(" (after 1.234 ms)\n"));
+  EXPECT_THAT(
+      sim::watchLine({Direction::out, {&answer, sizeof answer, 3, "delayed 5 ms"}, microseconds(5001)}),
+      EndsWith(" isResponse=1 (delayed 5 ms, 3 times, after 5.001 ms)\n"));
+  EXPECT_THAT(sim::watchLine({Direction::out, {nullptr, 17}}), EndsWith(" -> 17 bytes that are no record\n"));
 }
 
 TEST(WatchJson, HasTheSameByName) {
   OtnIpcMsg script = record(RUN_DEFAULT_SCRIPT_COMMAND);
   memcpy(script.payload.script.inputFile, "/tmp/a b", 8);
-  EXPECT_THAT(sim::watchJson({Direction::in, script, {}}),
-              EndsWith(R"(", "direction": "in", "type": 8, "name": "RUN_DEFAULT_SCRIPT_COMMAND", )"
-                       R"("latencyMs": null, "fields": {"inputFile": "/tmp/a b", "outputFile": ""}})"
-                       "\n"));
-  EXPECT_THAT(sim::watchJson({Direction::out, answerOf(FLUSH_CMD), microseconds(50)}),
-              EndsWith(R"(", "direction": "out", "type": 16, "name": "FLUSH_CMD", "latencyMs": 0.050, )"
-                       R"("fields": {"vpn": 0, "vp": 0, "errorString": "No Error\u000d\u000a", )"
-                       R"("errorValue": "0,0,0,0", "status": 0, "isResponse": 1}})"
-                       "\n"));
-  EXPECT_THAT(sim::watchJson({Direction::out, record(TASK_INIT_STATUS), {}}),
-              EndsWith(R"("latencyMs": null, "fields": {}})"
-                       "\n"));
+  EXPECT_THAT(
+      sim::watchJson({Direction::in, {&script, sizeof script}}),
+      EndsWith(
+          R"(", "direction": "in", "type": 8, "name": "RUN_DEFAULT_SCRIPT_COMMAND", )"
+          R"("latencyMs": null, "how": null, "bytes": 6924, "count": 1, "fields": {"inputFile": "/tmp/a b", "outputFile": ""}})"
+          "\n"));
+  const OtnIpcMsg answer = answerOf(FLUSH_CMD);
+  EXPECT_THAT(
+      sim::watchJson({Direction::out, {&answer, 0, 1, "dropped"}, microseconds(50)}),
+      EndsWith(
+          R"(", "direction": "out", "type": 16, "name": "FLUSH_CMD", "latencyMs": 0.050, )"
+          R"("how": "dropped", "bytes": 0, "count": 1, "fields": {"vpn": 0, "vp": 0, "errorString": "No Error\u000d\u000a", )"
+          R"("errorValue": "0,0,0,0", "status": 0, "isResponse": 1}})"
+          "\n"));
+  EXPECT_THAT(
+      sim::watchJson({Direction::out, {nullptr, 17}}),
+      EndsWith(R"("type": null, "name": null, "latencyMs": null, "how": null, "bytes": 17, "count": 1, )"
+               R"("fields": {}})"
+               "\n"));
 }
 
 }  // namespace
