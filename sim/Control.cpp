@@ -13,7 +13,6 @@
 #include "ControlSocket.h"
 #include "OpsDecoder.h"
 #include "PeerUser.h"
-#include "Show.h"
 
 namespace sim {
 namespace {
@@ -63,8 +62,11 @@ bool parseJsonOption(std::string_view words, bool& json) {
 
 }  // namespace
 
-Control::Control(const IssModel& model, Watch& watch, Inject inject)
-    : m_model(model), m_watch(watch), m_inject(std::move(inject)), m_epoll(epoll_create1(EPOLL_CLOEXEC)) {
+Control::Control(Show show, Watch& watch, Inject inject)
+    : m_show(std::move(show)),
+      m_watch(watch),
+      m_inject(std::move(inject)),
+      m_epoll(epoll_create1(EPOLL_CLOEXEC)) {
   m_watch.setListener([this](const Passed& message) { passed(message); });
 }
 
@@ -178,16 +180,17 @@ void Control::carryOut(Client& client, std::string_view request) {
 }
 
 void Control::show(Client& client, std::string_view words) {
-  const std::string_view subject = takeWord(words);
-  bool json = false;
-  const std::optional<View> view = sim::show(subject, m_model, m_watch.counts());
-  if (!view) {
-    client.unsent =
-        errorAnswer("cannot show " + quoted(subject.substr(0, 80)) + ", only " + std::string(showSubjects));
-  } else if (!parseJsonOption(words, json)) {
-    client.unsent = errorAnswer("show takes one subject and --json");
+  ShowRequest request;
+  if (const Problem problem = parseShow(words, request)) {
+    client.unsent = errorAnswer(*problem);
+    return;
+  }
+  const std::optional<View> view = m_show(request);
+  if (view) {
+    client.unsent = "ok\n" + (request.json ? toJson(*view) : toText(*view));
   } else {
-    client.unsent = "ok\n" + (json ? toJson(*view) : toText(*view));
+    client.unsent = errorAnswer("cannot show " + quoted(std::string_view(request.subject).substr(0, 80)) +
+                                ", only " + std::string(showSubjects));
   }
 }
 

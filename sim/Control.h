@@ -1,10 +1,10 @@
 // The simulator's control socket: a Unix stream socket on which each connection carries one request.
 //
-// A request is one line: "show SUBJECT [--json]", "watch [--json]" or "inject DIRECTIVE". The answer is "ok"
-// on a line of its own and what was asked for, or "error REASON" on one line; then the simulator closes,
-// except that a watch goes on until either side ends it. All calls come on the simulator's poll-loop thread,
-// and none blocks: a client that does not read loses messages, not the simulator's time. Only the simulator's own
-// user and root are served.
+// A request is one line: "show SUBJECT [PORTS] [--json]", "watch [--json]" or "inject DIRECTIVE". The answer
+// is "ok" on a line of its own and what was asked for, or "error REASON" on one line; then the simulator
+// closes, except that a watch goes on until either side ends it. All calls come on the simulator's poll-loop
+// thread, and none blocks: a client that does not read loses messages, not the simulator's time. Only the
+// simulator's own user and root are served.
 #pragma once
 
 #include <cstddef>
@@ -15,7 +15,8 @@
 #include <string>
 #include <string_view>
 
-#include "IssModel.h"
+#include "ShowRequest.h"
+#include "ShowTable.h"
 #include "Watch.h"
 
 namespace sim {
@@ -26,11 +27,13 @@ class Control {
   static constexpr size_t maxRequest = 4096;      ///< bytes
   static constexpr size_t maxBacklog = 1U << 20;  ///< bytes a slow watcher may be behind
 
+  /// The subject's tables; nothing for an unknown one.
+  using Show = std::function<std::optional<View>(const ShowRequest&)>;
+  /// Carries out a directive and returns what is wrong with it.
   using Inject = std::function<std::optional<std::string>(std::string_view)>;
 
-  /// Model and watch are the caller's and outlive this. `inject` carries out a directive and returns what is
-  /// wrong with it.
-  Control(const IssModel& model, Watch& watch, Inject inject);
+  /// The watch is the caller's and outlives this.
+  Control(Show show, Watch& watch, Inject inject);
   ~Control();
   Control(const Control&) = delete;
   Control& operator=(const Control&) = delete;
@@ -66,7 +69,7 @@ class Control {
   bool flush(int fd, Client& client);
   void drop(int fd);
 
-  const IssModel& m_model;
+  Show m_show;
   Watch& m_watch;
   Inject m_inject;
   std::string m_path;  ///< the socket's; empty = not ours to remove

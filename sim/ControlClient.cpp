@@ -14,7 +14,7 @@
 #include "ControlSocket.h"
 #include "DirectiveWords.h"
 #include "PeerUser.h"
-#include "Show.h"
+#include "ShowRequest.h"
 
 namespace sim {
 namespace {
@@ -91,13 +91,13 @@ int requestOfSimulator(const std::string& path, const std::string& request) {
 }
 
 constexpr const char* controlUsage =
-    "Usage: iss-sim show SUBJECT [--json] [OPTION]...\n"
+    "Usage: iss-sim show SUBJECT [PORTS] [--json] [OPTION]...\n"
     "       iss-sim watch [--json] [OPTION]...\n"
     "       iss-sim inject DIRECTIVE [OPTION]...\n"
     "Asks a running simulator: shows what it knows, shows each message as it passes, or has it carry out a\n"
     "directive, the line of a scenario. SUBJECT is one of vlans, ports, interfaces, tunnels, rules, synce, "
     "lldp,\n"
-    "smartsfp, redundancy, counters and messages.\n"
+    "smartsfp, redundancy, counters, messages, faults and schedule; PORTS, for ports only, is 5 or 1-4,7.\n"
     "\n"
     "  --json           JSON in place of text\n"
     "  --port N         the simulator on 127.0.0.1:N (default 8000)\n"
@@ -164,7 +164,7 @@ int controlCommand(int argc, char* const* argv) {
   }
   const int count = argc - 1 - optind;
   char* const* const words = argv + 1 + optind;
-  if (command == "show" && count != 1) return fail("show takes one of " + std::string(showSubjects), 2);
+  if (command == "show" && count == 0) return fail("show takes one of " + std::string(showSubjects), 2);
   if (command == "watch" && count != 0) return fail("watch takes no \"" + std::string(words[0]) + '"', 2);
   if (command == "inject" && count == 0) return fail("inject takes a directive", 2);
   std::string request = command;

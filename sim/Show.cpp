@@ -118,13 +118,14 @@ View vlans(const IssModel& model) {
   return {std::move(vlans), std::move(mappings)};
 }
 
-View ports(const IssModel& model) {
+View ports(const IssModel& model, uint32_t wanted) {
   const CliConfig& config = model.config();
   Table table{
       "ports",
       {{"port", number}, {"name"}, {"admin"}, {"oper"}, {"mtu", number}, {"pvid", number}, {"vlans", list}},
       {}};
   for (uint32_t id = 1; id <= portCount; ++id) {
+    if ((wanted & portBit(id)) == 0) continue;
     const Port& port = config.port(id);
     std::string memberOf;
     for (const auto& [vlanId, vlan] : config.vlans) {
@@ -269,17 +270,17 @@ struct Subject {
 };
 
 constexpr Subject subjects[] = {
-    {"vlans", vlans},       {"ports", ports},           {"interfaces", interfaces},
-    {"tunnels", tunnels},   {"rules", rulesAndFlushes}, {"synce", synce},
-    {"lldp", lldp},         {"smartsfp", smartSfp},     {"redundancy", redundancy},
-    {"counters", counters},
+    {"vlans", vlans},           {"interfaces", interfaces}, {"tunnels", tunnels},
+    {"rules", rulesAndFlushes}, {"synce", synce},           {"lldp", lldp},
+    {"smartsfp", smartSfp},     {"redundancy", redundancy}, {"counters", counters},
 };
 
 }  // namespace
 
 std::optional<View> show(std::string_view subject, const IssModel& model,
-                         const std::map<uint32_t, MessageCount>& counts) {
+                         const std::map<uint32_t, MessageCount>& counts, uint32_t wantedPorts) {
   if (subject == "messages") return messages(counts);
+  if (subject == "ports") return ports(model, wantedPorts);
   const auto found = std::ranges::find(subjects, subject, &Subject::name);
   if (found == std::end(subjects)) return {};
   return found->view(model);

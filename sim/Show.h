@@ -10,12 +10,9 @@
 
 namespace sim {
 
-/// What can be shown, for a message.
-inline constexpr std::string_view showSubjects =
-    "vlans, ports, interfaces, tunnels, rules, synce, lldp, smartsfp, redundancy, counters or messages";
-
-/// Nothing for an unknown subject.
+/// What ISS knows and what passed; nothing for an unknown subject. `ports` are those that `ports` shows, a
+/// bitmap.
 std::optional<View> show(std::string_view subject, const IssModel& model,
-                         const std::map<uint32_t, MessageCount>& messages);
+                         const std::map<uint32_t, MessageCount>& messages, uint32_t ports = allPorts);
 
 }  // namespace sim

@@ -6,8 +6,10 @@
 namespace sim {
 namespace {
 
-std::string_view shown(const std::string& cell) {
-  return cell.empty() ? std::string_view("-") : cell;
+/// A column is one word, so that programs can take lines apart at blanks.
+std::string shown(std::string cell) {
+  std::ranges::replace(cell, ' ', '_');
+  return cell.empty() ? "-" : cell;
 }
 
 void appendCell(std::string& text, std::string_view cell, const Column& column, size_t width, bool last) {

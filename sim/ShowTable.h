@@ -27,7 +27,8 @@ struct Table {
 
 using View = std::vector<Table>;
 
-/// Columns under their names, numbers to the right; a title above each of several tables.
+/// Columns under their names, numbers to the right; a title above each of several tables. Each cell is one
+/// word: a blank in it is shown as "_", no value as "-".
 std::string toText(const View& view);
 
 /// {"TABLE": [{"COLUMN": value, ...}, ...], ...} on one line; a cell without value is null.

@@ -18,6 +18,8 @@
 #include "Options.h"
 #include "Replay.h"
 #include "Scenario.h"
+#include "Show.h"
+#include "ShowScenario.h"
 
 namespace {
 
@@ -56,7 +58,12 @@ int serve(const sim::Options& options) {
   sim::OpsServer server(options.server, model, output);
   server.addObserver(watch);
   sim::DirectiveInterpreter interpreter(server, model, output);
-  sim::Control control(model, watch, [&](std::string_view line) { return interpreter.apply(line); });
+  const auto show = [&](const sim::ShowRequest& request) -> std::optional<sim::View> {
+    if (request.subject == "faults") return sim::showFaults(server.faults());
+    if (request.subject == "schedule") return sim::showSchedule(server, interpreter, sim::Clock::now());
+    return sim::show(request.subject, model, watch.counts(), request.ports);
+  };
+  sim::Control control(show, watch, [&](std::string_view line) { return interpreter.apply(line); });
   std::string reason;
   // Who sees the port open finds the control socket there, unless its name waits for the port's number.
   const bool toldWhere = !options.control.empty();

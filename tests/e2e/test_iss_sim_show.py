@@ -186,7 +186,7 @@ def test_show_is_aligned_text(board):
     up(board)
     lines = ask("show", "ports").stdout.split("\n")
     assert lines[0] == "port  name                  admin  oper   mtu  pvid  vlans"
-    assert lines[5] == "   5  gigabitethernet 0/5   up     up    1500     1  1"
+    assert lines[5] == "   5  gigabitethernet_0/5   up     up    1500     1  1"
     assert len(lines) == 1 + 28 + 1
 
 

@@ -1,4 +1,4 @@
-"""The simulator tells what left its socket, and when."""
+"""The simulator tells what left its socket, and when; and what it is about to do."""
 import json
 import os
 import subprocess
@@ -81,12 +81,14 @@ def test_delayed_answer_is_told_when_it_leaves(board, watch):
     call = probe(board)
     iss.wait(f"* rule: {PROBE} delay")
     assert iss.lines(f"* -> {PROBE} *") == []
+    assert [row["message"] for row in shown("schedule")["delayed"]] == [PROBE]
     call.reply()
     iss.wait(f"* -> {PROBE} * (delayed 600 ms)")
     until(sent, "the watch's line")
     line = sent()[0]
     assert line["how"] == "delayed 600 ms" and line["latencyMs"] >= 600
     assert counted()["leastMs"] >= 600
+    assert shown("schedule")["delayed"] == []
 
 
 def test_second_answer_is_told_as_the_second(board, watch):
@@ -134,3 +136,55 @@ def test_delayed_answer_goes_with_its_connection(board):
     iss.wait(f"* rule: {PROBE} delay")
     iss.inject("close")
     iss.wait(f"* -> {PROBE} * (delayed 60000 ms, not sent, the connection ended)")
+    assert shown("schedule")["delayed"] == []
+
+
+def test_show_faults_and_clear_them(board):
+    iss = ready(board, f"fault {PROBE} skip 1 times 3 delay 1ms", "fault any chance 50% drop",
+                "answer FLUSH_CMD vpn=3")
+    iss.inject("clear faults")
+    assert [row["fault"] for row in shown("faults")["faults"]] == ["answer vpn=3"]
+    iss.inject(f"fault {PROBE} skip 1 times 3 delay 1ms")
+    rows = shown("faults")["faults"]
+    assert (rows[1]["type"], rows[1]["fault"], rows[1]["hits"], rows[1]["left"], rows[1]["next"]) == \
+        (PROBE, "delay 1ms", 0, 3, 2)
+    probe(board, 4).reply()
+    probe(board, 5).reply()
+    rows = shown("faults")["faults"]
+    assert (rows[1]["hits"], rows[1]["left"], rows[1]["next"]) == (1, 2, 1)
+
+
+def test_show_schedule(board):
+    iss = ready(board, "after 1m port 5 down", "every 30s times 4 cpu CLIC 17", "on FLUSH_CMD skip 2 alive")
+    schedule = shown("schedule")
+    assert [row["directive"] for row in schedule["waiting"]] == ["cpu CLIC 17", "port 5 down"]
+    assert [row["left"] for row in schedule["waiting"]] == [4, 1]
+    assert 0 < schedule["waiting"][0]["dueMs"] <= 30000 < schedule["waiting"][1]["dueMs"] <= 60000
+    assert schedule["standing"] == [{"occasion": "FLUSH_CMD", "seen": 0, "skip": 2, "left": None,
+                                     "directive": "alive"}]
+    iss.inject("clear schedule")
+    assert shown("schedule") == {"waiting": [], "standing": [], "delayed": []}
+
+
+def test_show_some_ports(board):
+    ready(board)
+    assert [row["port"] for row in shown("ports", "5")["ports"]] == [5]
+    assert [row["port"] for row in shown("ports", "1-3,28")["ports"]] == [1, 2, 3, 28]
+
+
+def test_ports_go_down_by_the_range(board):
+    iss = ready(board)
+    iss.inject("port 3-5,9 down")
+    down = [row["port"] for row in shown("ports")["ports"] if row["oper"] == "down"]
+    assert down == [3, 4, 5, 9]
+    assert len(iss.lines("* -> PORT_STATUS_CHANGE_IND *")) == 4
+
+
+def test_text_tables_have_no_blank_in_a_column(board):
+    ready(board, "fault any chance 0.5% split 3000 pause 30ms", "on connect after 1m cpu \"L2 learning\" 77")
+    board.bus.set_port_params(1, 5).reply()
+    for subject in ("ports", "vlans", "interfaces", "tunnels", "rules", "faults", "schedule", "messages"):
+        text = subprocess.run([ISS_SIM, "show", subject], capture_output=True, text=True, check=True).stdout
+        for table in text.split("\n\n"):
+            lines = [line for line in table.rstrip("\n").split("\n") if line != "(none)" and not line.endswith(":")]
+            assert len({len(line.split()) for line in lines}) <= 1, f"{subject}:\n{text}"

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "ControlSocket.h"
+#include "Show.h"
 #include "TemporaryDirectory.h"
 
 namespace {
@@ -79,7 +80,11 @@ class Control : public ::testing::Test {
   sim::Watch m_watch;
   std::string m_injected;
   std::optional<std::string> m_wrong;
-  sim::Control m_control{m_model, m_watch, [this](std::string_view line) {
+  sim::Control m_control{[this](const sim::ShowRequest& request) {
+                           return sim::show(request.subject, m_model, m_watch.counts(), request.ports);
+                         },
+                         m_watch,
+                         [this](std::string_view line) {
                            m_injected = line;
                            return m_wrong;
                          }};
@@ -90,14 +95,22 @@ TEST_F(Control, ShowsAsTextAndAsJson) {
   EXPECT_EQ(ask("show redundancy\n"), "ok\n(none)\n");
   EXPECT_EQ(ask("show redundancy --json\n"), "ok\n{\"redundancy\": []}\n");
   EXPECT_THAT(ask("show ports\n"), StartsWith("ok\nport  name "));
+  EXPECT_EQ(ask("show ports 5,7-8\n"),
+            "ok\nport  name                 admin  oper   mtu  pvid  vlans\n"
+            "   5  gigabitethernet_0/5  up     up    1500     1  1\n"
+            "   7  gigabitethernet_0/7  up     up    1500     1  1\n"
+            "   8  gigabitethernet_0/8  up     up    1500     1  1\n");
+  EXPECT_THAT(ask("show ports 28 --json\n"), StartsWith("ok\n{\"ports\": [{\"port\": 28, "));
 }
 
 TEST_F(Control, RefusesWhatItDoesNotKnow) {
   EXPECT_THAT(ask("show nonsense\n"),
-              MatchesRegex("error cannot show nonsense, only vlans, .* or messages\n"));
+              MatchesRegex("error cannot show nonsense, only vlans, .* or schedule\n"));
   EXPECT_THAT(ask("show\n"), StartsWith("error cannot show \"\", only "));
-  EXPECT_EQ(ask("show ports vlans\n"), "error show takes one subject and --json\n");
-  EXPECT_EQ(ask("show ports --json x\n"), "error show takes one subject and --json\n");
+  EXPECT_EQ(ask("show ports vlans\n"), "error show ports needs ports from 1 to 28 (5 or 1-4,7), not vlans\n");
+  EXPECT_EQ(ask("show vlans 5\n"), "error show takes one subject and --json, and only ports takes which\n");
+  EXPECT_EQ(ask("show ports --json x\n"), "error unexpected x\n");
+  EXPECT_EQ(ask("show ports 5 --json x\n"), "error unexpected x\n");
   EXPECT_EQ(ask("watch x\n"), "error watch takes nothing but --json\n");
   EXPECT_EQ(ask("dance\n"), "error unknown request dance, not show, watch or inject\n");
   EXPECT_EQ(ask("\n"), "error unknown request \"\", not show, watch or inject\n");
@@ -224,7 +237,7 @@ TEST_F(Control, IsForItsOwnerOnly) {
 
 TEST_F(Control, IsNotTakenFromAnotherInstance) {
   sim::Watch watch;
-  sim::Control second(m_model, watch, {});
+  sim::Control second({}, watch, {});
   std::string reason;
   EXPECT_FALSE(second.listen(m_path, reason));
   EXPECT_EQ(reason, m_path + ": in use, is another instance running?");
@@ -238,11 +251,10 @@ TEST(ControlListen, TakesThePlaceOfOneThatIsGone) {
   ASSERT_TRUE(sim::fillAddress(path, address));
   ASSERT_EQ(bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
   close(fd);
-  sim::IssModel model;
   sim::Watch watch;
   std::string reason;
   {
-    sim::Control control(model, watch, {});
+    sim::Control control({}, watch, {});
     EXPECT_TRUE(control.listen(path, reason)) << reason;
   }
   EXPECT_NE(access(path.c_str(), F_OK), 0);
@@ -251,11 +263,10 @@ TEST(ControlListen, TakesThePlaceOfOneThatIsGone) {
 TEST(ControlListen, LeavesAFileAlone) {
   const TemporaryDirectory directory;
   const std::string path = directory.write("control", "precious");
-  sim::IssModel model;
   sim::Watch watch;
   std::string reason;
   {
-    sim::Control control(model, watch, {});
+    sim::Control control({}, watch, {});
     EXPECT_FALSE(control.listen(path, reason));
   }
   EXPECT_EQ(reason, path + ": in use, is another instance running?");
@@ -263,9 +274,8 @@ TEST(ControlListen, LeavesAFileAlone) {
 }
 
 TEST(ControlListen, SaysWhyItCannot) {
-  sim::IssModel model;
   sim::Watch watch;
-  sim::Control control(model, watch, {});
+  sim::Control control({}, watch, {});
   std::string reason;
   EXPECT_FALSE(control.listen("/nowhere/at/all", reason));
   EXPECT_EQ(reason, "/nowhere/at/all: No such file or directory");

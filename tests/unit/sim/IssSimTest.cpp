@@ -114,7 +114,7 @@ INSTANTIATE_TEST_SUITE_P(
         Wrong{{"--control", ""}, "--control: bad value \"\""},
         Wrong{{"show"},
               "show takes one of vlans, ports, interfaces, tunnels, rules, synce, lldp, smartsfp, "
-              "redundancy, counters or messages"},
+              "redundancy, counters, messages, faults or schedule"},
         Wrong{{"show", "--port", "x", "ports"}, "--port: bad value \"x\""},
         Wrong{{"show", "ports", "--nonsense"}, "unknown option --nonsense"},
         Wrong{{"watch", "ports"}, "watch takes no \"ports\""},
@@ -181,7 +181,7 @@ TEST_F(ControlledSimulator, RefusesInOneLineAndGoesOn) {
   EXPECT_EQ(
       show.errors(),
       "iss-sim: cannot show nonsense, only vlans, ports, interfaces, tunnels, rules, synce, lldp, smartsfp, "
-      "redundancy, counters or messages\n");
+      "redundancy, counters, messages, faults or schedule\n");
   EXPECT_EQ(show.wait(), 2);
   Program inject = command({"inject", "nonsense"});
   EXPECT_THAT(inject.errors(), MatchesRegex("iss-sim: [^\n]*nonsense[^\n]*\n"));

@@ -11,10 +11,10 @@ const sim::Table ports{"ports",
                        {{"5", "gigabitethernet 0/5", "1,100"}, {"25", "", ""}}};
 const sim::Table empty{"empty", {{"port", CellKind::number}}, {}};
 
-TEST(ToText, AlignsNumbersRightAndTextLeft) {
+TEST(ToText, AlignsNumbersRightAndTextLeftAndHasNoBlankInACell) {
   EXPECT_EQ(sim::toText({ports}),
             "port  name                 vlans\n"
-            "   5  gigabitethernet 0/5  1,100\n"
+            "   5  gigabitethernet_0/5  1,100\n"
             "  25  -                    -\n");
 }
 
@@ -24,7 +24,7 @@ TEST(ToText, TitlesSeveralTables) {
             "\n"
             "ports:\n"
             "port  name                 vlans\n"
-            "   5  gigabitethernet 0/5  1,100\n"
+            "   5  gigabitethernet_0/5  1,100\n"
             "  25  -                    -\n");
   EXPECT_EQ(sim::toText({empty}), "(none)\n");
 }

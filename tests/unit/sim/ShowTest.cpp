@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "ShowRequest.h"
 #include "TemporaryDirectory.h"
 
 namespace {
@@ -95,7 +96,7 @@ TEST_F(Show, Interfaces) {
             "\n"
             "rows:\n"
             "index  status  type  admin  alias  ipAddrAllocMethod  ipDestMacAddress\n"
-            "   42  active   136  down   \"v a\"                  0  -\n"
+            "   42  active   136  down   \"v_a\"                  0  -\n"
             "\n"
             "stack:\n"
             "higher  lower  status\n"
