@@ -3,6 +3,7 @@
 
 #include <poll.h>
 #include <signal.h>
+#include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
 
@@ -26,6 +27,18 @@ constexpr uint64_t queryLimit = 1000;  ///< ms
 constexpr const char* busName = "org.freedesktop.DBus";
 constexpr uint32_t doNotQueue = 4;
 constexpr uint32_t primaryOwner = 1;
+constexpr const char* standardAddress = "unix:path=/run/dbus/system_bus_socket";
+
+/// As sd_bus_open_system does it, but without descriptors in messages.
+int openSystemBus(sd_bus** bus) {
+  const char* address = secure_getenv("DBUS_SYSTEM_BUS_ADDRESS");
+  int result = sd_bus_new(bus);
+  if (result >= 0) result = sd_bus_set_address(*bus, address != nullptr ? address : standardAddress);
+  if (result >= 0) result = sd_bus_set_bus_client(*bus, 1);
+  if (result >= 0) result = sd_bus_negotiate_fds(*bus, 0);
+  if (result >= 0) result = sd_bus_start(*bus);
+  return result;
+}
 
 std::string errorText(int error) {
   char text[128];
@@ -93,8 +106,8 @@ void Connection::open() {
 
 /// Leaves m_bus null, and tells why, unless the component has its name.
 std::string Connection::attempt() {
-  if (const int error = sd_bus_open_system(&m_bus); error < 0) {
-    m_bus = nullptr;
+  if (const int error = openSystemBus(&m_bus); error < 0) {
+    closeBus();
     return errorText(error);
   }
   sd_bus_add_filter(m_bus, nullptr, onMessage, this);

@@ -65,6 +65,14 @@ TEST_F(BusTest, carriesLongTexts) {
   EXPECT_EQ(echo(1), "");
 }
 
+TEST_F(BusTest, acceptsNoDescriptors) {
+  Component tested;
+  ASSERT_TRUE(tested.ready());
+  Peer peer(m_bus);
+  EXPECT_EQ(peer.call(component, portPath, portClass, "setPortParams", "h", 0),
+            "org.freedesktop.DBus.Error.NotSupported");
+}
+
 TEST_F(BusTest, answersIntrospectionAndEarlierCallsWhileAHandlerBlocks) {
   Component tested;
   ASSERT_TRUE(tested.ready());
