@@ -2,6 +2,7 @@
 
 #include <sched.h>
 
+#include <new>
 #include <utility>
 
 #include "OBstubReply.h"
@@ -22,13 +23,17 @@ bool CallQueue::hasRoom(size_t textSize) {
   return m_entries.size() < maxEntries && textSize <= maxTextSize - m_textSize;
 }
 
-void CallQueue::post(Entry entry) {
-  {
+bool CallQueue::post(Entry&& entry) {
+  const size_t textSize = entry.textSize;
+  try {
     const std::lock_guard guard(m_mutex);
-    m_textSize += entry.textSize;
     m_entries.push_back(std::move(entry));
+    m_textSize += textSize;
+  } catch (const std::bad_alloc&) {
+    return false;
   }
   sem_post(&m_semaphore);
+  return true;
 }
 
 bool CallQueue::take(Entry& entry) {

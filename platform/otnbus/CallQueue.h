@@ -21,7 +21,7 @@ class CallQueue {
     size_t textSize = 0;  ///< bytes of all text arguments
   };
   static constexpr size_t maxEntries = 1024;
-  static constexpr size_t maxTextSize = 16U << 20;  ///< of all entries together
+  static constexpr size_t maxTextSize = 8U << 20;  ///< of all entries together
 
   CallQueue();
   /// Releases the handles of the calls that are left.
@@ -30,7 +30,8 @@ class CallQueue {
   CallQueue& operator=(const CallQueue&) = delete;
 
   bool hasRoom(size_t textSize);
-  void post(Entry entry);
+  /// Takes the entry; false, and the entry is as it was, when there is no memory for it.
+  bool post(Entry&& entry);
 
   /// Waits for the next entry; false at the kill message, which overtakes what is queued. From then on no
   /// earlier kill() touches the queue any more.

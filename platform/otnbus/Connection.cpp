@@ -1,6 +1,7 @@
 // Opening and filling a connection: what the bus thread does with the bus before the dispatch.
 #include "otnbus/Connection.h"
 
+#include <malloc.h>
 #include <poll.h>
 #include <signal.h>
 #include <stdlib.h>
@@ -28,6 +29,7 @@ constexpr const char* busName = "org.freedesktop.DBus";
 constexpr uint32_t doNotQueue = 4;
 constexpr uint32_t primaryOwner = 1;
 constexpr const char* standardAddress = "unix:path=/run/dbus/system_bus_socket";
+constexpr int mappedSize = 128 * 1024;
 
 /// As sd_bus_open_system does it, but without descriptors in messages.
 int openSystemBus(sd_bus** bus) {
@@ -72,7 +74,7 @@ Connection::~Connection() {
 
 void Connection::closeBus() {
   m_early.clear();
-  m_replies.clear();
+  m_owed.clear();
   m_bus = sd_bus_close_unref(m_bus);
 }
 
@@ -81,6 +83,9 @@ bool Connection::stopRequested() const {
 }
 
 void Connection::open() {
+  // A large message's memory goes back to the system with the message. Left to itself the C library would, on
+  // a 64-bit host, keep as much as the largest message so far has taken.
+  mallopt(M_MMAP_THRESHOLD, mappedSize);
   bool told = false;
   // A pending stop does not end this: a process that is told to stop before it has a bus ends by its start-up
   // limit, one whose bus is there comes up and then stops.
@@ -232,7 +237,7 @@ bool Connection::query(const OBinterfaceDescription& description, const std::str
   sd_bus_message_set_auto_start(request, 0);
   const Message answer = call(owned, queryLimit, OnStop::GiveUp);
   std::vector<OBvalue> values;
-  if (!answer || !readValues(answer.get(), found->out, values)) return false;
+  if (!answer || readValues(answer.get(), found->out, values) != ReadResult::Read) return false;
   if (values.size() != 1 || values[0].index() != result.index()) return false;
   result = std::move(values[0]);
   return true;

@@ -7,7 +7,7 @@
 
 #include <systemd/sd-bus.h>
 
-#include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <memory>
@@ -54,7 +54,13 @@ class Connection {
   /// A message that came before run(); `checked` tells that a signal's sender was found to be the right one.
   struct Early {
     Message message;
+    size_t size;
     bool checked;
+  };
+  /// A reply that is begun and not given: null where the caller expects none.
+  struct Owed {
+    Message reply;
+    size_t textSize;  ///< of the call
   };
   /// A receiver's sender: its unique name on the bus, empty when it has none.
   struct Sender {
@@ -62,7 +68,6 @@ class Connection {
     std::string owner;
     bool known = false;  ///< false until the bus was asked
   };
-
   static constexpr int stopSlice = 50;  ///< ms between two looks whether to stop
 
   /// What a stop of the process does to a call under way; the kill message always ends it.
@@ -76,23 +81,31 @@ class Connection {
   void lost(int error);
   void closeBus();
 
+  void dispatch(CallQueue::Entry& entry);
   static void* ioThread(void* self);
   void ioLoop();
   int waitForWork(bool takePosted, int limitMs);
+  bool waitForMemory();
   void sendPosted();
   void flush();
   uint64_t queuedWrites() const;
 
   static int onMessage(sd_bus_message* message, void* self, sd_bus_error*);
+  int guarded(sd_bus_message* message, int (Connection::*handle)(sd_bus_message*));
   int incoming(sd_bus_message* message);
-  void handleCall(sd_bus_message* call);
+  int handleCall(sd_bus_message* call);
+  int handleEarlyCall(sd_bus_message* call);
   void handleProperties(sd_bus_message* call, const Registry::Entry& object);
   void dispatchCall(sd_bus_message* call, const Registry::Entry& object, unsigned member);
+  bool begin(uint64_t id, sd_bus_message* call, size_t textSize);
+  void forget(uint64_t id);
   int handleSignal(sd_bus_message* signal);
-  void dispatchSignal(sd_bus_message* signal);
+  int dispatchSignal(sd_bus_message* signal);
+  void dropSignal(sd_bus_message* signal);
   void ownerChanged(sd_bus_message* signal);
   Sender& sender(const OBinterfaceDescription& description);
-  void keepEarly(sd_bus_message* message, bool checked);
+  bool keepEarly(sd_bus_message* message, size_t size, bool checked);
+  void keepEarlySignal(sd_bus_message* signal, bool checked);
   void replayEarly();
   void checkEarlySignals();
 
@@ -104,11 +117,15 @@ class Connection {
   // Of the thread that owns the bus.
   sd_bus* m_bus = nullptr;
   std::deque<Early> m_early;
+  size_t m_earlySize = 0;  ///< of all in m_early; CallQueue::maxTextSize at most
   std::vector<Sender> m_senders;
-  std::unordered_map<uint64_t, Message> m_replies;  ///< begun replies by call
+  std::unordered_map<uint64_t, Owed> m_owed;  ///< by call
+  size_t m_owedText = 0;                      ///< text of all in m_owed; CallQueue::maxTextSize at most
   uint64_t m_lastCall = 0;
   bool m_running = false;
   bool m_closing = false;
+  bool m_lackingMemory = false;  ///< since m_lackSince the bus has a message for which there is no memory
+  std::chrono::steady_clock::time_point m_lackSince;
   bool m_droppingSignals = false;  ///< the WARNING of this overflow is written
 };
 

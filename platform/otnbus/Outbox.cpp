@@ -3,6 +3,7 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <new>
 #include <utility>
 
 #include "board/platformTrace.h"
@@ -15,39 +16,45 @@ Outbox::~Outbox() {
   ::close(m_wake);
 }
 
-void Outbox::postReply(uint64_t call, std::vector<OBvalue> values) {
-  post({Kind::Reply, call, {}, {}, {}, std::move(values)});
+void Outbox::postReply(uint64_t call, std::initializer_list<OBvalue> values) {
+  post([&] { return Item{Kind::Reply, call, {}, {}, {}, values}; });
 }
 
 void Outbox::postRelease(uint64_t call) {
-  post({Kind::Release, call, {}, {}, {}, {}});
+  post([&] { return Item{Kind::Release, call, {}, {}, {}, {}}; });
 }
 
-void Outbox::postSignal(std::string path, std::string interfaceName, std::string member,
-                        std::vector<OBvalue> values) {
-  post({Kind::Signal, 0, std::move(path), std::move(interfaceName), std::move(member), std::move(values)});
+void Outbox::postSignal(const std::string& path, const std::string& interfaceName, const char* member,
+                        std::initializer_list<OBvalue> values) {
+  post([&] { return Item{Kind::Signal, 0, path, interfaceName, member, values}; });
 }
 
-void Outbox::post(Item item) {
-  bool warn = false;
-  {
-    const std::lock_guard guard(m_mutex);
-    if (m_closed) return;
-    if (item.kind == Kind::Signal && m_signals >= maxSignals) {
-      warn = !std::exchange(m_dropping, true);
-    } else {
-      if (item.kind == Kind::Signal) {
-        ++m_signals;
-        m_dropping = false;
-      }
-      if (m_items.empty()) wake();
-      m_items.push_back(std::move(item));
-    }
-  }
-  if (warn) {
+template <class MakeItem>
+void Outbox::post(MakeItem make) {
+  // Whoever posts, a worker perhaps, must not end the process for want of memory.
+  try {
+    if (admit(make())) return;
     TRACE_TO(platformTrace(), WARNING, "otnbus", __LINE__, __func__,
              "The bus takes no more signals, they are dropped");
+  } catch (const std::bad_alloc&) {
+    TRACE_TO(platformTrace(), ERROR, "otnbus", __LINE__, __func__,
+             "There is no memory for a reply or a signal, it is lost");
   }
+}
+
+/// False for the first signal of an overflow.
+bool Outbox::admit(Item item) {
+  const std::lock_guard guard(m_mutex);
+  if (m_closed) return true;
+  const bool signal = item.kind == Kind::Signal;
+  if (signal && m_signals >= maxSignals) return std::exchange(m_dropping, true);
+  m_items.push_back(std::move(item));
+  if (m_items.size() == 1) wake();
+  if (signal) {
+    ++m_signals;
+    m_dropping = false;
+  }
+  return true;
 }
 
 void Outbox::close() {
@@ -56,7 +63,7 @@ void Outbox::close() {
   wake();
 }
 
-std::deque<Outbox::Item> Outbox::take() {
+std::vector<Outbox::Item> Outbox::take() {
   const std::lock_guard guard(m_mutex);
   if (m_items.empty()) return {};
   if (!m_closed) {

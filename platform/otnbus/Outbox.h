@@ -6,7 +6,7 @@
 
 #include <atomic>
 #include <cstdint>
-#include <deque>
+#include <initializer_list>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -34,10 +34,11 @@ class Outbox {
   Outbox(const Outbox&) = delete;
   Outbox& operator=(const Outbox&) = delete;
 
-  void postReply(uint64_t call, std::vector<OBvalue> values);
+  // Without the memory for it a posted item is lost, with a line in the log.
+  void postReply(uint64_t call, std::initializer_list<OBvalue> values);
   void postRelease(uint64_t call);
-  void postSignal(std::string path, std::string interfaceName, std::string member,
-                  std::vector<OBvalue> values);
+  void postSignal(const std::string& path, const std::string& interfaceName, const char* member,
+                  std::initializer_list<OBvalue> values);
 
   /// Everything posted later is dropped.
   void close();
@@ -45,17 +46,19 @@ class Outbox {
 
   /// Readable when there is something to take, and for good once the outbox is closed.
   int wakeDescriptor() const { return m_wake; }
-  std::deque<Item> take();
+  std::vector<Item> take();
 
  private:
-  void post(Item item);
+  template <class MakeItem>
+  void post(MakeItem make);
+  bool admit(Item item);
   void wake() const;
 
   const int m_wake;
   std::mutex m_mutex;
-  std::deque<Item> m_items;  ///< guarded by m_mutex
-  size_t m_signals = 0;      ///< how many of them are signals; guarded by m_mutex
-  bool m_dropping = false;   ///< the WARNING of this overflow is written; guarded by m_mutex
+  std::vector<Item> m_items;  ///< guarded by m_mutex
+  size_t m_signals = 0;       ///< how many of them are signals; guarded by m_mutex
+  bool m_dropping = false;    ///< the WARNING of this overflow is written; guarded by m_mutex
   std::atomic<bool> m_closed{false};
 };
 

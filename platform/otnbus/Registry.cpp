@@ -1,7 +1,5 @@
 #include "otnbus/Registry.h"
 
-#include <string.h>
-
 #include <algorithm>
 #include <set>
 
@@ -42,9 +40,11 @@ constexpr const char* documentHead =
 </interface>
 )xml";
 
-/// What the paths below `path` begin with.
-std::string below(const std::string& path) {
-  return path == "/" ? path : path + "/";
+/// How much of a path below `node` leads to its child; 0 when it does not lie below.
+size_t lengthAbove(std::string_view path, std::string_view node) {
+  if (node == "/") return path.size() > 1 ? 1 : 0;
+  return path.size() > node.size() && path.starts_with(node) && path[node.size()] == '/' ? node.size() + 1
+                                                                                         : 0;
 }
 
 }  // namespace
@@ -76,7 +76,7 @@ OBstub* Registry::stub(int handle) const {
   return nullptr;
 }
 
-Registry::Entry Registry::object(const std::string& path) const {
+Registry::Entry Registry::object(std::string_view path) const {
   const std::lock_guard guard(m_mutex);
   for (const Entry& entry : m_entries) {
     if (!entry.receiver && entry.path == path) return entry;
@@ -84,15 +84,15 @@ Registry::Entry Registry::object(const std::string& path) const {
   return {};
 }
 
-Registry::Entry Registry::receiver(const std::string& path, const char* interfaceName, const char* signal,
-                                   unsigned& member) const {
+Registry::Entry Registry::receiver(std::string_view path, std::string_view interfaceName,
+                                   std::string_view signal, unsigned& member) const {
   const std::lock_guard guard(m_mutex);
   for (const Entry& entry : m_entries) {
     if (!entry.receiver || entry.path != path) continue;
     if (otnbus::interfaceName(*entry.description) != interfaceName) continue;
     const std::span<const OBmember> members = entry.description->members;
     for (member = 0; member < members.size(); ++member) {
-      if (members[member].kind == OBmember::Kind::Signal && strcmp(members[member].name, signal) == 0) {
+      if (members[member].kind == OBmember::Kind::Signal && members[member].name == signal) {
         return entry;
       }
     }
@@ -100,25 +100,24 @@ Registry::Entry Registry::receiver(const std::string& path, const char* interfac
   return {};
 }
 
-bool Registry::nodeExists(const std::string& path) const {
-  const std::string prefix = below(path);
+bool Registry::nodeExists(std::string_view path) const {
   const std::lock_guard guard(m_mutex);
   return path == "/" || std::any_of(m_entries.begin(), m_entries.end(), [&](const Entry& entry) {
-           return !entry.receiver && (entry.path == path || entry.path.starts_with(prefix));
+           return !entry.receiver && (entry.path == path || lengthAbove(entry.path, path) > 0);
          });
 }
 
 std::string Registry::introspect(const std::string& path) const {
-  const std::string prefix = below(path);
   std::string text = documentHead;
   std::set<std::string> children;
   const std::lock_guard guard(m_mutex);
   for (const Entry& entry : m_entries) {
     if (entry.receiver) continue;
     if (entry.path == path) text += entry.description->xml;
-    if (!entry.path.starts_with(prefix)) continue;
-    const size_t end = entry.path.find('/', prefix.size());
-    children.insert(entry.path.substr(prefix.size(), end - prefix.size()));
+    const size_t above = lengthAbove(entry.path, path);
+    if (above == 0) continue;
+    const size_t end = entry.path.find('/', above);
+    children.insert(entry.path.substr(above, end - above));
   }
   for (const std::string& child : children) text += "<node name=\"" + child + "\"/>\n";
   return text + "</node>\n";

@@ -6,6 +6,7 @@
 
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "OBinterfaceDescription.h"
@@ -30,12 +31,12 @@ class Registry {
 
   OBstub* stub(int handle) const;
   /// The object at this path.
-  Entry object(const std::string& path) const;
+  Entry object(std::string_view path) const;
   /// The receiver of this signal; `member` is its place in the description.
-  Entry receiver(const std::string& path, const char* interfaceName, const char* signal,
+  Entry receiver(std::string_view path, std::string_view interfaceName, std::string_view signal,
                  unsigned& member) const;
   /// True for the objects and every node above them.
-  bool nodeExists(const std::string& path) const;
+  bool nodeExists(std::string_view path) const;
   /// What introspection of an existing node tells.
   std::string introspect(const std::string& path) const;
 

@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <chrono>
+#include <new>
+#include <utility>
 
 #include "OBstub.h"
 #include "OBstubReply.h"
@@ -23,15 +25,22 @@ using std::chrono::steady_clock;
 constexpr milliseconds flushLimit{200};
 /// Messages that may wait for the socket before the outbox is left alone.
 constexpr uint64_t maxQueuedWrites = 1024;
+constexpr size_t ioStackSize = 256U << 10;
+constexpr int memorySlice = 50;  ///< ms between two attempts to take a message in for which memory was short
+constexpr milliseconds memoryLimit{10000};
 
 /// No signal is delivered to the I/O thread: the program's handlers run where the program expects them.
 bool startWithSignalsBlocked(pthread_t& thread, void* (*function)(void*), void* argument) {
   sigset_t all;
   sigset_t before;
   sigfillset(&all);
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  pthread_attr_setstacksize(&attributes, ioStackSize);
   pthread_sigmask(SIG_SETMASK, &all, &before);
-  const int error = pthread_create(&thread, nullptr, function, argument);
+  const int error = pthread_create(&thread, &attributes, function, argument);
   pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  pthread_attr_destroy(&attributes);
   return error == 0;
 }
 
@@ -47,16 +56,26 @@ void Connection::run() {
   }
   CallQueue::Entry entry;
   while (m_queue.take(entry)) {
-    if (OBstub* stub = m_registry.stub(entry.registration)) {
-      stub->dispatch(entry.message);
-    } else {
-      OBstubReply::release(entry.message.reply);
+    try {
+      dispatch(entry);
+    } catch (const std::bad_alloc&) {
+      TRACE_TO(platformTrace(), ERROR, "otnbus", __LINE__, __func__,
+               "There is no memory to serve a call, its caller gets no reply");
     }
   }
   m_outbox->close();
   if (started) pthread_join(thread, nullptr);
   m_queue.clear();
   closeBus();
+}
+
+void Connection::dispatch(CallQueue::Entry& entry) {
+  OBstub* stub = m_registry.stub(entry.registration);
+  if (stub == nullptr) {
+    OBstubReply::release(entry.message.reply);
+  } else {
+    stub->dispatch(entry.message);
+  }
 }
 
 void* Connection::ioThread(void* self) {
@@ -70,8 +89,12 @@ void Connection::ioLoop() {
     const bool takePosted = queuedWrites() < maxQueuedWrites;
     if (takePosted) sendPosted();
     int result = sd_bus_process(m_bus, nullptr);
+    if (result == -ENOMEM && waitForMemory()) continue;
     // A bus that does not read leaves the outbox unwatched, but a stop must be seen.
-    if (result == 0) result = waitForWork(takePosted, takePosted ? -1 : stopSlice);
+    if (result == 0) {
+      m_lackingMemory = false;
+      result = waitForWork(takePosted, takePosted ? -1 : stopSlice);
+    }
     if (result < 0) {
       if (!m_outbox->closed()) lost(result);
       return;
@@ -80,6 +103,18 @@ void Connection::ioLoop() {
   m_closing = true;
   sendPosted();
   flush();
+}
+
+/// sd-bus leaves a message for which there is no memory where it is, and others may give some back. False
+/// when they have not for so long that a new start is better than a deaf daemon.
+bool Connection::waitForMemory() {
+  if (!std::exchange(m_lackingMemory, true)) {
+    m_lackSince = steady_clock::now();
+    TRACE_TO(platformTrace(), WARNING, "otnbus", __LINE__, __func__,
+             "There is no memory for a message from the bus, trying again");
+  }
+  poll(nullptr, 0, memorySlice);
+  return steady_clock::now() - m_lackSince < memoryLimit;
 }
 
 uint64_t Connection::queuedWrites() const {
@@ -118,13 +153,19 @@ void Connection::sendPosted() {
       if (signal != nullptr && appendValues(signal, item.values)) sd_bus_send(m_bus, signal, nullptr);
       continue;
     }
-    const auto reply = m_replies.find(item.call);
-    if (reply == m_replies.end()) continue;
-    // A caller that has gone is no failure; a lost bus is noticed by the loop.
-    if (item.kind == Outbox::Kind::Reply && appendValues(reply->second.get(), item.values)) {
-      sd_bus_send(m_bus, reply->second.get(), nullptr);
+    const auto owed = m_owed.find(item.call);
+    if (owed == m_owed.end()) continue;
+    sd_bus_message* reply = owed->second.reply.get();
+    if (item.kind == Outbox::Kind::Reply && reply != nullptr) {
+      // A caller that has gone is no failure; a lost bus is noticed by the loop.
+      if (appendValues(reply, item.values)) {
+        sd_bus_send(m_bus, reply, nullptr);
+      } else {
+        TRACE_TO(platformTrace(), ERROR, "otnbus", __LINE__, __func__,
+                 "There is no memory for a reply, it is lost");
+      }
     }
-    m_replies.erase(reply);
+    forget(item.call);
   }
 }
 

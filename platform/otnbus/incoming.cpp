@@ -2,6 +2,7 @@
 #include <string.h>
 
 #include <algorithm>
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -17,6 +18,7 @@ constexpr std::string_view peer = "org.freedesktop.DBus.Peer";
 constexpr std::string_view introspectable = "org.freedesktop.DBus.Introspectable";
 constexpr std::string_view properties = "org.freedesktop.DBus.Properties";
 constexpr const char* busName = "org.freedesktop.DBus";
+constexpr int longestQuote = 255;  ///< of a caller's own text in the error that it gets
 
 std::string_view text(const char* value) {
   return value != nullptr ? value : "";
@@ -33,10 +35,31 @@ void refuseMany(sd_bus_message* call) {
   sd_bus_reply_method_errorf(call, SD_BUS_ERROR_LIMITS_EXCEEDED, "Too many calls are waiting");
 }
 
+void refuseText(sd_bus_message* call) {
+  sd_bus_reply_method_errorf(call, SD_BUS_ERROR_LIMITS_EXCEEDED,
+                             "The text of a call comes to %zu bytes at most", maxText);
+}
+
+void refuseForMemory(sd_bus_message* call) {
+  sd_bus_reply_method_errorf(call, SD_BUS_ERROR_NO_MEMORY, "There is no memory for the call");
+}
+
 }  // namespace
 
 int Connection::onMessage(sd_bus_message* message, void* self, sd_bus_error*) {
-  return static_cast<Connection*>(self)->incoming(message);
+  Connection& connection = *static_cast<Connection*>(self);
+  connection.m_lackingMemory = false;
+  return connection.guarded(message, &Connection::incoming);
+}
+
+/// sd-bus cannot carry an exception on: what there is no memory for is refused.
+int Connection::guarded(sd_bus_message* message, int (Connection::*handle)(sd_bus_message*)) {
+  try {
+    return (this->*handle)(message);
+  } catch (const std::bad_alloc&) {
+    refuseForMemory(message);
+    return 1;
+  }
 }
 
 /// 1 when the message is dealt with, 0 to leave it to sd-bus.
@@ -46,24 +69,28 @@ int Connection::incoming(sd_bus_message* message) {
   if (type == SD_BUS_MESSAGE_SIGNAL) return handleSignal(message);
   if (type != SD_BUS_MESSAGE_METHOD_CALL || text(sd_bus_message_get_interface(message)) == peer) return 0;
   if (m_closing) return 1;
-  if (m_running) {
-    handleCall(message);
-  } else if (m_early.size() < CallQueue::maxEntries) {
-    keepEarly(message, true);
-  } else {
-    refuseMany(message);
+  return m_running ? handleCall(message) : handleEarlyCall(message);
+}
+
+int Connection::handleEarlyCall(sd_bus_message* call) {
+  const size_t size = keptSize(call, maxText);
+  if (size > maxText) {
+    refuseText(call);
+  } else if (!keepEarly(call, size, true)) {
+    refuseMany(call);
   }
   return 1;
 }
 
-void Connection::handleCall(sd_bus_message* call) {
-  const std::string path(text(sd_bus_message_get_path(call)));
+int Connection::handleCall(sd_bus_message* call) {
+  const std::string_view path = text(sd_bus_message_get_path(call));
   const std::string_view interface = text(sd_bus_message_get_interface(call));
   const std::string_view member = text(sd_bus_message_get_member(call));
   const Registry::Entry object = m_registry.object(path);
   if (object.description == nullptr && !m_registry.nodeExists(path)) {
-    sd_bus_reply_method_errorf(call, SD_BUS_ERROR_UNKNOWN_OBJECT, "There is no object %s", path.c_str());
-    return;
+    sd_bus_reply_method_errorf(call, SD_BUS_ERROR_UNKNOWN_OBJECT, "There is no object %.*s", longestQuote,
+                               path.data());
+    return 1;
   }
   const bool own = object.description != nullptr && interface == interfaceName(*object.description);
   if (own || (interface.empty() && object.description != nullptr)) {
@@ -71,22 +98,24 @@ void Connection::handleCall(sd_bus_message* call) {
     for (unsigned i = 0; i < members.size(); ++i) {
       if (members[i].kind == OBmember::Kind::Method && member == members[i].name) {
         dispatchCall(call, object, i);
-        return;
+        return 1;
       }
     }
   }
   if ((interface.empty() || interface == introspectable) && member == "Introspect") {
-    if (takes(call, "")) sd_bus_reply_method_return(call, "s", m_registry.introspect(path).c_str());
+    if (takes(call, ""))
+      sd_bus_reply_method_return(call, "s", m_registry.introspect(std::string(path)).c_str());
   } else if ((interface.empty() || interface == properties) &&
              (member == "Get" || member == "Set" || member == "GetAll")) {
     handleProperties(call, object);
   } else if (own || interface.empty() || interface == introspectable || interface == properties) {
-    sd_bus_reply_method_errorf(call, SD_BUS_ERROR_UNKNOWN_METHOD, "%s has no method %s", path.c_str(),
+    sd_bus_reply_method_errorf(call, SD_BUS_ERROR_UNKNOWN_METHOD, "%s has no method %s", path.data(),
                                sd_bus_message_get_member(call));
   } else {
-    sd_bus_reply_method_errorf(call, SD_BUS_ERROR_UNKNOWN_INTERFACE, "%s has no interface %s", path.c_str(),
+    sd_bus_reply_method_errorf(call, SD_BUS_ERROR_UNKNOWN_INTERFACE, "%s has no interface %s", path.data(),
                                sd_bus_message_get_interface(call));
   }
+  return 1;
 }
 
 /// There are no properties.
@@ -94,18 +123,16 @@ void Connection::handleProperties(sd_bus_message* call, const Registry::Entry& o
   const std::string_view member = text(sd_bus_message_get_member(call));
   if (!takes(call, member == "GetAll" ? "s" : member == "Get" ? "ss" : "ssv")) return;
   const char* interface = nullptr;
-  const char* property = nullptr;
   sd_bus_message_read_basic(call, SD_BUS_TYPE_STRING, &interface);
-  if (member != "GetAll") sd_bus_message_read_basic(call, SD_BUS_TYPE_STRING, &property);
   const std::string_view name = text(interface);
   const bool known = name.empty() || name == peer || name == introspectable || name == properties ||
                      (object.description != nullptr && name == interfaceName(*object.description));
   if (!known) {
-    sd_bus_reply_method_errorf(call, SD_BUS_ERROR_UNKNOWN_INTERFACE, "There is no interface %s", interface);
+    sd_bus_reply_method_errorf(call, SD_BUS_ERROR_UNKNOWN_INTERFACE, "There is no such interface");
   } else if (member == "GetAll") {
     sd_bus_reply_method_return(call, "a{sv}", 0);
   } else {
-    sd_bus_reply_method_errorf(call, SD_BUS_ERROR_UNKNOWN_PROPERTY, "There is no property %s", property);
+    sd_bus_reply_method_errorf(call, SD_BUS_ERROR_UNKNOWN_PROPERTY, "There are no properties");
   }
 }
 
@@ -114,20 +141,47 @@ void Connection::dispatchCall(sd_bus_message* call, const Registry::Entry& objec
   entry.registration = object.handle;
   entry.message.method = member;
   const char* signature = object.description->members[member].in;
-  if (!takes(call, signature) || !readValues(call, signature, entry.message.arguments)) return;
+  if (!takes(call, signature)) return;
+  if (readValues(call, signature, entry.message.arguments) == ReadResult::TooMuchText) {
+    refuseText(call);
+    return;
+  }
   entry.textSize = textSize(entry.message.arguments);
-  if (!m_queue.hasRoom(entry.textSize)) {
+  if (!m_queue.hasRoom(entry.textSize) || entry.textSize > CallQueue::maxTextSize - m_owedText) {
     refuseMany(call);
     return;
   }
-  // The reply is begun here, so that the call itself, which may be large, need not be kept.
   const uint64_t id = ++m_lastCall;
-  sd_bus_message* reply = nullptr;
-  if (sd_bus_message_get_expect_reply(call) > 0 && sd_bus_message_new_method_return(call, &reply) >= 0) {
-    m_replies.emplace(id, reply);
+  if (!begin(id, call, entry.textSize)) {
+    refuseForMemory(call);
+    return;
   }
-  entry.message.reply = new OBstubReply(m_outbox, id);
-  m_queue.post(std::move(entry));
+  OBstubReply* const handle = new (std::nothrow) OBstubReply(m_outbox, id);
+  entry.message.reply = handle;
+  if (handle != nullptr && m_queue.post(std::move(entry))) return;
+  OBstubReply::release(handle);
+  forget(id);
+  refuseForMemory(call);
+}
+
+/// Begins the reply, so that the call itself, which may be large, need not be kept. False without memory.
+bool Connection::begin(uint64_t id, sd_bus_message* call, size_t textSize) {
+  sd_bus_message* reply = nullptr;
+  if (sd_bus_message_get_expect_reply(call) > 0 && sd_bus_message_new_method_return(call, &reply) < 0) {
+    return false;
+  }
+  Owed owed{Message(reply), textSize};
+  if (reply == nullptr && textSize == 0) return true;
+  m_owed.emplace(id, std::move(owed));
+  m_owedText += textSize;
+  return true;
+}
+
+void Connection::forget(uint64_t id) {
+  const auto owed = m_owed.find(id);
+  if (owed == m_owed.end()) return;
+  m_owedText -= owed->second.textSize;
+  m_owed.erase(owed);
 }
 
 Connection::Sender& Connection::sender(const OBinterfaceDescription& description) {
@@ -158,47 +212,60 @@ int Connection::handleSignal(sd_bus_message* signal) {
   const std::string_view path = text(sd_bus_message_get_path(signal));
   if (!path.starts_with("/otn/")) return 0;
   unsigned member = 0;
-  const Registry::Entry receiver =
-      m_registry.receiver(std::string(path), text(sd_bus_message_get_interface(signal)).data(),
-                          text(sd_bus_message_get_member(signal)).data(), member);
+  const Registry::Entry receiver = m_registry.receiver(path, text(sd_bus_message_get_interface(signal)),
+                                                       text(sd_bus_message_get_member(signal)), member);
   if (receiver.description != nullptr) {
     const Sender& expected = sender(*receiver.description);
     if (expected.known && expected.owner != from) return 1;
     if (!m_running) {
-      keepEarly(signal, expected.known);
+      keepEarlySignal(signal, expected.known);
     } else if (expected.known) {
       dispatchSignal(signal);
     }
   } else if (!m_running) {
-    keepEarly(signal, false);
+    keepEarlySignal(signal, false);
   }
   return 1;
 }
 
 /// The sender has been checked.
-void Connection::dispatchSignal(sd_bus_message* signal) {
+int Connection::dispatchSignal(sd_bus_message* signal) {
   CallQueue::Entry entry;
   const Registry::Entry receiver =
-      m_registry.receiver(text(sd_bus_message_get_path(signal)).data(), sd_bus_message_get_interface(signal),
-                          sd_bus_message_get_member(signal), entry.message.method);
-  if (receiver.description == nullptr) return;
+      m_registry.receiver(text(sd_bus_message_get_path(signal)), text(sd_bus_message_get_interface(signal)),
+                          text(sd_bus_message_get_member(signal)), entry.message.method);
+  if (receiver.description == nullptr) return 1;
   const char* signature = receiver.description->members[entry.message.method].in;
-  if (!readValues(signal, signature, entry.message.arguments)) return;
+  const ReadResult result = readValues(signal, signature, entry.message.arguments);
+  if (result == ReadResult::WrongSignature) return 1;
   entry.registration = receiver.handle;
   entry.textSize = textSize(entry.message.arguments);
-  if (m_queue.hasRoom(entry.textSize)) {
+  if (result == ReadResult::Read && m_queue.hasRoom(entry.textSize) && m_queue.post(std::move(entry))) {
     m_droppingSignals = false;
-    m_queue.post(std::move(entry));
-  } else if (!std::exchange(m_droppingSignals, true)) {
-    TRACE_TO(platformTrace(), WARNING, "otnbus", __LINE__, __func__,
-             "Too many calls are waiting, signal %s is dropped", sd_bus_message_get_member(signal));
+  } else {
+    dropSignal(signal);
   }
+  return 1;
 }
 
-void Connection::keepEarly(sd_bus_message* message, bool checked) {
-  if (m_early.size() < CallQueue::maxEntries) {
-    m_early.push_back({Message(sd_bus_message_ref(message)), checked});
-  }
+/// One WARNING for each time that it comes to this.
+void Connection::dropSignal(sd_bus_message* signal) {
+  if (std::exchange(m_droppingSignals, true)) return;
+  TRACE_TO(platformTrace(), WARNING, "otnbus", __LINE__, __func__,
+           "Too many calls are waiting, signal %s is dropped", sd_bus_message_get_member(signal));
+}
+
+/// False when as much waits for the start as may.
+bool Connection::keepEarly(sd_bus_message* message, size_t size, bool checked) {
+  if (m_early.size() >= CallQueue::maxEntries || size > CallQueue::maxTextSize - m_earlySize) return false;
+  m_early.push_back({Message(sd_bus_message_ref(message)), size, checked});
+  m_earlySize += size;
+  return true;
+}
+
+void Connection::keepEarlySignal(sd_bus_message* signal, bool checked) {
+  const size_t size = keptSize(signal, maxText);
+  if (size > maxText || !keepEarly(signal, size, checked)) dropSignal(signal);
 }
 
 /// Drops the signals that came before their sender was known and are not its.
@@ -206,28 +273,31 @@ void Connection::checkEarlySignals() {
   std::erase_if(m_early, [this](Early& early) {
     unsigned member = 0;
     if (early.checked) return false;
+    sd_bus_message* signal = early.message.get();
     const Registry::Entry receiver =
-        m_registry.receiver(text(sd_bus_message_get_path(early.message.get())).data(),
-                            sd_bus_message_get_interface(early.message.get()),
-                            sd_bus_message_get_member(early.message.get()), member);
+        m_registry.receiver(text(sd_bus_message_get_path(signal)), text(sd_bus_message_get_interface(signal)),
+                            text(sd_bus_message_get_member(signal)), member);
     if (receiver.description == nullptr) return false;
     const Sender& expected = sender(*receiver.description);
     early.checked = expected.known;
-    return expected.known && expected.owner != text(sd_bus_message_get_sender(early.message.get()));
+    if (!expected.known || expected.owner == text(sd_bus_message_get_sender(signal))) return false;
+    m_earlySize -= early.size;
+    return true;
   });
 }
 
 void Connection::replayEarly() {
-  for (const Early& early : m_early) {
+  for (; !m_early.empty(); m_early.pop_front()) {
+    const Early& early = m_early.front();
     uint8_t type = 0;
     sd_bus_message_get_type(early.message.get(), &type);
     if (type == SD_BUS_MESSAGE_METHOD_CALL) {
-      handleCall(early.message.get());
+      guarded(early.message.get(), &Connection::handleCall);
     } else if (early.checked) {
-      dispatchSignal(early.message.get());
+      guarded(early.message.get(), &Connection::dispatchSignal);
     }
   }
-  m_early.clear();
+  m_earlySize = 0;
 }
 
 }  // namespace otnbus

@@ -2,11 +2,15 @@
 
 #include <string.h>
 
+#include <algorithm>
+#include <string_view>
+
 namespace otnbus {
 
 namespace {
 
-bool readValue(sd_bus_message* message, char type, std::vector<OBvalue>& values) {
+/// `textLeft` is what texts may still take.
+ReadResult readValue(sd_bus_message* message, char type, std::vector<OBvalue>& values, size_t& textLeft) {
   union {
     int boolean;
     int32_t i;
@@ -14,26 +18,56 @@ bool readValue(sd_bus_message* message, char type, std::vector<OBvalue>& values)
     uint16_t q;
     const char* text;
   } value;
-  if (sd_bus_message_read_basic(message, type, &value) <= 0) return false;
+  if (sd_bus_message_read_basic(message, type, &value) <= 0) return ReadResult::WrongSignature;
   switch (type) {
     case SD_BUS_TYPE_BOOLEAN:
       values.emplace_back(value.boolean != 0);
-      return true;
+      return ReadResult::Read;
     case SD_BUS_TYPE_INT32:
       values.emplace_back(value.i);
-      return true;
+      return ReadResult::Read;
     case SD_BUS_TYPE_UINT32:
       values.emplace_back(value.u);
-      return true;
+      return ReadResult::Read;
     case SD_BUS_TYPE_UINT16:
       values.emplace_back(value.q);
-      return true;
-    case SD_BUS_TYPE_STRING:
-      values.emplace_back(std::string(value.text));
-      return true;
+      return ReadResult::Read;
+    case SD_BUS_TYPE_STRING: {
+      const std::string_view text(value.text);
+      if (text.size() > textLeft) return ReadResult::TooMuchText;
+      textLeft -= text.size();
+      values.emplace_back(std::string(text));
+      return ReadResult::Read;
+    }
     default:
-      return false;
+      return ReadResult::WrongSignature;
   }
+}
+
+/// What the arguments from the present place to the end of their container take.
+size_t sizeFromHere(sd_bus_message* message, size_t limit) {
+  union {
+    const char* text;
+    uint64_t number;
+  } value;
+  char type = 0;
+  const char* contents = nullptr;
+  size_t size = 0;
+  while (size <= limit && sd_bus_message_peek_type(message, &type, &contents) > 0) {
+    size += sizeof value;
+    if (contents != nullptr) {
+      // Without the memory to look into it there is none to keep it.
+      if (sd_bus_message_enter_container(message, type, contents) <= 0) return limit + 1;
+      size += sizeFromHere(message, limit - std::min(size, limit));
+      if (size <= limit) sd_bus_message_exit_container(message);
+      continue;
+    }
+    if (sd_bus_message_read_basic(message, type, &value) <= 0) return limit + 1;
+    const bool text =
+        type == SD_BUS_TYPE_STRING || type == SD_BUS_TYPE_OBJECT_PATH || type == SD_BUS_TYPE_SIGNATURE;
+    if (text) size += strlen(value.text);
+  }
+  return size;
 }
 
 int append(sd_bus_message* message, bool value) {
@@ -55,13 +89,23 @@ int append(sd_bus_message* message, const std::string& value) {
 
 }  // namespace
 
-bool readValues(sd_bus_message* message, const char* signature, std::vector<OBvalue>& values) {
-  if (sd_bus_message_has_signature(message, signature) <= 0) return false;
+ReadResult readValues(sd_bus_message* message, const char* signature, std::vector<OBvalue>& values) {
+  if (sd_bus_message_has_signature(message, signature) <= 0) return ReadResult::WrongSignature;
   values.reserve(strlen(signature));
+  size_t textLeft = maxText;
   for (; *signature != '\0'; ++signature) {
-    if (!readValue(message, *signature, values)) return false;
+    const ReadResult result = readValue(message, *signature, values, textLeft);
+    if (result != ReadResult::Read) return result;
   }
-  return true;
+  return ReadResult::Read;
+}
+
+size_t keptSize(sd_bus_message* message, size_t limit) {
+  const char* path = sd_bus_message_get_path(message);
+  size_t size = path != nullptr ? strlen(path) : 0;
+  if (size <= limit) size += sizeFromHere(message, limit - size);
+  sd_bus_message_rewind(message, 1);
+  return size;
 }
 
 bool appendValues(sd_bus_message* message, const std::vector<OBvalue>& values) {

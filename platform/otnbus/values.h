@@ -3,6 +3,7 @@
 
 #include <systemd/sd-bus.h>
 
+#include <cstddef>
 #include <memory>
 #include <vector>
 
@@ -15,11 +16,19 @@ struct MessageUnref {
 };
 using Message = std::unique_ptr<sd_bus_message, MessageUnref>;
 
-/// Reads all arguments; false, whatever was read, unless the message's
-/// signature is this one.
-bool readValues(sd_bus_message* message, const char* signature, std::vector<OBvalue>& values);
+/// Bytes that the text arguments of one message may have together.
+constexpr size_t maxText = 1U << 20;
+
+enum class ReadResult { Read, WrongSignature, TooMuchText };
+
+/// Reads all arguments, and copies no text beyond maxText; may throw std::bad_alloc. What was read counts
+/// only when all was.
+ReadResult readValues(sd_bus_message* message, const char* signature, std::vector<OBvalue>& values);
 /// False when the message cannot carry a value.
 bool appendValues(sd_bus_message* message, const std::vector<OBvalue>& values);
+/// Bytes that the message takes while it is kept: its path and arguments of any type. Counts no further than
+/// the first that lies beyond `limit`. The message is as new afterwards.
+size_t keptSize(sd_bus_message* message, size_t limit);
 /// Bytes of all text values.
 size_t textSize(const std::vector<OBvalue>& values);
 

@@ -1,10 +1,9 @@
 import pytest
 
 from trelvik import fill, record
-from trelvik.bus import PATH
+from trelvik.bus import SMART_SFP
 from trelvik.iss_mgr import message, serve
 
-SMART_SFP = (PATH + "IssSetSmartSfpAsync", "otn.OBsetSmartSfpParams_1_0")
 WORKER = "(run_iss_SmartSfp_thread) - "
 OVERFLOW = "[ERROR] SrvSmartSfp:* " + WORKER + "Buffer overflow, message lost!\n"
 PORTS = 0x8000003

@@ -1,11 +1,12 @@
 """The board: starts the installed daemon among its peers, and holds it to account when it ends."""
 import glob
 import os
+import re
 import shlex
 import shutil
 import subprocess
 import tempfile
-from signal import SIGTERM
+from signal import SIGHUP, SIGTERM
 
 from . import record
 from .bus import Bus, COMMON
@@ -78,24 +79,45 @@ class Board:
 
     # The parts of the board.
 
-    def start_bus(self):
+    def start_bus(self, *extra, stock_limits=False):
+        """Starts the bus; `extra` are further lines of its configuration."""
+        self.configure_bus(*extra, stock_limits=stock_limits)
         self._bus_daemon = self._spawn_bus("bus")
 
     def further_bus(self, name):
         """The address of one more bus, for one more daemon."""
+        self._write_bus_config(name)
         self._further_buses.append(self._spawn_bus(name))
         return "unix:path=" + os.path.join(self.dir, name)
 
     def _spawn_bus(self, name):
-        path = os.path.join(self.dir, name)
-        policy = os.path.join(PREFIX, "share", "dbus-1", "system.d", "otn.Trelvik.conf")
-        subprocess.run([os.path.join(REPO, "scripts", "lib", "private-bus"), path + ".conf", path, policy], check=True)
         daemon = subprocess.Popen(
-            ["dbus-daemon", "--config-file=" + path + ".conf", "--nofork", "--nopidfile", "--nosyslog",
+            ["dbus-daemon", "--config-file=" + self._bus_config(name), "--nofork", "--nopidfile", "--nosyslog",
              "--print-address=1"],
             stdout=subprocess.PIPE)
         assert daemon.stdout.readline(), "dbus-daemon did not start"
         return daemon
+
+    def configure_bus(self, *extra, stock_limits=False):
+        """Writes the configuration, which a bus that runs takes up."""
+        self._write_bus_config("bus")
+        config = self._bus_config("bus")
+        with open(config, encoding="utf-8") as lines:
+            text = lines.read()
+        if stock_limits:
+            text = re.sub(" *<limit .*</limit>\n", "", text)
+        with open(config, "w", encoding="utf-8") as lines:
+            lines.write(text.replace("</busconfig>", "\n".join((*extra, "</busconfig>"))))
+        if self._bus_daemon is not None:
+            self._bus_daemon.send_signal(SIGHUP)
+
+    def _write_bus_config(self, name):
+        policy = os.path.join(PREFIX, "share", "dbus-1", "system.d", "otn.Trelvik.conf")
+        subprocess.run([os.path.join(REPO, "scripts", "lib", "private-bus"), self._bus_config(name),
+                        os.path.join(self.dir, name), policy], check=True)
+
+    def _bus_config(self, name):
+        return os.path.join(self.dir, name + ".conf")
 
     def stop_bus(self):
         self._end_bus(self._bus_daemon)
@@ -175,7 +197,7 @@ class Board:
         launcher = list(LAUNCHER)
         if cam:
             assert os.path.exists(emulator), f"not installed: {emulator}"
-            if launcher:
+            if LAUNCHER:
                 launcher += ["-E", "LD_PRELOAD=" + emulator]
             else:
                 own["LD_PRELOAD"] = emulator

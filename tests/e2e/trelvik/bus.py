@@ -12,6 +12,7 @@ NAME = "otn.Trelvik"
 PATH = "/otn/Trelvik/"
 COMMON = (PATH + "ob_common", "otn.OBcommon_1_0")
 PORT_PARAMS = (PATH + "IssSetLanWanAsync", "otn.OBsetPortParams_1_0")
+SMART_SFP = (PATH + "IssSetSmartSfpAsync", "otn.OBsetSmartSfpParams_1_0")
 MANAGER = "otn.redundancyManager"
 REDUNDANCY = ("/otn/redundancyManager/redundant_state_signal", "otn.OBredundantInfo_1_0")
 INTROSPECTABLE = "org.freedesktop.DBus.Introspectable"
@@ -23,6 +24,7 @@ class BusError(Exception):
     def __init__(self, message):
         super().__init__(message.header.fields[HeaderFields.error_name], *message.body)
         self.name = self.args[0]
+        self.text = self.args[1] if len(self.args) > 1 else ""
 
 
 class Call:
@@ -46,10 +48,14 @@ class Call:
 
     def error(self, deadline=None):
         """The name of the error that the call must get."""
+        return self.refusal(deadline).name
+
+    def refusal(self, deadline=None):
+        """The error that the call must get."""
         try:
             body = self.reply(deadline)
         except BusError as error:
-            return error.name
+            return error
         raise AssertionError(f"{self._what} was answered with {body}, not with an error")
 
 
@@ -119,7 +125,7 @@ class Bus:
         message = new_method_call(DBusAddress(path, name, interface), member, signature, body)
         if not expect_reply:
             message.header.flags = MessageFlag.no_reply_expected
-        return Call(self, self.send(message), f"{member}{body}")
+        return Call(self, self.send(message), f"{member}{body}"[:200])
 
     def signal(self, where, member, signature=None, *body, to=None):
         path, interface = where

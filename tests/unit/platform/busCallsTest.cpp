@@ -57,12 +57,48 @@ TEST_F(BusTest, carriesLongTexts) {
   ASSERT_TRUE(tested.ready());
   Peer peer(m_bus);
   const auto echo = [&](size_t size) {
-    return peer.call(component, "/otn/Tested/Sfp", nullptr, "setSmartSfpParams", "uuuuus", 1U, 2U, 3U, 4U, 5U,
+    return peer.call(component, sfpPath, nullptr, "setSmartSfpParams", "uuuuus", 1U, 2U, 3U, 4U, 5U,
                      std::string(size, 'x').c_str());
   };
-  EXPECT_EQ(echo(4 << 20), "");
+  EXPECT_EQ(echo(1 << 20), "");
+  EXPECT_EQ(echo((1 << 20) + 1), limitsExceeded);
   EXPECT_EQ(echo(17 << 20), limitsExceeded);
   EXPECT_EQ(echo(1), "");
+}
+
+TEST_F(BusTest, boundsTheTextOfUnansweredCalls) {
+  Component tested;
+  ASSERT_TRUE(tested.ready());
+  Peer peer(m_bus);
+  int answers[2] = {};
+  tested.sfp.keeping = true;
+  for (int i = 0; i < 9; ++i) sendText(peer, 1 << 20, answers);
+  EXPECT_TRUE(pump(peer, [&] { return answers[1] == 1; }));
+  EXPECT_EQ(setPort(peer, 1), "");
+  tested.sfp.keeping = false;
+  tested.sfp.answerKept();
+  EXPECT_TRUE(pump(peer, [&] { return answers[0] == 8; }));
+  sendText(peer, 1 << 20, answers);
+  EXPECT_TRUE(pump(peer, [&] { return answers[0] == 9; }));
+  EXPECT_EQ(answers[1], 1);
+}
+
+TEST_F(BusTest, forgetsTheTextOfACallThatGetsNoReply) {
+  Component tested;
+  ASSERT_TRUE(tested.ready());
+  Peer peer(m_bus);
+  int answers[2] = {};
+  for (const bool expected : {true, false}) {
+    tested.sfp.releasing = true;
+    for (int i = 0; i < 20; ++i) {
+      sendText(peer, 1 << 20, answers, expected);
+      EXPECT_EQ(setPort(peer, 1), "");
+    }
+    tested.sfp.releasing = false;
+    sendText(peer, 1 << 20, answers);
+    EXPECT_TRUE(pump(peer, [&] { return answers[0] == (expected ? 1 : 2); }));
+  }
+  EXPECT_EQ(answers[1], 0);
 }
 
 TEST_F(BusTest, acceptsNoDescriptors) {
@@ -114,7 +150,7 @@ TEST_F(BusTest, holds1024WaitingCalls) {
 }
 
 TEST_F(BusTest, servesCallsThatCameBeforeTheStart) {
-  Component tested(false);
+  Component tested(Component::Until::Filled);
   Peer peer(m_bus);
   ASSERT_TRUE(waitFor([&] { return tested.named.load(); }));
   int answers[2] = {};

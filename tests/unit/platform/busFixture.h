@@ -28,6 +28,7 @@ namespace busTest {
 
 inline constexpr const char* component = "otn.Tested";
 inline constexpr const char* portPath = "/otn/Tested/Ports";
+inline constexpr const char* sfpPath = "/otn/Tested/Sfp";
 inline constexpr const char* portClass = "otn.OBsetPortParams_1_0";
 inline constexpr const char* statePath = "/otn/redundancyManager/state_signal";
 inline constexpr const char* stateClass = "otn.OBredundantInfo_1_0";
@@ -98,6 +99,7 @@ class Ports : public OBsetPortParams_1_0_SI {
   std::deque<OBstubReply*> m_kept;
 };
 
+/// Answers, keeps or releases the handles, as it is told.
 class Sfp : public OBsetSmartSfpParams_1_0_SI {
  public:
   using OBsetSmartSfpParams_1_0_SI::setSmartSfpParams;
@@ -107,11 +109,29 @@ class Sfp : public OBsetSmartSfpParams_1_0_SI {
   }
   void setSmartSfpParams(OBstubReply* reply, uint32_t enableFilter, uint32_t action, uint32_t sendOutPDU,
                          uint32_t pbmp, uint32_t size, std::string pdu) override {
-    m_stub->setSmartSfpParams_reply(reply, enableFilter, action, sendOutPDU, pbmp, size, std::move(pdu));
+    if (releasing) {
+      OBstubReply::release(reply);
+    } else if (keeping) {
+      const std::lock_guard guard(m_mutex);
+      m_kept.push_back(reply);
+    } else {
+      m_stub->setSmartSfpParams_reply(reply, enableFilter, action, sendOutPDU, pbmp, size, std::move(pdu));
+    }
   }
+  void answerKept() {
+    const std::lock_guard guard(m_mutex);
+    for (OBstubReply* reply : std::exchange(m_kept, {})) {
+      m_stub->setSmartSfpParams_reply(reply, 1, 2, 3, 4, 5, "");
+    }
+  }
+
+  std::atomic<bool> keeping{false};
+  std::atomic<bool> releasing{false};
 
  private:
   std::unique_ptr<OBsetSmartSfpParams_1_0_S> m_stub;
+  std::mutex m_mutex;
+  std::vector<OBstubReply*> m_kept;
 };
 
 class State : public OBredundantInfo_1_0_SI {
@@ -121,7 +141,9 @@ class State : public OBredundantInfo_1_0_SI {
     m_stub = std::make_unique<OBredundantInfo_1_0_S>(this, owner);
     EXPECT_TRUE(m_stub->register_signal("state_signal"));
     int32_t state = 15;
-    answered = m_stub->query_getRedundantState(state);
+    do {
+      answered = m_stub->query_getRedundantState(state);
+    } while (asking);
     asked = state;
   }
   void setRedundantState(int32_t state) override {
@@ -133,6 +155,7 @@ class State : public OBredundantInfo_1_0_SI {
     return m_states;
   }
 
+  std::atomic<bool> asking{false};  ///< asks again and again while it is registered
   std::atomic<bool> answered{false};
   std::atomic<int32_t> asked{-1};
 
@@ -144,10 +167,14 @@ class State : public OBredundantInfo_1_0_SI {
 
 /// A component, its services and its bus thread.
 struct Component {
-  explicit Component(bool startAtOnce = true) : mayStart(startAtOnce) {
+  enum class Until { Started, Filled, Named };
+  /// Goes on by itself to where it is told; then it waits for mayFill and mayStart.
+  explicit Component(Until until = Until::Started)
+      : mayFill(until != Until::Named), mayStart(until == Until::Started) {
     thread = std::thread([this] {
       OBcomponent bus("Tested", nullptr);
       named = true;
+      waitFor([this] { return mayFill.load(); });
       bus.add_interface(&common);
       bus.add_interface(&ports);
       bus.add_interface(&sfp);
@@ -161,6 +188,7 @@ struct Component {
   ~Component() { stop(); }
   void stop() {
     ports.opened = true;
+    mayFill = true;
     mayStart = true;
     waitFor([] { return OBcomponent::static_obc.load() != nullptr; }, std::chrono::seconds(1));
     if (!thread.joinable()) return;
@@ -176,6 +204,7 @@ struct Component {
   Ports ports;
   Sfp sfp;
   State state;
+  std::atomic<bool> mayFill;
   std::atomic<bool> mayStart;
   std::atomic<bool> named{false};
   std::atomic<bool> filled{false};
@@ -200,14 +229,27 @@ class BusTest : public testing::Test {
   }
   /// Sends the call and does not wait; `answers` is counted up for the reply.
   static void sendPort(Peer& peer, uint32_t portNr, int* answers) {
-    const auto count = [](sd_bus_message* m, void* counter, sd_bus_error*) {
-      if (sd_bus_message_is_method_error(m, limitsExceeded) > 0) static_cast<int*>(counter)[1]++;
-      if (sd_bus_message_is_method_error(m, nullptr) == 0) static_cast<int*>(counter)[0]++;
-      return 1;
-    };
     ASSERT_GE(sd_bus_call_method_async(peer.bus(), nullptr, component, portPath, portClass, "setPortParams",
                                        count, answers, "uuuubuuu", 1U, 2U, portNr, 4U, 1, 6U, 7U, 8U),
               0);
+  }
+  static int count(sd_bus_message* m, void* counter, sd_bus_error*) {
+    if (sd_bus_message_is_method_error(m, limitsExceeded) > 0) static_cast<int*>(counter)[1]++;
+    if (sd_bus_message_is_method_error(m, nullptr) == 0) static_cast<int*>(counter)[0]++;
+    return 1;
+  }
+  /// As sendPort, to the service that takes a text.
+  static void sendText(Peer& peer, size_t size, int* answers, bool expectReply = true) {
+    sd_bus_message* call = nullptr;
+    sd_bus_message_new_method_call(peer.bus(), &call, component, sfpPath, nullptr, "setSmartSfpParams");
+    sd_bus_message_append(call, "uuuuus", 1U, 2U, 3U, 4U, 5U, std::string(size, 'x').c_str());
+    sd_bus_message_set_expect_reply(call, expectReply ? 1 : 0);
+    if (expectReply) {
+      ASSERT_GE(sd_bus_call_async(peer.bus(), nullptr, call, count, answers, 0), 0);
+    } else {
+      ASSERT_GE(sd_bus_send(peer.bus(), call, nullptr), 0);
+    }
+    sd_bus_message_unref(call);
   }
   static bool pump(Peer& peer, const std::function<bool()>& until) {
     return waitFor([&] {

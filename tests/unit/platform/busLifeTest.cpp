@@ -1,46 +1,12 @@
 // The bus's start, loss and end, and the redundancy query at registration.
 #include <gmock/gmock.h>
 
+#include "Manager.h"
 #include "busFixture.h"
 
 namespace {
 
 using namespace busTest;
-
-/// A redundancy manager that answers the query with a state, an error, or not at all.
-struct Manager {
-  enum class Way { State, Error, OtherType, Silence };
-  Manager(const PrivateBus& bus, Way answer) : way(answer), peer(bus) {
-    EXPECT_TRUE(peer.own("otn.redundancyManager"));
-    sd_bus_add_object(peer.bus(), nullptr, statePath, onCall, this);
-    thread = std::thread([this] {
-      while (!done) {
-        if (!peer.process()) sd_bus_wait(peer.bus(), 10000);
-      }
-    });
-  }
-  ~Manager() {
-    done = true;
-    thread.join();
-  }
-  static int onCall(sd_bus_message* call, void* self, sd_bus_error*) {
-    switch (static_cast<Manager*>(self)->way) {
-      case Way::State:
-        return sd_bus_reply_method_return(call, "i", 4);
-      case Way::Error:
-        return sd_bus_reply_method_errorf(call, SD_BUS_ERROR_FAILED, "no");
-      case Way::OtherType:
-        return sd_bus_reply_method_return(call, "u", 4U);
-      case Way::Silence:
-        break;
-    }
-    return 1;
-  }
-  Way way;
-  Peer peer;
-  std::atomic<bool> done{false};
-  std::thread thread;
-};
 
 TEST_F(BusTest, asksTheManager) {
   using Way = Manager::Way;
@@ -82,7 +48,7 @@ TEST_F(BusTest, waitsForTheBusAndCanBeKilledMeanwhile) {
 }
 
 TEST_F(BusTest, obeysAKillBeforeTheStart) {
-  Component tested(false);
+  Component tested(Component::Until::Filled);
   ASSERT_TRUE(tested.ready());
   OBcomponent::static_obc.load()->sendKillMsgToSelf();
   tested.mayStart = true;
