@@ -105,7 +105,7 @@ void joinThreads(const Threads& threads) {
 
 int main(int argc, char* argv[]) {
   blockSignals();
-  wantChildren();
+  setDispositions();
   const boardUtils board;
   SrvDbg debugSocket;
   CriticalActivity mainActivity;

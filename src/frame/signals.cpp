@@ -62,10 +62,12 @@ void blockSignals() {
   pthread_sigmask(SIG_BLOCK, &blocked, nullptr);
 }
 
-void wantChildren() {
+void setDispositions() {
   struct sigaction action {};
   action.sa_handler = SIG_DFL;
   sigaction(SIGCHLD, &action, nullptr);
+  action.sa_handler = SIG_IGN;
+  sigaction(SIGXFSZ, &action, nullptr);
 }
 
 void installSignalHandlers() {

@@ -12,8 +12,9 @@ void handle_sig_pipe(int sig);
 
 /// Blocks the handled signals in the calling thread and all that it starts. main's first statement.
 void blockSignals();
-/// Undoes an ignored SIGCHLD, which a starter may leave behind: the system would then keep no child's status.
-void wantChildren();
+/// SIGCHLD: default, because a starter may leave it ignored, and the system would then keep no child's status.
+/// SIGXFSZ: ignored, so that a write beyond a file-size limit fails as one to a full disk does.
+void setDispositions();
 void installSignalHandlers();
 /// The mask with which the main thread waits: the handled signals open.
 sigset_t waitMask();

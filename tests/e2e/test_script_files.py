@@ -1,3 +1,4 @@
+import glob
 import os
 import stat
 import subprocess
@@ -28,14 +29,16 @@ def set_up_5(board):
     call.reply()
 
 
-def set_up_5_fails(board, why):
+def set_up_5_fails(board, why, monitor=True):
     """Sets port 5 up at index 0; the script cannot be written, and nobody is told that it could."""
     board.expect_log(NOT_CREATED)
     board.expect_log(NOT_WRITTEN.format(SCRIPT, why))
+    board.expect_refused("IssSetLanWanAsync (source 1) message 1 of 2, *")
     call = board.bus.set_port_params(SET_UP, 5)
     assert board.ops.receive() == bytes(record.SIZE)
     board.ops.send(record.answer(record.make(record.RUN_DEFAULT_SCRIPT_COMMAND), error="Error\r\n"))
-    board.cam.wait_report("OPS REPORTED ERROR IN REPLY MESSAGE!\n")
+    if monitor:
+        board.cam.wait_report("OPS REPORTED ERROR IN REPLY MESSAGE!\n")
     board.ops.serve(record.MGMT_INTERFACE_MAPPING_IND)
     call.reply()
 
@@ -129,6 +132,13 @@ def test_disk_without_room_for_a_file_is_told(board):
 
 def test_disk_that_is_full_midway_leaves_no_script(board):
     full_disk(board, files=1)
+
+
+def test_file_size_limit_is_told_and_ends_nothing(board):
+    board.up(starter=["prlimit", "--fsize=100"], cam=False)
+    set_up_5_fails(board, "File too large", monitor=False)
+    assert not glob.glob("/tmp/SetVlanPort*")
+    board.alive()
 
 
 def test_script_that_iss_runs_is_not_rewritten(board):
