@@ -37,6 +37,14 @@ class OBredundantInfo_1_0_S : public OBstub {
     return true;
   }
 
+  /// The same without waiting, at any time: `answered` is called on the bus thread, with null without an
+  /// answer. Bus thread only.
+  void query_getRedundantState(std::function<void(const int32_t*)> answered) {
+    query("getRedundantState", OBvalue{int32_t{}}, [answered = std::move(answered)](const OBvalue* result) {
+      answered(result != nullptr ? std::get_if<int32_t>(result) : nullptr);
+    });
+  }
+
  private:
   static constexpr OBmember members[] = {
       {OBmember::Kind::Signal, "setRedundantState", "i", ""},

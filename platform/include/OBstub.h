@@ -4,6 +4,7 @@
 // replies and signals may be sent from any thread, also after the component is gone (they are then dropped).
 #pragma once
 
+#include <functional>
 #include <initializer_list>
 #include <memory>
 #include <string>
@@ -28,8 +29,10 @@ class OBstub : public OBconnection {
   /// or the name is taken.
   bool register_synchronous(const char* busInterfaceName);
   bool register_asynchronous(const char* busInterfaceName);
-  /// Receive the interface class's signals sent under this bus interface name.
-  bool register_signal(const char* busInterfaceName);
+  /// Receive the interface class's signals sent under this bus interface name. False, after a log line, while
+  /// the bus refuses: it is then asked again every 5 s, and `onStanding` is called on the bus thread when it
+  /// has agreed.
+  bool register_signal(const char* busInterfaceName, std::function<void()> onStanding = {});
 
  protected:
   /// `component` may be null: such a stub can neither be registered nor send signals.
@@ -45,9 +48,13 @@ class OBstub : public OBconnection {
   /// be of the type that `result` holds. Only before the component starts. False when there is no sender, no
   /// answer or another type, or when the process is to stop.
   bool query(const char* member, OBvalue& result);
+  /// The same without waiting, also after the component has started: `answered` is called on the bus thread,
+  /// with null where query gives false. Bus thread only.
+  void query(const char* member, const OBvalue& kind, const std::function<void(const OBvalue*)>& answered);
 
  private:
-  bool registerAs(const char* busInterfaceName, bool receiver);
+  bool registered(int handle, const otnbus::Connection& connection, const char* busInterfaceName);
+  bool offer(const char* busInterfaceName);
 
   OBinterface* m_service;
   int m_registrationHandle = -1;

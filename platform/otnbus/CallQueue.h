@@ -1,4 +1,4 @@
-// Calls and signals on their way from the bus's I/O thread to the bus thread, and the kill message.
+// Calls, signals and tasks on their way from the bus's I/O thread to the bus thread, and the kill message.
 //
 // One thread posts, one thread takes; kill() may come from any thread and from a signal handler.
 #pragma once
@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <deque>
+#include <functional>
 #include <mutex>
 
 #include "OBmessage.h"
@@ -18,7 +19,8 @@ class CallQueue {
   struct Entry {
     int registration = -1;
     OBmessage message;
-    size_t textSize = 0;  ///< bytes of all text arguments
+    size_t textSize = 0;         ///< bytes of all text arguments
+    std::function<void()> task;  ///< in place of the message, where there is one
   };
   static constexpr size_t maxEntries = 1024;
   static constexpr size_t maxTextSize = 8U << 20;  ///< of all entries together

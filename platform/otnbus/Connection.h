@@ -10,6 +10,8 @@
 #include <chrono>
 #include <cstdint>
 #include <deque>
+#include <functional>
+#include <list>
 #include <memory>
 #include <string>
 #include <unordered_map>
@@ -39,11 +41,18 @@ class Connection {
 
   /// A registration's handle, or -1 after a log line.
   int offer(OBstub* stub, const OBinterfaceDescription& description, const std::string& busInterfaceName);
-  int receive(OBstub* stub, const OBinterfaceDescription& description, const std::string& busInterfaceName);
+  /// As offer. When the bus refuses, `asksAgain` is set: it is asked again, and `onStanding`
+  /// is called on the dispatching thread when it does.
+  int receive(OBstub* stub, const OBinterfaceDescription& description, const std::string& busInterfaceName,
+              std::function<void()> onStanding, bool& asksAgain);
   void withdraw(int registration) { m_registry.remove(registration); }
   /// Calls a query of the interface at its sender; see OBstub::query.
   bool query(const OBinterfaceDescription& description, const std::string& busInterfaceName,
              const char* member, OBvalue& result);
+  /// The same without waiting; `answered` is called on the dispatching thread while the registration exists.
+  void queryLater(int registration, const OBinterfaceDescription& description,
+                  const std::string& busInterfaceName, const char* member, const OBvalue& kind,
+                  const std::function<void(const OBvalue*)>& answered);
 
   /// Dispatches on the calling thread until the kill message, then closes the connection.
   void run();
@@ -68,6 +77,21 @@ class Connection {
     std::string owner;
     bool known = false;  ///< false until the bus was asked
   };
+  /// A receiver's way to its signals, step by step; a step that the bus refuses is done again later.
+  struct Subscription {
+    enum class Step { MatchOwner, AskOwner, MatchSignals, Stands };
+    Connection* connection = nullptr;
+    int registration = -1;
+    std::string busInterfaceName;
+    const OBinterfaceDescription* description = nullptr;
+    std::function<void()> onStanding;
+    Step step = Step::MatchOwner;
+    bool waiting = false;  ///< for `again`; otherwise a step is under way or it stands
+    bool told = false;     ///< the ERROR is written
+    std::chrono::steady_clock::time_point again;
+  };
+  struct Question;
+
   static constexpr int stopSlice = 50;  ///< ms between two looks whether to stop
 
   /// What a stop of the process does to a call under way; the kill message always ends it.
@@ -75,11 +99,23 @@ class Connection {
 
   bool stopRequested() const;
   std::string attempt();
+  /// Takes messages in until it is done, the limit is over or it is broken off; an error of sd-bus, or 0.
+  int takeInUntil(const std::function<bool()>& done, uint64_t limitMs, OnStop onStop);
   /// Sends the call and waits for its answer, while other messages are taken in; null without a good one.
-  Message call(const Message& request, uint64_t limitMs, OnStop onStop, std::string* error = nullptr);
-  Message callBus(const char* method, const std::string& argument, std::string* error = nullptr);
+  Message call(const Message& request, uint64_t limitMs, OnStop onStop, std::string& error);
   void lost(int error);
   void closeBus();
+
+  void advance(Subscription& subscription);
+  void askStep(Subscription& subscription);
+  static int onStep(sd_bus_message* answer, void* subscription, sd_bus_error*);
+  void stepDone(Subscription& subscription, sd_bus_message* answer);
+  void refused(Subscription& subscription, const char* why);
+  void tryAgain();
+  int untilNextTry() const;
+  Slot ask(const OBinterfaceDescription& description, const std::string& busInterfaceName, const char* member,
+           const OBvalue& kind, std::function<void(const OBvalue*)> answered);
+  void postTask(int registration, std::function<void()> task);
 
   void dispatch(CallQueue::Entry& entry);
   static void* ioThread(void* self);
@@ -119,6 +155,7 @@ class Connection {
   std::deque<Early> m_early;
   size_t m_earlySize = 0;  ///< of all in m_early; CallQueue::maxTextSize at most
   std::vector<Sender> m_senders;
+  std::list<Subscription> m_subscriptions;
   std::unordered_map<uint64_t, Owed> m_owed;  ///< by call
   size_t m_owedText = 0;                      ///< text of all in m_owed; CallQueue::maxTextSize at most
   uint64_t m_lastCall = 0;

@@ -1,5 +1,7 @@
 #include "OBstub.h"
 
+#include <utility>
+
 #include "OBcomponent.h"
 #include "OBstubReply.h"
 #include "otnbus/Connection.h"
@@ -18,23 +20,32 @@ OBstub::~OBstub() {
 }
 
 bool OBstub::register_synchronous(const char* busInterfaceName) {
-  return registerAs(busInterfaceName, false);
+  return offer(busInterfaceName);
 }
 bool OBstub::register_asynchronous(const char* busInterfaceName) {
-  return registerAs(busInterfaceName, false);
-}
-bool OBstub::register_signal(const char* busInterfaceName) {
-  return registerAs(busInterfaceName, true);
+  return offer(busInterfaceName);
 }
 
-bool OBstub::registerAs(const char* busInterfaceName, bool receiver) {
+bool OBstub::offer(const char* busInterfaceName) {
   const std::shared_ptr<otnbus::Connection> connection = m_connection.lock();
   if (!connection || m_registrationHandle >= 0) return false;
-  m_registrationHandle = receiver ? connection->receive(this, m_description, busInterfaceName)
-                                  : connection->offer(this, m_description, busInterfaceName);
-  if (m_registrationHandle < 0) return false;
+  return registered(connection->offer(this, m_description, busInterfaceName), *connection, busInterfaceName);
+}
+
+bool OBstub::register_signal(const char* busInterfaceName, std::function<void()> onStanding) {
+  const std::shared_ptr<otnbus::Connection> connection = m_connection.lock();
+  if (!connection || m_registrationHandle >= 0) return false;
+  bool asksAgain = false;
+  const int handle =
+      connection->receive(this, m_description, busInterfaceName, std::move(onStanding), asksAgain);
+  return registered(handle, *connection, busInterfaceName) && !asksAgain;
+}
+
+bool OBstub::registered(int handle, const otnbus::Connection& connection, const char* busInterfaceName) {
+  m_registrationHandle = handle;
+  if (handle < 0) return false;
   m_busInterfaceName = busInterfaceName;
-  m_path = "/otn/" + connection->component() + "/" + m_busInterfaceName;
+  m_path = "/otn/" + connection.component() + "/" + m_busInterfaceName;
   return true;
 }
 
@@ -53,4 +64,11 @@ bool OBstub::query(const char* member, OBvalue& result) {
   const std::shared_ptr<otnbus::Connection> connection = m_connection.lock();
   return connection && !m_busInterfaceName.empty() &&
          connection->query(m_description, m_busInterfaceName, member, result);
+}
+
+void OBstub::query(const char* member, const OBvalue& kind,
+                   const std::function<void(const OBvalue*)>& answered) {
+  const std::shared_ptr<otnbus::Connection> connection = m_connection.lock();
+  if (!connection || m_registrationHandle < 0) return;
+  connection->queryLater(m_registrationHandle, m_description, m_busInterfaceName, member, kind, answered);
 }

@@ -17,16 +17,20 @@ Outbox::~Outbox() {
 }
 
 void Outbox::postReply(uint64_t call, std::initializer_list<OBvalue> values) {
-  post([&] { return Item{Kind::Reply, call, {}, {}, {}, values}; });
+  post([&] { return Item{Kind::Reply, call, {}, {}, {}, values, {}}; });
 }
 
 void Outbox::postRelease(uint64_t call) {
-  post([&] { return Item{Kind::Release, call, {}, {}, {}, {}}; });
+  post([&] { return Item{Kind::Release, call, {}, {}, {}, {}, {}}; });
 }
 
 void Outbox::postSignal(const std::string& path, const std::string& interfaceName, const char* member,
                         std::initializer_list<OBvalue> values) {
-  post([&] { return Item{Kind::Signal, 0, path, interfaceName, member, values}; });
+  post([&] { return Item{Kind::Signal, 0, path, interfaceName, member, values, {}}; });
+}
+
+void Outbox::postTask(std::function<void()> task) {
+  post([&] { return Item{Kind::Task, 0, {}, {}, {}, {}, std::move(task)}; });
 }
 
 template <class MakeItem>

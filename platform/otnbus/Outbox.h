@@ -1,4 +1,4 @@
-// What other threads give the bus's I/O thread to send: replies, given-up replies, and signals.
+// What other threads give the bus's I/O thread to do: replies and signals to send, replies to forget, tasks.
 //
 // Shared by the connection, the stubs and the reply handles, and outlives the connection: once it is closed,
 // everything posted is dropped. Any thread may post; one thread takes.
@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <initializer_list>
 #include <mutex>
 #include <string>
@@ -17,7 +18,7 @@ namespace otnbus {
 
 class Outbox {
  public:
-  enum class Kind { Reply, Release, Signal };
+  enum class Kind { Reply, Release, Signal, Task };
   struct Item {
     Kind kind;
     uint64_t call;  ///< which reply
@@ -25,6 +26,7 @@ class Outbox {
     std::string interfaceName;
     std::string member;
     std::vector<OBvalue> values;
+    std::function<void()> task;
   };
   /// Signals waiting to be sent; beyond it they are dropped.
   static constexpr size_t maxSignals = 65536;
@@ -39,6 +41,7 @@ class Outbox {
   void postRelease(uint64_t call);
   void postSignal(const std::string& path, const std::string& interfaceName, const char* member,
                   std::initializer_list<OBvalue> values);
+  void postTask(std::function<void()> task);
 
   /// Everything posted later is dropped.
   void close();

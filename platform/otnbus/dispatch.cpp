@@ -73,6 +73,8 @@ void Connection::dispatch(CallQueue::Entry& entry) {
   OBstub* stub = m_registry.stub(entry.registration);
   if (stub == nullptr) {
     OBstubReply::release(entry.message.reply);
+  } else if (entry.task) {
+    entry.task();
   } else {
     stub->dispatch(entry.message);
   }
@@ -88,12 +90,13 @@ void Connection::ioLoop() {
   while (!m_outbox->closed()) {
     const bool takePosted = queuedWrites() < maxQueuedWrites;
     if (takePosted) sendPosted();
+    tryAgain();
     int result = sd_bus_process(m_bus, nullptr);
     if (result == -ENOMEM && waitForMemory()) continue;
     // A bus that does not read leaves the outbox unwatched, but a stop must be seen.
     if (result == 0) {
       m_lackingMemory = false;
-      result = waitForWork(takePosted, takePosted ? -1 : stopSlice);
+      result = waitForWork(takePosted, takePosted ? untilNextTry() : stopSlice);
     }
     if (result < 0) {
       if (!m_outbox->closed()) lost(result);
@@ -145,6 +148,15 @@ int Connection::waitForWork(bool takePosted, int limitMs) {
 
 void Connection::sendPosted() {
   for (Outbox::Item& item : m_outbox->take()) {
+    if (item.kind == Outbox::Kind::Task) {
+      try {
+        item.task();
+      } catch (const std::bad_alloc&) {
+        TRACE_TO(platformTrace(), ERROR, "otnbus", __LINE__, __func__,
+                 "There is no memory to ask a component");
+      }
+      continue;
+    }
     if (item.kind == Outbox::Kind::Signal) {
       sd_bus_message* signal = nullptr;
       sd_bus_message_new_signal(m_bus, &signal, item.path.c_str(), item.interfaceName.c_str(),

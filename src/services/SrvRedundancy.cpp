@@ -10,6 +10,11 @@ namespace {
 constexpr const char* worker = "run_iss_redundancy_thread";
 constexpr const char* workerSource = "SrvRedundancy.cpp";
 
+void traceQuery() {
+  TRACE(INFO, "SrvRedundancy", __LINE__, "register_interface",
+        "ask current status to redundancy mgr because we never obtained updates before we started");
+}
+
 }  // namespace
 
 RedundancyStatusQuery::RedundancyStatusQuery(OBredundantInfo_1_0_S& stub) {
@@ -22,12 +27,22 @@ SrvRedundancy::~SrvRedundancy() {
 
 void SrvRedundancy::register_interface(OBcomponent* component) {
   m_pStub = new OBredundantInfo_1_0_S(this, component);
-  m_pStub->register_signal("redundant_state_signal");
-  TRACE(INFO, "SrvRedundancy", __LINE__, "register_interface",
-        "ask current status to redundancy mgr because we never obtained updates before we started");
-  const RedundancyStatusQuery query(*m_pStub);
-  m_redundancyState = query.state;
-  if (query.state <= RedundancyStateLast) setRedundantState(query.state);
+  m_redundancyState = RedundancyStateUnknown;
+  if (!m_pStub->register_signal("redundant_state_signal", [this] { askLate(); })) return;
+  traceQuery();
+  apply(RedundancyStatusQuery(*m_pStub).state);
+}
+
+void SrvRedundancy::askLate() {
+  traceQuery();
+  m_pStub->query_getRedundantState([this](const int32_t* state) {
+    if (state != nullptr) apply(*state);
+  });
+}
+
+void SrvRedundancy::apply(int32_t queried) {
+  m_redundancyState = queried;
+  if (queried <= RedundancyStateLast) setRedundantState(queried);
 }
 
 void SrvRedundancy::setRedundantState(int32_t state) {

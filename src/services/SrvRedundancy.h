@@ -40,6 +40,10 @@ class SrvRedundancy : public OBredundantInfo_1_0_SI {
   int32_t redundancyState() const { return m_redundancyState; }
 
  private:
+  /// When the bus has refused the signal at first and sends it now. Does not wait for the answer.
+  void askLate();
+  void apply(int32_t queried);
+
   OBredundantInfo_1_0_S* m_pStub = nullptr;
   int32_t m_redundancyState = 0;
 };

@@ -1,11 +1,18 @@
+import os
+import time
+
 import pytest
 
 from trelvik import fill, record
-from trelvik.bus import COMMON, HANG, MANAGER, REDUNDANCY
-from trelvik.wait import until
+from trelvik.bus import HANG, MANAGER, REDUNDANCY
+from trelvik.wait import SLOW, until
 
 SIGNALLED = "[INFO] SrvRedundancy:* (setRedundantState) - setRedundantState: redundancyState={}\n"
 OVERFLOW = "[ERROR] SrvRedundancy.cpp:* (run_iss_redundancy_thread) - Buffer overflow, message lost!\n"
+ASKED = ("[INFO] SrvRedundancy:* (register_interface) - ask current status to redundancy mgr because we never "
+         "obtained updates before we started")
+REFUSED = "[ERROR] otnbus:* - Signals of redundant_state_signal cannot be received, trying again every 5 s: *"
+STANDS = "[INFO] otnbus:* - Signals of redundant_state_signal are received now"
 OPS_ERROR = "OPS REPORTED ERROR IN REDUNDANCY REPLY MESSAGE!\n"
 
 
@@ -232,10 +239,62 @@ def test_signal_receiver_exports_no_object(board):
     assert call.error() == "org.freedesktop.DBus.Error.UnknownObject"
 
 
-def test_query_is_not_served_by_activation(board):
+def test_query_does_not_start_the_manager(board):
+    services = os.path.join(board.dir, "services")
+    started = os.path.join(board.dir, "started")
+    os.mkdir(services)
+    with open(os.path.join(services, MANAGER + ".service"), "w", encoding="ascii") as service:
+        service.write(f"[D-BUS Service]\nName={MANAGER}\nExec=/usr/bin/touch {started}\n")
+    board.start_bus(f"<servicedir>{services}</servicedir>")
+    board.connected()
+    board.log.wait(ASKED)
+    board.alive()
+    assert not os.path.exists(started)
+    board.bus.call(REDUNDANCY, "getRedundantState", name=MANAGER)
+    board.wait_file(started)  # the bus starts it for whoever lets it
+
+
+def test_query_waits_a_second_at_most(board):
     manager = board.peer()
     asked = []
-    manager.serve("getRedundantState", lambda: asked.append(1) or ("i", (2,)))
+
+    def hang():
+        asked.append(time.monotonic())
+        return HANG
+    manager.serve("getRedundantState", hang)
+    manager.request_name(MANAGER)
+    board.start()
+    until(lambda: asked, "the query")
+    board.bus.get_trace_level()
+    assert 0.9 < time.monotonic() - asked[0] < 2.5
+
+
+@pytest.mark.parametrize("rules", [0, 1])
+def test_refused_subscription_is_asked_for_again(board, rules):
+    board.expect_log(REFUSED)
+    board.start_bus(f'<limit name="max_match_rules_per_connection">{rules}</limit>')
+    manager = manager_of(board, lambda: board.alive() and ("i", (2,)))  # a handler runs while the query waits
     board.up()
-    until(lambda: board.bus.call(COMMON, "get_trace_level").reply(), "the daemon serves")
-    assert not asked
+    board.log.wait(REFUSED)
+    board.alive()
+    assert not board.log.find(ASKED) and manager.served == []
+    board.configure_bus()
+    board.log.sequence([STANDS, ASKED, SIGNALLED.format("ACT")], deadline=10 * SLOW)
+    board.ops.serve(record.REDUNDANCY_STATE, state=2)
+    manager.set_redundant_state(7)
+    board.ops.serve(record.REDUNDANCY_STATE, state=7)
+    assert manager.served == ["getRedundantState"]
+    assert [len(board.log.find(line)) for line in (REFUSED, STANDS, ASKED)] == [1, 1, 1]
+
+
+@pytest.mark.parametrize("answer", [HANG, "otn.Error.Busy", ("i", (15,)), ("u", (2,))])
+def test_late_query_without_a_state_sends_nothing(board, answer):
+    board.expect_log(REFUSED)
+    board.start_bus('<limit name="max_match_rules_per_connection">0</limit>')
+    manager = manager_of(board, answer)
+    board.up()
+    board.configure_bus()
+    until(lambda: manager.served, "the query", 10 * SLOW)
+    manager.set_redundant_state(7)
+    board.ops.serve(record.REDUNDANCY_STATE, state=7)
+    assert len(board.log.find(SIGNALLED.format("*"))) == 1

@@ -137,6 +137,49 @@ class RedundancyRegistration : public RedundancySignal {
   }
 };
 
+class RefusedRegistration : public RedundancySignal {
+ protected:
+  /// What the service does when the bus agrees to the signal at last.
+  void agreeWithAnswer(std::optional<OBvalue> answer) {
+    setLevel(6);
+    FakeBus::refuseSignals();
+    FakeBus::answerQueries(int32_t{14});
+    m_service.register_interface(nullptr);
+    EXPECT_THAT(FakeBus::registrations(), ElementsAre("signal redundant_state_signal OBredundantInfo_1_0"));
+    EXPECT_EQ(m_service.redundancyState(), 15);
+    EXPECT_THAT(lines(), IsEmpty()) << "it asks though no signal would come";
+    FakeBus::answerQueries(answer);
+    FakeBus::agreeToSignals();
+    ASSERT_TRUE(waitForWorkers(20000));
+    ASSERT_FALSE(lines().empty());
+    EXPECT_THAT(lines()[0], ::testing::HasSubstr("ask current status to redundancy mgr"));
+  }
+};
+
+TEST_F(RefusedRegistration, AsksWhenTheBusAgrees) {
+  agreeWithAnswer(int32_t{2});
+  EXPECT_EQ(m_service.redundancyState(), 2);
+  EXPECT_EQ(writepointer, 1);
+  EXPECT_TRUE(hasExactly(MsgArray[0].msg, {word(0, 22), word(4, 2)}));
+  EXPECT_EQ(unnumbered()[1], signalLine("ACT"));
+}
+
+TEST_F(RefusedRegistration, KeepsAStateAboveTheTableToItself) {
+  agreeWithAnswer(int32_t{15});
+  EXPECT_EQ(m_service.redundancyState(), 15);
+  EXPECT_EQ(writepointer, 0);
+}
+
+TEST_F(RefusedRegistration, KeepsTheStateThatASignalBroughtWhenNobodyAnswers) {
+  FakeBus::refuseSignals();
+  m_service.register_interface(nullptr);
+  signal(3);
+  FakeBus::agreeToSignals();
+  ASSERT_TRUE(waitForWorkers(20000));
+  EXPECT_EQ(m_service.redundancyState(), 3);
+  EXPECT_EQ(writepointer, 1);
+}
+
 TEST_F(RedundancyRegistration, AppliesAKnownState) {
   registerWithAnswer(int32_t{14});
   EXPECT_EQ(m_service.redundancyState(), 14);

@@ -1,6 +1,8 @@
 #include "support/FakeBus.h"
 
+#include <functional>
 #include <mutex>
+#include <utility>
 
 #include "OBstub.h"
 #include "OBstubReply.h"
@@ -10,6 +12,8 @@ namespace {
 struct State {
   std::mutex mutex;
   std::optional<OBvalue> answer;
+  bool refusing = false;
+  std::vector<std::function<void()>> refused;
   std::vector<FakeBus::Reply> replies;
   std::vector<uint64_t> released;
   std::vector<FakeBus::Signal> signals;
@@ -39,6 +43,8 @@ bool registered(const char* kind, const char* busInterfaceName, const OBinterfac
 void FakeBus::clear() {
   const std::lock_guard guard(state().mutex);
   state().answer.reset();
+  state().refusing = false;
+  state().refused.clear();
   state().replies.clear();
   state().released.clear();
   state().signals.clear();
@@ -47,6 +53,21 @@ void FakeBus::clear() {
 
 OBstubReply* FakeBus::call(uint64_t number) {
   return new OBstubReply(nullptr, number);
+}
+
+void FakeBus::refuseSignals() {
+  const std::lock_guard guard(state().mutex);
+  state().refusing = true;
+}
+
+void FakeBus::agreeToSignals() {
+  std::vector<std::function<void()>> refused;
+  {
+    const std::lock_guard guard(state().mutex);
+    state().refusing = false;
+    refused.swap(state().refused);
+  }
+  for (const auto& standing : refused) standing();
 }
 
 void FakeBus::answerQueries(std::optional<OBvalue> answer) {
@@ -85,15 +106,18 @@ OBstub::OBstub(OBinterface* service, OBcomponent*, const OBinterfaceDescription&
 OBstub::~OBstub() = default;
 
 bool OBstub::register_synchronous(const char* busInterfaceName) {
-  return registered("synchronous", busInterfaceName, m_description);
+  return ::registered("synchronous", busInterfaceName, m_description);
 }
 
 bool OBstub::register_asynchronous(const char* busInterfaceName) {
-  return registered("asynchronous", busInterfaceName, m_description);
+  return ::registered("asynchronous", busInterfaceName, m_description);
 }
 
-bool OBstub::register_signal(const char* busInterfaceName) {
-  return registered("signal", busInterfaceName, m_description);
+bool OBstub::register_signal(const char* busInterfaceName, std::function<void()> onStanding) {
+  ::registered("signal", busInterfaceName, m_description);
+  const std::lock_guard guard(state().mutex);
+  if (state().refusing) state().refused.push_back(std::move(onStanding));
+  return !state().refusing;
 }
 
 void OBstub::send_reply(OBstubReply* reply, std::initializer_list<OBvalue> results) {
@@ -108,6 +132,12 @@ void OBstub::send_reply(OBstubReply* reply, std::initializer_list<OBvalue> resul
 void OBstub::send_signal(const char* member, std::initializer_list<OBvalue> arguments) {
   const std::lock_guard guard(state().mutex);
   state().signals.push_back({m_description.interfaceClass, member, arguments});
+}
+
+void OBstub::query(const char* member, const OBvalue& kind,
+                   const std::function<void(const OBvalue*)>& answered) {
+  OBvalue result = kind;
+  answered(query(member, result) ? &result : nullptr);
 }
 
 bool OBstub::query(const char*, OBvalue& result) {

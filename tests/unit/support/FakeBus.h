@@ -26,6 +26,9 @@ class FakeBus {
   static void clear();
   /// A handle as the bus gives it with a call.
   static OBstubReply* call(uint64_t number);
+  /// The next signals are refused when they are registered; agreeToSignals() makes the bus agree.
+  static void refuseSignals();
+  static void agreeToSignals();
   /// What the sender answers to a query; nothing = there is no answer.
   static void answerQueries(std::optional<OBvalue> answer);
 

@@ -1,0 +1,15 @@
+// An error number of sd-bus in words, its sign being of no matter. Any thread.
+#pragma once
+
+#include <string.h>
+
+#include <string>
+
+namespace otnbus {
+
+inline std::string errorText(int error) {
+  char text[128];
+  return strerror_r(error < 0 ? -error : error, text, sizeof text);
+}
+
+}  // namespace otnbus
