@@ -173,7 +173,7 @@ TEST_F(OpsConnection, GivesUpASendToAPeerThatHasGoneAndDoesNotRead) {
     for (int i = 0; i < 100000 && last != -1; ++i) last = m_socket.sentPacket(bytes.data(), bytes.size());
   });
   const bool givenUp = waitFor([&] { return last == -1; });
-  running = 0;
+  m_peer.hangUp();  // which ends every send
   sender.join();
   EXPECT_TRUE(givenUp);
   EXPECT_THAT(lines(), ElementsAre(logged("ERROR", "IssSocket", 81, "sentPacket",
