@@ -107,6 +107,7 @@ def test_capture_shows_the_pieces_of_a_fault(board):
 
 
 def test_replay_plays_iss_again(board):
+    board.expect_refused('*: "Recorded"; *')
     path = os.path.join(board.dir, "ops.pcapng")
     recorded(board, path, f"answer {PROBE} errorString=Recorded")
     iss = board.replay(path)

@@ -116,6 +116,7 @@ def test_changed_answer_is_told_as_it_left(board, watch):
 
 
 def test_part_of_an_answer_is_told_with_its_bytes(board):
+    board.expect_refused()  # what it has of the answer lacks the text that tells of success
     iss = ready(board, f"fault {PROBE} times 1 close within 100")
     probe(board).reply()
     board.log.wait(LOST)

@@ -45,6 +45,7 @@ def test_interruption_begins_the_30_s_anew(board):
 
 
 def test_report_leaves_no_descriptor(board):
+    board.expect_refused()
     board.up()
     for count in range(1, 4):
         call = board.bus.set_port_params(3, 1)
@@ -86,6 +87,7 @@ def test_activity_without_its_time_out_is_kicked_all_the_same(board):
 
 
 def test_refused_kicks_and_reports_are_no_failure(board):
+    board.expect_refused()
     board.cam.refuse("kick", "report", "unregister OPS")
     board.up()
     board.ops.send(record.make(record.WATCH_DOG_INTERVAL))

@@ -8,7 +8,7 @@
 void failNextThread(int error);
 /// Every pthread_create() returns this error, until 0 is set.
 void failAllThreads(int error);
-/// Stack size that the last thread was created with.
+/// Stack size that the last thread was created with; 0 for the default attributes.
 size_t lastStackSize();
 /// Threads that the program has created.
 int threadsCreated();
