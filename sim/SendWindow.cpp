@@ -3,6 +3,7 @@
 #include <linux/sockios.h>
 #include <linux/tcp.h>
 #include <netinet/in.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 
@@ -18,6 +19,9 @@ bool fitsWindow(int fd, size_t size) {
       ioctl(fd, SIOCOUTQ, &waiting) != 0) {
     return true;
   }
+  // The window of a peer that is gone stays as it was last; a write tells what happened.
+  pollfd gone{fd, 0, 0};
+  if (poll(&gone, 1, 0) == 1) return true;
   return static_cast<size_t>(waiting) + size <= info.tcpi_snd_wnd;
 }
 

@@ -296,6 +296,19 @@ TEST_F(Directives, DoNotPileUpForAClientThatTakesNothing) {
   EXPECT_THAT(stop(), HasSubstr(" client connected\n"));
 }
 
+TEST_F(Directives, LetAClientGoThatNeverTookWhatWaits) {
+  start({"startup init"});
+  {
+    OpsClient client(port());
+    client.next();
+    inject("flood 3000 WATCH_DOG_INTERVAL");
+  }
+  // Reset with its window shut: the next one must be served all the same.
+  OpsClient next(port());
+  EXPECT_EQ(next.next().msgType, uint32_t{TASK_INIT_STATUS});
+  EXPECT_THAT(stop(), HasSubstr("(not sent, the connection ended, "));
+}
+
 TEST_F(Directives, ThatAreWrongChangeNothing) {
   start({"startup init"});
   EXPECT_NE(m_interpreter->apply("startup none nonsense"), std::nullopt);
