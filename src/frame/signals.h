@@ -12,8 +12,8 @@ void handle_sig_pipe(int sig);
 
 /// Blocks the handled signals in the calling thread and all that it starts. main's first statement.
 void blockSignals();
-/// SIGCHLD: default, because a starter may leave it ignored, and the system would then keep no child's status.
-/// SIGXFSZ: ignored, so that a write beyond a file-size limit fails as one to a full disk does.
+/// SIGCHLD: default, because a starter may leave it ignored, and the system would then keep no child's
+/// status. SIGXFSZ: ignored, so that a write beyond a file-size limit fails as one to a full disk does.
 void setDispositions();
 void installSignalHandlers();
 /// The mask with which the main thread waits: the handled signals open.

@@ -1,5 +1,5 @@
-// The bus component without a bus: it takes interfaces, and has its kill message as soon as it starts. A program
-// that links it uses it in place of the platform's.
+// The bus component without a bus: it takes interfaces, and has its kill message as soon as it starts. A
+// program that links it uses it in place of the platform's.
 #include "OBcomponent.h"
 #include "OBinterface.h"
 
