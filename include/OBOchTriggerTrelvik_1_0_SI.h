@@ -9,19 +9,20 @@
 
 #include "OBinterface.h"
 #include "OBstubReply.h"
-#include "trace.h"
+#include "TraceObject.h"
 
 class OBOchTriggerTrelvik_1_0_SI : public OBinterface {
  public:
   virtual void triggerDataUser(int32_t, bool) {
-    TRACE(ERROR, "OBOchTriggerTrelvik_1_0_SI", 33, "triggerDataUser",
-          "Error, this function should never be called [%s]]\n",
-          "virtual void OBOchTriggerTrelvik_1_0_SI::triggerDataUser(int32_t, bool)");
+    LOG(ERROR, generatedTriggerDataUser, 33, "Error, this function should never be called [%s]]\n",
+        "virtual void OBOchTriggerTrelvik_1_0_SI::triggerDataUser(int32_t, bool)");
   }
   virtual void triggerDataUser(OBstubReply* reply, int32_t, bool) {
-    TRACE(ERROR, "OBOchTriggerTrelvik_1_0_SI", 38, "triggerDataUser",
-          "Error, this function should never be called [%s]]\n",
-          "virtual void OBOchTriggerTrelvik_1_0_SI::triggerDataUser(OBstubReply*, int32_t, bool)");
+    LOG(ERROR, generatedTriggerDataUser, 38, "Error, this function should never be called [%s]]\n",
+        "virtual void OBOchTriggerTrelvik_1_0_SI::triggerDataUser(OBstubReply*, int32_t, bool)");
     OBstubReply::release(reply);
   }
+
+ private:
+  static constexpr LogPlace generatedTriggerDataUser{"OBOchTriggerTrelvik_1_0_SI", "triggerDataUser"};
 };

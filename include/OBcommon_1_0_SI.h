@@ -9,30 +9,30 @@
 
 #include "OBinterface.h"
 #include "OBstubReply.h"
-#include "trace.h"
+#include "TraceObject.h"
 
 class OBcommon_1_0_SI : public OBinterface {
  public:
   virtual void get_trace_level(int32_t&) {
-    TRACE(ERROR, "OBcommon_1_0_SI", 33, "get_trace_level",
-          "Error, this function should never be called [%s]]\n",
-          "virtual void OBcommon_1_0_SI::get_trace_level(int32_t&)");
+    LOG(ERROR, generatedGetTraceLevel, 33, "Error, this function should never be called [%s]]\n",
+        "virtual void OBcommon_1_0_SI::get_trace_level(int32_t&)");
   }
   virtual void set_trace_level(int32_t) {
-    TRACE(ERROR, "OBcommon_1_0_SI", 36, "set_trace_level",
-          "Error, this function should never be called [%s]]\n",
-          "virtual void OBcommon_1_0_SI::set_trace_level(int32_t)");
+    LOG(ERROR, generatedSetTraceLevel, 36, "Error, this function should never be called [%s]]\n",
+        "virtual void OBcommon_1_0_SI::set_trace_level(int32_t)");
   }
   virtual void get_trace_level(OBstubReply* reply, int32_t&) {
-    TRACE(ERROR, "OBcommon_1_0_SI", 41, "get_trace_level",
-          "Error, this function should never be called [%s]]\n",
-          "virtual void OBcommon_1_0_SI::get_trace_level(OBstubReply*, int32_t&)");
+    LOG(ERROR, generatedGetTraceLevel, 41, "Error, this function should never be called [%s]]\n",
+        "virtual void OBcommon_1_0_SI::get_trace_level(OBstubReply*, int32_t&)");
     OBstubReply::release(reply);
   }
   virtual void set_trace_level(OBstubReply* reply, int32_t) {
-    TRACE(ERROR, "OBcommon_1_0_SI", 44, "set_trace_level",
-          "Error, this function should never be called [%s]]\n",
-          "virtual void OBcommon_1_0_SI::set_trace_level(OBstubReply*, int32_t)");
+    LOG(ERROR, generatedSetTraceLevel, 44, "Error, this function should never be called [%s]]\n",
+        "virtual void OBcommon_1_0_SI::set_trace_level(OBstubReply*, int32_t)");
     OBstubReply::release(reply);
   }
+
+ private:
+  static constexpr LogPlace generatedGetTraceLevel{"OBcommon_1_0_SI", "get_trace_level"};
+  static constexpr LogPlace generatedSetTraceLevel{"OBcommon_1_0_SI", "set_trace_level"};
 };

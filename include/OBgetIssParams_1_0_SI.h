@@ -9,15 +9,14 @@
 
 #include "OBinterface.h"
 #include "OBstubReply.h"
-#include "trace.h"
+#include "TraceObject.h"
 
 class OBgetIssParams_1_0_SI : public OBinterface {
  public:
   virtual void getInterfaceReceptionAndTransmissionCounters(uint32_t, uint32_t&, uint32_t&, uint32_t&,
                                                             uint32_t&, uint32_t&, uint32_t&, uint32_t&,
                                                             uint32_t&, uint32_t&) {
-    TRACE(
-        ERROR, "OBgetIssParams_1_0_SI", 33, "getInterfaceReceptionAndTransmissionCounters",
+    LOG(ERROR, generatedGetInterfaceReceptionAndTransmissionCounters, 33,
         "Error, this function should never be called [%s]]\n",
         "virtual void OBgetIssParams_1_0_SI::getInterfaceReceptionAndTransmissionCounters(uint32_t, "
         "uint32_t&, uint32_t&, uint32_t&, uint32_t&, uint32_t&, uint32_t&, uint32_t&, uint32_t&, uint32_t&)");
@@ -25,11 +24,15 @@ class OBgetIssParams_1_0_SI : public OBinterface {
   virtual void getInterfaceReceptionAndTransmissionCounters(OBstubReply* reply, uint32_t, uint32_t&,
                                                             uint32_t&, uint32_t&, uint32_t&, uint32_t&,
                                                             uint32_t&, uint32_t&, uint32_t&, uint32_t&) {
-    TRACE(ERROR, "OBgetIssParams_1_0_SI", 38, "getInterfaceReceptionAndTransmissionCounters",
-          "Error, this function should never be called [%s]]\n",
-          "virtual void OBgetIssParams_1_0_SI::getInterfaceReceptionAndTransmissionCounters(OBstubReply*, "
-          "uint32_t, uint32_t&, uint32_t&, uint32_t&, uint32_t&, uint32_t&, uint32_t&, uint32_t&, uint32_t&, "
-          "uint32_t&)");
+    LOG(ERROR, generatedGetInterfaceReceptionAndTransmissionCounters, 38,
+        "Error, this function should never be called [%s]]\n",
+        "virtual void OBgetIssParams_1_0_SI::getInterfaceReceptionAndTransmissionCounters(OBstubReply*, "
+        "uint32_t, uint32_t&, uint32_t&, uint32_t&, uint32_t&, uint32_t&, uint32_t&, uint32_t&, uint32_t&, "
+        "uint32_t&)");
     OBstubReply::release(reply);
   }
+
+ private:
+  static constexpr LogPlace generatedGetInterfaceReceptionAndTransmissionCounters{
+      "OBgetIssParams_1_0_SI", "getInterfaceReceptionAndTransmissionCounters"};
 };

@@ -9,19 +9,20 @@
 
 #include "OBinterface.h"
 #include "OBstubReply.h"
-#include "trace.h"
+#include "TraceObject.h"
 
 class OBredundantInfo_1_0_SI : public OBinterface {
  public:
   virtual void setRedundantState(int32_t) {
-    TRACE(ERROR, "OBredundantInfo_1_0_SI", 33, "setRedundantState",
-          "Error, this function should never be called [%s]]\n",
-          "virtual void OBredundantInfo_1_0_SI::setRedundantState(int32_t)");
+    LOG(ERROR, generatedSetRedundantState, 33, "Error, this function should never be called [%s]]\n",
+        "virtual void OBredundantInfo_1_0_SI::setRedundantState(int32_t)");
   }
   virtual void setRedundantState(OBstubReply* reply, int32_t) {
-    TRACE(ERROR, "OBredundantInfo_1_0_SI", 38, "setRedundantState",
-          "Error, this function should never be called [%s]]\n",
-          "virtual void OBredundantInfo_1_0_SI::setRedundantState(OBstubReply*, int32_t)");
+    LOG(ERROR, generatedSetRedundantState, 38, "Error, this function should never be called [%s]]\n",
+        "virtual void OBredundantInfo_1_0_SI::setRedundantState(OBstubReply*, int32_t)");
     OBstubReply::release(reply);
   }
+
+ private:
+  static constexpr LogPlace generatedSetRedundantState{"OBredundantInfo_1_0_SI", "setRedundantState"};
 };

@@ -9,7 +9,7 @@
 
 #include "OBinterface.h"
 #include "OBstubReply.h"
-#include "trace.h"
+#include "TraceObject.h"
 
 // A service may keep a text, so it comes by value. NOLINTBEGIN(performance-unnecessary-value-param)
 class OBsetIssMgrParams_1_0_SI : public OBinterface {
@@ -17,21 +17,22 @@ class OBsetIssMgrParams_1_0_SI : public OBinterface {
   virtual void setIssMgrParams(uint32_t, uint32_t, uint32_t, uint32_t, int32_t, uint32_t, uint32_t, uint32_t,
                                uint32_t, uint32_t, uint32_t, std::string, uint32_t, uint32_t, uint32_t,
                                uint16_t, int32_t, int32_t) {
-    TRACE(ERROR, "OBsetIssMgrParams_1_0_SI", 33, "setIssMgrParams",
-          "Error, this function should never be called [%s]]\n",
-          "virtual void OBsetIssMgrParams_1_0_SI::setIssMgrParams(uint32_t, uint32_t, uint32_t, uint32_t, "
-          "int32_t, uint32_t, uint32_t, uint32_t, uint32_t, uint32_t, uint32_t, std::string, uint32_t, "
-          "uint32_t, uint32_t, uint16_t, int32_t, int32_t)");
+    LOG(ERROR, generatedSetIssMgrParams, 33, "Error, this function should never be called [%s]]\n",
+        "virtual void OBsetIssMgrParams_1_0_SI::setIssMgrParams(uint32_t, uint32_t, uint32_t, uint32_t, "
+        "int32_t, uint32_t, uint32_t, uint32_t, uint32_t, uint32_t, uint32_t, std::string, uint32_t, "
+        "uint32_t, uint32_t, uint16_t, int32_t, int32_t)");
   }
   virtual void setIssMgrParams(OBstubReply* reply, uint32_t, uint32_t, uint32_t, uint32_t, int32_t, uint32_t,
                                uint32_t, uint32_t, uint32_t, uint32_t, uint32_t, std::string, uint32_t,
                                uint32_t, uint32_t, uint16_t, int32_t, int32_t) {
-    TRACE(ERROR, "OBsetIssMgrParams_1_0_SI", 38, "setIssMgrParams",
-          "Error, this function should never be called [%s]]\n",
-          "virtual void OBsetIssMgrParams_1_0_SI::setIssMgrParams(OBstubReply*, uint32_t, uint32_t, "
-          "uint32_t, uint32_t, int32_t, uint32_t, uint32_t, uint32_t, uint32_t, uint32_t, uint32_t, "
-          "std::string, uint32_t, uint32_t, uint32_t, uint16_t, int32_t, int32_t)");
+    LOG(ERROR, generatedSetIssMgrParams, 38, "Error, this function should never be called [%s]]\n",
+        "virtual void OBsetIssMgrParams_1_0_SI::setIssMgrParams(OBstubReply*, uint32_t, uint32_t, uint32_t, "
+        "uint32_t, int32_t, uint32_t, uint32_t, uint32_t, uint32_t, uint32_t, uint32_t, std::string, "
+        "uint32_t, uint32_t, uint32_t, uint16_t, int32_t, int32_t)");
     OBstubReply::release(reply);
   }
+
+ private:
+  static constexpr LogPlace generatedSetIssMgrParams{"OBsetIssMgrParams_1_0_SI", "setIssMgrParams"};
 };
 // NOLINTEND(performance-unnecessary-value-param)

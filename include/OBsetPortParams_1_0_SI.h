@@ -9,22 +9,23 @@
 
 #include "OBinterface.h"
 #include "OBstubReply.h"
-#include "trace.h"
+#include "TraceObject.h"
 
 class OBsetPortParams_1_0_SI : public OBinterface {
  public:
   virtual void setPortParams(uint32_t, uint32_t, uint32_t, uint32_t, bool, uint32_t, uint32_t, uint32_t) {
-    TRACE(ERROR, "OBsetPortParams_1_0_SI", 33, "setPortParams",
-          "Error, this function should never be called [%s]]\n",
-          "virtual void OBsetPortParams_1_0_SI::setPortParams(uint32_t, uint32_t, uint32_t, uint32_t, bool, "
-          "uint32_t, uint32_t, uint32_t)");
+    LOG(ERROR, generatedSetPortParams, 33, "Error, this function should never be called [%s]]\n",
+        "virtual void OBsetPortParams_1_0_SI::setPortParams(uint32_t, uint32_t, uint32_t, uint32_t, bool, "
+        "uint32_t, uint32_t, uint32_t)");
   }
   virtual void setPortParams(OBstubReply* reply, uint32_t, uint32_t, uint32_t, uint32_t, bool, uint32_t,
                              uint32_t, uint32_t) {
-    TRACE(ERROR, "OBsetPortParams_1_0_SI", 38, "setPortParams",
-          "Error, this function should never be called [%s]]\n",
-          "virtual void OBsetPortParams_1_0_SI::setPortParams(OBstubReply*, uint32_t, uint32_t, uint32_t, "
-          "uint32_t, bool, uint32_t, uint32_t, uint32_t)");
+    LOG(ERROR, generatedSetPortParams, 38, "Error, this function should never be called [%s]]\n",
+        "virtual void OBsetPortParams_1_0_SI::setPortParams(OBstubReply*, uint32_t, uint32_t, uint32_t, "
+        "uint32_t, bool, uint32_t, uint32_t, uint32_t)");
     OBstubReply::release(reply);
   }
+
+ private:
+  static constexpr LogPlace generatedSetPortParams{"OBsetPortParams_1_0_SI", "setPortParams"};
 };

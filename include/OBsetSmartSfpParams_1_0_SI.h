@@ -9,24 +9,25 @@
 
 #include "OBinterface.h"
 #include "OBstubReply.h"
-#include "trace.h"
+#include "TraceObject.h"
 
 // A service may keep a text, so it comes by value. NOLINTBEGIN(performance-unnecessary-value-param)
 class OBsetSmartSfpParams_1_0_SI : public OBinterface {
  public:
   virtual void setSmartSfpParams(uint32_t, uint32_t, uint32_t, uint32_t, uint32_t, std::string) {
-    TRACE(ERROR, "OBsetSmartSfpParams_1_0_SI", 33, "setSmartSfpParams",
-          "Error, this function should never be called [%s]]\n",
-          "virtual void OBsetSmartSfpParams_1_0_SI::setSmartSfpParams(uint32_t, uint32_t, uint32_t, "
-          "uint32_t, uint32_t, std::string)");
+    LOG(ERROR, generatedSetSmartSfpParams, 33, "Error, this function should never be called [%s]]\n",
+        "virtual void OBsetSmartSfpParams_1_0_SI::setSmartSfpParams(uint32_t, uint32_t, uint32_t, uint32_t, "
+        "uint32_t, std::string)");
   }
   virtual void setSmartSfpParams(OBstubReply* reply, uint32_t, uint32_t, uint32_t, uint32_t, uint32_t,
                                  std::string) {
-    TRACE(ERROR, "OBsetSmartSfpParams_1_0_SI", 38, "setSmartSfpParams",
-          "Error, this function should never be called [%s]]\n",
-          "virtual void OBsetSmartSfpParams_1_0_SI::setSmartSfpParams(OBstubReply*, uint32_t, uint32_t, "
-          "uint32_t, uint32_t, uint32_t, std::string)");
+    LOG(ERROR, generatedSetSmartSfpParams, 38, "Error, this function should never be called [%s]]\n",
+        "virtual void OBsetSmartSfpParams_1_0_SI::setSmartSfpParams(OBstubReply*, uint32_t, uint32_t, "
+        "uint32_t, uint32_t, uint32_t, std::string)");
     OBstubReply::release(reply);
   }
+
+ private:
+  static constexpr LogPlace generatedSetSmartSfpParams{"OBsetSmartSfpParams_1_0_SI", "setSmartSfpParams"};
 };
 // NOLINTEND(performance-unnecessary-value-param)

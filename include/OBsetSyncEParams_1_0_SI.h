@@ -9,23 +9,24 @@
 
 #include "OBinterface.h"
 #include "OBstubReply.h"
-#include "trace.h"
+#include "TraceObject.h"
 
 class OBsetSyncEParams_1_0_SI : public OBinterface {
  public:
   virtual void setSyncEParam(uint32_t, uint32_t, uint32_t, uint32_t, uint32_t, uint32_t, uint32_t, uint32_t,
                              uint32_t) {
-    TRACE(ERROR, "OBsetSyncEParams_1_0_SI", 33, "setSyncEParam",
-          "Error, this function should never be called [%s]]\n",
-          "virtual void OBsetSyncEParams_1_0_SI::setSyncEParam(uint32_t, uint32_t, uint32_t, uint32_t, "
-          "uint32_t, uint32_t, uint32_t, uint32_t, uint32_t)");
+    LOG(ERROR, generatedSetSyncEParam, 33, "Error, this function should never be called [%s]]\n",
+        "virtual void OBsetSyncEParams_1_0_SI::setSyncEParam(uint32_t, uint32_t, uint32_t, uint32_t, "
+        "uint32_t, uint32_t, uint32_t, uint32_t, uint32_t)");
   }
   virtual void setSyncEParam(OBstubReply* reply, uint32_t, uint32_t, uint32_t, uint32_t, uint32_t, uint32_t,
                              uint32_t, uint32_t, uint32_t) {
-    TRACE(ERROR, "OBsetSyncEParams_1_0_SI", 38, "setSyncEParam",
-          "Error, this function should never be called [%s]]\n",
-          "virtual void OBsetSyncEParams_1_0_SI::setSyncEParam(OBstubReply*, uint32_t, uint32_t, uint32_t, "
-          "uint32_t, uint32_t, uint32_t, uint32_t, uint32_t, uint32_t)");
+    LOG(ERROR, generatedSetSyncEParam, 38, "Error, this function should never be called [%s]]\n",
+        "virtual void OBsetSyncEParams_1_0_SI::setSyncEParam(OBstubReply*, uint32_t, uint32_t, uint32_t, "
+        "uint32_t, uint32_t, uint32_t, uint32_t, uint32_t, uint32_t)");
     OBstubReply::release(reply);
   }
+
+ private:
+  static constexpr LogPlace generatedSetSyncEParam{"OBsetSyncEParams_1_0_SI", "setSyncEParam"};
 };

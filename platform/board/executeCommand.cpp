@@ -20,6 +20,8 @@
 
 namespace {
 
+constexpr LogPlace atExecuteCommand{"board", "executeCommand", &platformTrace};
+
 /// How often a wait looks whether the process is to stop, ms.
 constexpr int stopSlice = 50;
 /// The same where the kernel has no pidfd, and the child's end has to be asked for.
@@ -152,8 +154,8 @@ bool executeCommand(const char* command, bool wait, int* exitStatus, std::string
   if (error != 0) {
     char text[128];
     if (logFailure) {
-      TRACE_TO(platformTrace(), ERROR, "board", __LINE__, __func__, "Failed to start [%s]: %s", command,
-               strerror_r(error, text, sizeof text));
+      LOG(ERROR, atExecuteCommand, HERE, "Failed to start [%s]: %s", command,
+          strerror_r(error, text, sizeof text));
     }
     return false;
   }

@@ -2,7 +2,12 @@
 
 #include "board/platformTrace.h"
 
+namespace {
+
+constexpr LogPlace atLogAssertFailed{"board", "logAssertFailed", &platformTrace};
+
+}  // namespace
+
 void logAssertFailed(const char* expression, const char* file, const char* function) {
-  TRACE_TO(platformTrace(), ERROR, "board", __LINE__, __func__, "Assertion failed: %s, %s, %s", expression,
-           file, function);
+  LOG(ERROR, atLogAssertFailed, HERE, "Assertion failed: %s, %s, %s", expression, file, function);
 }

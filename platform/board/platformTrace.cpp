@@ -1,6 +1,3 @@
 #include "board/platformTrace.h"
 
-TraceObject* platformTrace() {
-  static TraceObject* const object = new TraceObject(nullptr, trace::INFO);
-  return object;
-}
+TraceObject* const platformTrace = new TraceObject(nullptr, trace::INFO);

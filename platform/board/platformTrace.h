@@ -4,4 +4,4 @@
 
 #include "TraceObject.h"
 
-TraceObject* platformTrace();
+extern TraceObject* const platformTrace;

@@ -17,18 +17,19 @@ class OBconnection {
   virtual void dispatch(OBmessage& message) = 0;
 
   virtual void connection_process_message(OBmessage&) {
-    TRACE_TO(g_traceObject, ERROR, "OBconnection", 40, "connection_process_message",
-             "Error, this function should never be called [%s]]",
-             "virtual void OBconnection::connection_process_message(OBmessage&)");
+    LOG(ERROR, generatedConnectionProcessMessage, 40, "Error, this function should never be called [%s]]",
+        "virtual void OBconnection::connection_process_message(OBmessage&)");
   }
   virtual void process_message(OBmessage&) {
-    TRACE_TO(g_traceObject, ERROR, "OBconnection", 44, "process_message",
-             "Error, this function should never be called [%s]]",
-             "virtual void OBconnection::process_message(OBmessage&)");
+    LOG(ERROR, generatedProcessMessage, 44, "Error, this function should never be called [%s]]",
+        "virtual void OBconnection::process_message(OBmessage&)");
   }
   virtual void process_message(OBmessage&, peer_info_t&) {
-    TRACE_TO(g_traceObject, ERROR, "OBconnection", 48, "process_message",
-             "Error, this function should never be called; [%s]]",
-             "virtual void OBconnection::process_message(OBmessage&, peer_info_t&)");
+    LOG(ERROR, generatedProcessMessage, 48, "Error, this function should never be called; [%s]]",
+        "virtual void OBconnection::process_message(OBmessage&, peer_info_t&)");
   }
+
+ private:
+  static constexpr LogPlace generatedConnectionProcessMessage{"OBconnection", "connection_process_message"};
+  static constexpr LogPlace generatedProcessMessage{"OBconnection", "process_message"};
 };

@@ -52,11 +52,22 @@ inline bool admits(const TraceObject* object, Level level) {
 
 }  // namespace trace
 
-/// Writes one line when `object` admits LEVEL, and evaluates no argument otherwise. The source, line and
-/// function shown are given, because several are fixed whatever file the code stands in.
-#define TRACE_TO(object, LEVEL, source, line, function, format, ...)                                 \
-  do {                                                                                               \
-    if (::trace::admits(object, ::trace::LEVEL))                                                     \
-      ::syslog(::trace::priority(::trace::LEVEL), "[" #LEVEL "] %s:%d (%s) - " format, source, line, \
-               function __VA_OPT__(, ) __VA_ARGS__);                                                 \
+/// Where a log statement stands, as its line shows it: a constant next to what it names, because several
+/// places are fixed whatever file the code stands in.
+struct LogPlace {
+  const char* source;
+  const char* function;
+  TraceObject* const* object = &g_traceObject;  ///< whose level admits the lines
+};
+
+/// The line of the file, for a statement without a number that operators know.
+#define HERE __LINE__
+
+/// The one log statement: LOG(INFO, atMain, 242, "Connected to OPS"). Writes one line when the level of the
+/// place's object admits LEVEL, and evaluates no argument otherwise.
+#define LOG(LEVEL, place, line, format, ...)                                                                 \
+  do {                                                                                                       \
+    if (::trace::admits(*(place).object, ::trace::LEVEL))                                                    \
+      ::syslog(::trace::priority(::trace::LEVEL), "[" #LEVEL "] %s:%d (%s) - " format, (place).source, line, \
+               (place).function __VA_OPT__(, ) __VA_ARGS__);                                                 \
   } while (false)

@@ -18,6 +18,9 @@ namespace otnbus {
 
 namespace {
 
+constexpr LogPlace atOpen{"otnbus", "open", &platformTrace};
+constexpr LogPlace atLost{"otnbus", "lost", &platformTrace};
+
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
@@ -83,14 +86,13 @@ void Connection::open() {
     const std::string obstacle = attempt();
     if (m_bus != nullptr) {
       if (told) {
-        TRACE_TO(platformTrace(), INFO, "otnbus", __LINE__, __func__, "Component %s is on the bus",
-                 m_component.c_str());
+        LOG(INFO, atOpen, HERE, "Component %s is on the bus", m_component.c_str());
       }
       return;
     }
     if (!told) {
-      TRACE_TO(platformTrace(), WARNING, "otnbus", __LINE__, __func__,
-               "Component %s is not on the bus yet, trying again: %s", m_component.c_str(), obstacle.c_str());
+      LOG(WARNING, atOpen, HERE, "Component %s is not on the bus yet, trying again: %s", m_component.c_str(),
+          obstacle.c_str());
       told = true;
     }
     for (int waited = 0; waited < retryInterval && !m_queue.killed(); waited += stopSlice) {
@@ -161,8 +163,7 @@ Message Connection::call(const Message& request, uint64_t limitMs, OnStop onStop
 }
 
 void Connection::lost(int error) {
-  TRACE_TO(platformTrace(), CRITICAL, "otnbus", __LINE__, __func__, "The bus connection is lost: %s",
-           errorText(error).c_str());
+  LOG(CRITICAL, atLost, HERE, "The bus connection is lost: %s", errorText(error).c_str());
   m_outbox->close();
   closeBus();
   ::kill(getpid(), SIGTERM);

@@ -4,6 +4,12 @@
 #include "board/platformTrace.h"
 #include "otnbus/Connection.h"
 
+namespace {
+
+constexpr LogPlace atStart{"otnbus", "start", &platformTrace};
+
+}  // namespace
+
 std::atomic<OBcomponent*> OBcomponent::static_obc{nullptr};
 
 OBcomponent::OBcomponent(const char* name, const ExtraCfg*)
@@ -26,7 +32,7 @@ void OBcomponent::add_interface(OBinterface* interface) {
 
 void OBcomponent::start(int mode) {
   if (mode != 0) {
-    TRACE_TO(platformTrace(), ERROR, "otnbus", __LINE__, __func__, "Unknown start mode %d", mode);
+    LOG(ERROR, atStart, HERE, "Unknown start mode %d", mode);
     return;
   }
   m_connection->run();

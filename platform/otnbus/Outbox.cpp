@@ -8,6 +8,12 @@
 
 #include "board/platformTrace.h"
 
+namespace {
+
+constexpr LogPlace atPost{"otnbus", "post", &platformTrace};
+
+}  // namespace
+
 namespace otnbus {
 
 Outbox::Outbox() : m_wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
@@ -38,11 +44,9 @@ void Outbox::post(MakeItem make) {
   // Whoever posts, a worker perhaps, must not end the process for want of memory.
   try {
     if (admit(make())) return;
-    TRACE_TO(platformTrace(), WARNING, "otnbus", __LINE__, __func__,
-             "The bus takes no more signals, they are dropped");
+    LOG(WARNING, atPost, HERE, "The bus takes no more signals, they are dropped");
   } catch (const std::bad_alloc&) {
-    TRACE_TO(platformTrace(), ERROR, "otnbus", __LINE__, __func__,
-             "There is no memory for a reply or a signal, it is lost");
+    LOG(ERROR, atPost, HERE, "There is no memory for a reply or a signal, it is lost");
   }
 }
 

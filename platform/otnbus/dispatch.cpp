@@ -19,6 +19,10 @@ namespace otnbus {
 
 namespace {
 
+constexpr LogPlace atRun{"otnbus", "run", &platformTrace};
+constexpr LogPlace atWaitForMemory{"otnbus", "waitForMemory", &platformTrace};
+constexpr LogPlace atSendPosted{"otnbus", "sendPosted", &platformTrace};
+
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
@@ -59,8 +63,7 @@ void Connection::run() {
     try {
       dispatch(entry);
     } catch (const std::bad_alloc&) {
-      TRACE_TO(platformTrace(), ERROR, "otnbus", __LINE__, __func__,
-               "There is no memory to serve a call, its caller gets no reply");
+      LOG(ERROR, atRun, HERE, "There is no memory to serve a call, its caller gets no reply");
     }
   }
   m_outbox->close();
@@ -113,8 +116,7 @@ void Connection::ioLoop() {
 bool Connection::waitForMemory() {
   if (!std::exchange(m_lackingMemory, true)) {
     m_lackSince = steady_clock::now();
-    TRACE_TO(platformTrace(), WARNING, "otnbus", __LINE__, __func__,
-             "There is no memory for a message from the bus, trying again");
+    LOG(WARNING, atWaitForMemory, HERE, "There is no memory for a message from the bus, trying again");
   }
   poll(nullptr, 0, memorySlice);
   return steady_clock::now() - m_lackSince < memoryLimit;
@@ -152,8 +154,7 @@ void Connection::sendPosted() {
       try {
         item.task();
       } catch (const std::bad_alloc&) {
-        TRACE_TO(platformTrace(), ERROR, "otnbus", __LINE__, __func__,
-                 "There is no memory to ask a component");
+        LOG(ERROR, atSendPosted, HERE, "There is no memory to ask a component");
       }
       continue;
     }
@@ -173,8 +174,7 @@ void Connection::sendPosted() {
       if (appendValues(reply, item.values)) {
         sd_bus_send(m_bus, reply, nullptr);
       } else {
-        TRACE_TO(platformTrace(), ERROR, "otnbus", __LINE__, __func__,
-                 "There is no memory for a reply, it is lost");
+        LOG(ERROR, atSendPosted, HERE, "There is no memory for a reply, it is lost");
       }
     }
     forget(item.call);

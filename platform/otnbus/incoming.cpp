@@ -14,6 +14,8 @@ namespace otnbus {
 
 namespace {
 
+constexpr LogPlace atDropSignal{"otnbus", "dropSignal", &platformTrace};
+
 constexpr std::string_view peer = "org.freedesktop.DBus.Peer";
 constexpr std::string_view introspectable = "org.freedesktop.DBus.Introspectable";
 constexpr std::string_view properties = "org.freedesktop.DBus.Properties";
@@ -251,8 +253,8 @@ int Connection::dispatchSignal(sd_bus_message* signal) {
 /// One WARNING for each time that it comes to this.
 void Connection::dropSignal(sd_bus_message* signal) {
   if (std::exchange(m_droppingSignals, true)) return;
-  TRACE_TO(platformTrace(), WARNING, "otnbus", __LINE__, __func__,
-           "Too many calls are waiting, signal %s is dropped", sd_bus_message_get_member(signal));
+  LOG(WARNING, atDropSignal, HERE, "Too many calls are waiting, signal %s is dropped",
+      sd_bus_message_get_member(signal));
 }
 
 /// False when as much waits for the start as may.

@@ -15,6 +15,11 @@ namespace otnbus {
 
 namespace {
 
+constexpr LogPlace atOffer{"otnbus", "offer", &platformTrace};
+constexpr LogPlace atReceive{"otnbus", "receive", &platformTrace};
+constexpr LogPlace atStepDone{"otnbus", "stepDone", &platformTrace};
+constexpr LogPlace atRefused{"otnbus", "refused", &platformTrace};
+
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
@@ -37,8 +42,8 @@ int Connection::offer(OBstub* stub, const OBinterfaceDescription& description,
   const int handle =
       sd_bus_object_path_is_valid(path.c_str()) > 0 ? m_registry.add(stub, description, path, false) : -1;
   if (handle < 0) {
-    TRACE_TO(platformTrace(), ERROR, "otnbus", __LINE__, __func__,
-             "Bus interface %s cannot be offered: the name is taken or unusable", busInterfaceName.c_str());
+    LOG(ERROR, atOffer, HERE, "Bus interface %s cannot be offered: the name is taken or unusable",
+        busInterfaceName.c_str());
   }
   return handle;
 }
@@ -51,8 +56,8 @@ int Connection::receive(OBstub* stub, const OBinterfaceDescription& description,
       sd_bus_object_path_is_valid(path.c_str()) > 0 ? m_registry.add(stub, description, path, true) : -1;
   asksAgain = false;
   if (handle < 0) {
-    TRACE_TO(platformTrace(), ERROR, "otnbus", __LINE__, __func__,
-             "Signals of %s cannot be received: the name is taken or unusable", busInterfaceName.c_str());
+    LOG(ERROR, atReceive, HERE, "Signals of %s cannot be received: the name is taken or unusable",
+        busInterfaceName.c_str());
     return -1;
   }
   if (m_bus == nullptr) return handle;
@@ -150,8 +155,7 @@ void Connection::stepDone(Subscription& subscription, sd_bus_message* answer) {
   if (subscription.step != Step::Stands) {
     advance(subscription);
   } else if (subscription.told) {
-    TRACE_TO(platformTrace(), INFO, "otnbus", __LINE__, __func__, "Signals of %s are received now",
-             subscription.busInterfaceName.c_str());
+    LOG(INFO, atStepDone, HERE, "Signals of %s are received now", subscription.busInterfaceName.c_str());
     postTask(subscription.registration, subscription.onStanding);
   }
 }
@@ -160,9 +164,8 @@ void Connection::refused(Subscription& subscription, const char* why) {
   subscription.waiting = true;
   subscription.again = steady_clock::now() + tryInterval;
   if (std::exchange(subscription.told, true)) return;
-  TRACE_TO(platformTrace(), ERROR, "otnbus", __LINE__, __func__,
-           "Signals of %s cannot be received, trying again every %d s: %s",
-           subscription.busInterfaceName.c_str(), static_cast<int>(tryInterval.count() / 1000), why);
+  LOG(ERROR, atRefused, HERE, "Signals of %s cannot be received, trying again every %d s: %s",
+      subscription.busInterfaceName.c_str(), static_cast<int>(tryInterval.count() / 1000), why);
 }
 
 void Connection::tryAgain() {

@@ -5,16 +5,15 @@
 #include <utility>
 
 #include "OBstubReply.h"
+#include "TraceObject.h"
 #include "frame/slotReply.h"
 #include "link/MsgArray.h"
 #include "link/SrvDbg.h"
 #include "printable.h"
-#include "trace.h"
-
-#define LOG_HERE(LEVEL, line, format, ...) \
-  TRACE(LEVEL, "main", line, "main", format __VA_OPT__(, ) __VA_ARGS__)
 
 namespace {
+
+constexpr LogPlace atMain{"main", "main"};
 
 constexpr int maxLimit = 86400;  ///< s
 
@@ -59,13 +58,12 @@ std::chrono::seconds readAnswerLimit(const char* text) {
   if (text == nullptr) return {};
   const int limit = limitOf(text);
   if (limit == 0)
-    LOG_HERE(
-        ERROR, __LINE__,
+    LOG(ERROR, atMain, HERE,
         "TRELVIK_ANSWER_LIMIT is \"%s\" and not a number of seconds from 1 to %d: no message to ISS is given "
         "up",
         Printable(text).c_str(), maxLimit);
   else
-    LOG_HERE(INFO, __LINE__, "a message that ISS does not answer within %d s is given up", limit);
+    LOG(INFO, atMain, HERE, "a message that ISS does not answer within %d s is given up", limit);
   return std::chrono::seconds(limit);
 }
 
@@ -87,10 +85,10 @@ void giveUpRequest(SrvDbg& debugSocket) {
 bool OutstandingAnswer::look(AnswerWatch::Time now) {
   if (pthread_mutex_trylock(&mutex) != 0) {
     if (m_watch.busy(now) == AnswerWatch::Verdict::TellBlocked)
-      LOG_HERE(WARNING, __LINE__,
-               "ISS has not taken a message for %d s, and nothing else can be queued or sent: RP=%d WP=%d",
-               static_cast<int>(m_watch.age(now).count()), static_cast<int>(readpointer),
-               static_cast<int>(writepointer));
+      LOG(WARNING, atMain, HERE,
+          "ISS has not taken a message for %d s, and nothing else can be queued or sent: RP=%d WP=%d",
+          static_cast<int>(m_watch.age(now).count()), static_cast<int>(readpointer),
+          static_cast<int>(writepointer));
     return false;
   }
   bool close = false;
@@ -109,21 +107,20 @@ bool OutstandingAnswer::act(AnswerWatch::Verdict verdict, AnswerWatch::Time now)
   switch (verdict) {
     case AnswerWatch::Verdict::TellWaiting:
       m_told = slotText(slot);
-      LOG_HERE(WARNING, __LINE__, "no answer from ISS for %d s: %s; %d wait behind it", age, m_told.text,
-               waitingBehind());
+      LOG(WARNING, atMain, HERE, "no answer from ISS for %d s: %s; %d wait behind it", age, m_told.text,
+          waitingBehind());
       break;
     case AnswerWatch::Verdict::TellAnswered:
-      LOG_HERE(NOTICE, __LINE__, "ISS answered after %d s: %s", age, m_told.text);
+      LOG(NOTICE, atMain, HERE, "ISS answered after %d s: %s", age, m_told.text);
       break;
     case AnswerWatch::Verdict::TellUnblocked:
-      LOG_HERE(NOTICE, __LINE__, "ISS takes messages again");
+      LOG(NOTICE, atMain, HERE, "ISS takes messages again");
       break;
     case AnswerWatch::Verdict::GiveUpLost:
     case AnswerWatch::Verdict::GiveUpLateOffline:
     case AnswerWatch::Verdict::GiveUpLate: {
       const bool late = verdict == AnswerWatch::Verdict::GiveUpLate;
-      LOG_HERE(
-          ERROR, __LINE__, "gave up %s, sent %d s ago: %s; %s, %d more of its messages are not sent%s",
+      LOG(ERROR, atMain, HERE, "gave up %s, sent %d s ago: %s; %s, %d more of its messages are not sent%s",
           slotText(slot).text, age,
           verdict == AnswerWatch::Verdict::GiveUpLost ? "the connection was lost before ISS answered"
                                                       : "ISS did not answer within TRELVIK_ANSWER_LIMIT",

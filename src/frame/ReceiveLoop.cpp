@@ -5,18 +5,17 @@
 #include <cstring>
 
 #include "Guard.h"
+#include "TraceObject.h"
 #include "frame/opsMessage.h"
 #include "frame/signals.h"
 #include "link/IssSocket.h"
 #include "link/MsgArray.h"
 #include "link/running.h"
 #include "message/MsgHandle.h"
-#include "trace.h"
-
-#define LOG_HERE(LEVEL, line, format, ...) \
-  TRACE(LEVEL, "main", line, "main", format __VA_OPT__(, ) __VA_ARGS__)
 
 namespace {
+
+constexpr LogPlace atMain{"main", "main"};
 
 timespec toTimespec(LoopState::Duration duration) {
   const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(duration);
@@ -57,7 +56,7 @@ void ReceiveLoop::pass() {
       m_opsActivity.kick();
       break;
     case Pass::Interrupted:
-      LOG_HERE(NOTICE, 280, "select call interrupted: %s", strerror(error));
+      LOG(NOTICE, atMain, 280, "select call interrupted: %s", strerror(error));
       m_mainActivity.kick();
       break;
     case Pass::Input:
@@ -91,22 +90,21 @@ void ReceiveLoop::input() {
 
 void ReceiveLoop::connect() {
   if (opsSocket.StartTcpClient() != 0) {
-    LOG_HERE(DEBUG3, 258, "retry connecting with ISS in 5 s");
+    LOG(DEBUG3, atMain, 258, "retry connecting with ISS in 5 s");
     m_state.connectFailed();
     m_mainActivity.kick();
     return;
   }
-  LOG_HERE(INFO, 242, "Connected to OPS");
+  LOG(INFO, atMain, 242, "Connected to OPS");
   m_state.connected();
   int& opsFd = m_inputs[opsInput].fd;
   opsSocket.getFd(opsFd);
   m_maxFd = std::max(m_maxFd, opsFd);
-  LOG_HERE(DEBUG1, 249, "TrelvikFd=%d, dbgservfd=%d, maxfd=%d", opsFd, m_inputs[debugInput].fd, m_maxFd);
+  LOG(DEBUG1, atMain, 249, "TrelvikFd=%d, dbgservfd=%d, maxfd=%d", opsFd, m_inputs[debugInput].fd, m_maxFd);
   {
     const Guard guard(&mutex);
     if (answerOutstanding)
-      LOG_HERE(
-          NOTICE, __LINE__,
+      LOG(NOTICE, atMain, HERE,
           "a message is still outstanding since before the connection was lost: RP=%d WP=%d type=%s [%d], "
           "it is not sent again",
           static_cast<int>(readpointer), static_cast<int>(writepointer),
@@ -118,21 +116,21 @@ void ReceiveLoop::connect() {
 }
 
 bool ReceiveLoop::debugRequest() {
-  LOG_HERE(DEBUG3, 291, "Message from debug server received: RP=%d WP=%d\n", static_cast<int>(readpointer),
-           static_cast<int>(writepointer));
+  LOG(DEBUG3, atMain, 291, "Message from debug server received: RP=%d WP=%d\n", static_cast<int>(readpointer),
+      static_cast<int>(writepointer));
   memset(m_buffer, 0, sizeof m_buffer);
   const ssize_t size = m_debugSocket.recvRequest(m_buffer, sizeof m_buffer);
   if (size >= 0 && size != static_cast<ssize_t>(sizeof m_buffer))
-    LOG_HERE(WARNING, __LINE__, "debug request of %zd bytes instead of %zu: %s", size, sizeof m_buffer,
-             size < static_cast<ssize_t>(sizeof m_buffer) ? "the rest is taken as zero"
-                                                          : "what is beyond is dropped");
+    LOG(WARNING, atMain, HERE, "debug request of %zd bytes instead of %zu: %s", size, sizeof m_buffer,
+        size < static_cast<ssize_t>(sizeof m_buffer) ? "the rest is taken as zero"
+                                                     : "what is beyond is dropped");
   CopyPacket(m_msg, m_buffer);
   printPacket(m_msg);
 
   const Guard guard(&mutex);
   if (admit(writepointer, readpointer, 1) != Admission::Fits) {
-    LOG_HERE(DEBUG3, 301, "Out of Mem for debug server msg: RP=%d WP=%d\n", static_cast<int>(readpointer),
-             static_cast<int>(writepointer));
+    LOG(DEBUG3, atMain, 301, "Out of Mem for debug server msg: RP=%d WP=%d\n", static_cast<int>(readpointer),
+        static_cast<int>(writepointer));
     m_debugSocket.sendReply(m_buffer, sizeof m_buffer);
     return false;
   }
@@ -141,15 +139,15 @@ bool ReceiveLoop::debugRequest() {
   slot.msgNo = 1;
   slot.msgCount = 1;
   advanceWritePointer();
-  LOG_HERE(DEBUG3, 314, "main thread: send signal for sending message\n");
+  LOG(DEBUG3, atMain, 314, "main thread: send signal for sending message\n");
   pthread_cond_signal(&cond);
-  LOG_HERE(DEBUG3, 316, "main thread: mutex unlock\n");
+  LOG(DEBUG3, atMain, 316, "main thread: mutex unlock\n");
   return true;
 }
 
 void ReceiveLoop::receive() {
-  LOG_HERE(DEBUG3, 322, "Message from OPS received: RP=%d WP=%d\n", static_cast<int>(readpointer),
-           static_cast<int>(writepointer));
+  LOG(DEBUG3, atMain, 322, "Message from OPS received: RP=%d WP=%d\n", static_cast<int>(readpointer),
+      static_cast<int>(writepointer));
   memset(m_buffer, 0, sizeof m_buffer);
   const ssize_t n = opsSocket.getPacket(m_buffer, sizeof m_buffer);
   const std::string boardName = m_board.getName();
@@ -172,10 +170,10 @@ void ReceiveLoop::connectionLost(bool csmBoard) {
   }
   opsSocket.close();
   if (csmBoard) {
-    LOG_HERE(CRITICAL, 340, "CONNECTION TO OPS LOST\n");
+    LOG(CRITICAL, atMain, 340, "CONNECTION TO OPS LOST\n");
     reportCriticalEvent("CONNECTION TO OPS LOST !\n");
   } else {
-    LOG_HERE(INFO, 343, "CONNECTION TO OPS LOST, try reconnecting in 5s\n");
+    LOG(INFO, atMain, 343, "CONNECTION TO OPS LOST, try reconnecting in 5s\n");
     m_mainActivity.kick();
   }
 }

@@ -5,13 +5,12 @@
 #include <cstring>
 
 #include "File.h"
+#include "TraceObject.h"
 #include "executeCommand.h"
-#include "trace.h"
-
-#define LOG_HERE(LEVEL, line, format, ...) \
-  TRACE(LEVEL, "main", line, "deletePersistentIssConfig", format __VA_OPT__(, ) __VA_ARGS__)
 
 namespace {
+
+constexpr LogPlace atDeletePersistentIssConfig{"main", "deletePersistentIssConfig"};
 
 constexpr const char* selectionFile = "/flash/config/current/selected.txt";
 constexpr size_t selectionSize = 128;  ///< bytes read of the selection file
@@ -41,39 +40,43 @@ std::string issFolderOnSdCard(std::string_view issFolder) {
 }
 
 void deletePersistentIssConfig() {
-  LOG_HERE(DEBUG3, 763, "called");
+  LOG(DEBUG3, atDeletePersistentIssConfig, 763, "called");
   if (!exists(selectionFile)) {
-    LOG_HERE(NOTICE, 766, "%s does not exist", selectionFile);
+    LOG(NOTICE, atDeletePersistentIssConfig, 766, "%s does not exist", selectionFile);
     return;
   }
   otn::File file(selectionFile);
   if (!file.openFile(0)) return;
   char buffer[selectionSize + 1] = {};  // the last byte is never read into: it ends the text
   if (!file.readFile(buffer, selectionSize)) return;
-  LOG_HERE(DEBUG3, 780, "buffer=%s", buffer);
+  LOG(DEBUG3, atDeletePersistentIssConfig, 780, "buffer=%s", buffer);
 
   const std::string_view selected(buffer);
   const IssConfigSelection selection = parseSelection(selected);
-  LOG_HERE(DEBUG3, 783, "selected='%s', actionType='%s'", buffer, selection.actionType.c_str());
+  LOG(DEBUG3, atDeletePersistentIssConfig, 783, "selected='%s', actionType='%s'", buffer,
+      selection.actionType.c_str());
   // Fewer than four characters name no folder: nothing is removed, whatever would stand below "/iss".
   if (selection.actionType != "dir" || selected.size() <= actionTypeLength) return;
   if (selection.newlineAt != std::string::npos)
-    LOG_HERE(DEBUG3, 793, "delete newline at pos=%d", static_cast<int>(selection.newlineAt));
-  LOG_HERE(DEBUG3, 796, "folder='%s'", selection.folder.c_str());
+    LOG(DEBUG3, atDeletePersistentIssConfig, 793, "delete newline at pos=%d",
+        static_cast<int>(selection.newlineAt));
+  LOG(DEBUG3, atDeletePersistentIssConfig, 796, "folder='%s'", selection.folder.c_str());
 
   const std::string onFlash = selection.folder + "/iss";
-  LOG_HERE(DEBUG3, 800, "issFolder=%s", onFlash.c_str());
+  LOG(DEBUG3, atDeletePersistentIssConfig, 800, "issFolder=%s", onFlash.c_str());
   if (exists(onFlash)) {
     const std::string command = "rm -rf " + onFlash;
-    LOG_HERE(ERROR, 803, "Delete iss folder on flash [command = '%s']", command.c_str());
+    LOG(ERROR, atDeletePersistentIssConfig, 803, "Delete iss folder on flash [command = '%s']",
+        command.c_str());
     otn::executeCommand(command.c_str(), true, nullptr, nullptr, true);
   }
 
   const std::string onSdCard = issFolderOnSdCard(onFlash);
-  LOG_HERE(DEBUG3, 810, "issFolder=%s", onSdCard.c_str());
+  LOG(DEBUG3, atDeletePersistentIssConfig, 810, "issFolder=%s", onSdCard.c_str());
   if (exists(onSdCard)) {
     const std::string command = "rm -rf " + onSdCard;
-    LOG_HERE(ERROR, 813, "Delete iss folder on SD card [command = '%s']", command.c_str());
+    LOG(ERROR, atDeletePersistentIssConfig, 813, "Delete iss folder on SD card [command = '%s']",
+        command.c_str());
     otn::executeCommand(command.c_str(), true, nullptr, nullptr, true);
   }
 }

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "TraceObject.h"
 #include "boardUtils.h"
 #include "frame/OutstandingAnswer.h"
 #include "frame/ReceiveLoop.h"
@@ -19,12 +20,10 @@
 #include "link/threadCommon.h"
 #include "services/ServicePattern.h"
 #include "services/boardMac.h"
-#include "trace.h"
-
-#define LOG_HERE(LEVEL, line, format, ...) \
-  TRACE(LEVEL, "main", line, "main", format __VA_OPT__(, ) __VA_ARGS__)
 
 namespace {
+
+constexpr LogPlace atMain{"main", "main"};
 
 constexpr int startTraceLevel = 6;
 constexpr int failed = -1;
@@ -37,7 +36,7 @@ bool parseOptions(int argc, char* argv[]) {
     if (option == 'p')
       noAcPort = true;
     else
-      LOG_HERE(ERROR, 139, "Unknown option %c", optopt);
+      LOG(ERROR, atMain, 139, "Unknown option %c", optopt);
   }
   return noAcPort;
 }
@@ -45,8 +44,7 @@ bool parseOptions(int argc, char* argv[]) {
 /// Such a board is one without "CSM" in its name: an operator who expected another is told.
 void tellMissingName(const boardUtils& board) {
   if (getenv("BOARD_NAME") == nullptr && board.getName().empty())
-    LOG_HERE(
-        NOTICE, __LINE__,
+    LOG(NOTICE, atMain, HERE,
         "the board has no name, so it is not handled as a \"CSM\" board; set BOARD_NAME where the hardware "
         "does not tell");
 }
@@ -67,20 +65,20 @@ struct Threads {
 };
 
 bool startThreads(Threads& threads, bool& noAcPort) {
-  LOG_HERE(DEBUG3, 176, "starting threads");
+  LOG(DEBUG3, atMain, 176, "starting threads");
   const ThreadAttributes attributes;
   int error = pthread_create(&threads.bus, attributes.get(), start_otn_comm, &noAcPort);
   if (error != 0) {
-    LOG_HERE(ERROR, 181, "Failed to start OTN bus thread: %s", strerror(error));
+    LOG(ERROR, atMain, 181, "Failed to start OTN bus thread: %s", strerror(error));
     return false;
   }
   if (!waitForOtnThread()) {
-    LOG_HERE(ERROR, 187, "Failed to start OTN bus thread");
+    LOG(ERROR, atMain, 187, "Failed to start OTN bus thread");
     return false;
   }
   error = pthread_create(&threads.sender, attributes.get(), iss_comm, nullptr);
   if (error != 0) {
-    LOG_HERE(ERROR, 194, "Failed to start ISS comm thread: %s", strerror(error));
+    LOG(ERROR, atMain, 194, "Failed to start ISS comm thread: %s", strerror(error));
     return false;
   }
   return true;
@@ -89,11 +87,11 @@ bool startThreads(Threads& threads, bool& noAcPort) {
 void joinThreads(const Threads& threads) {
   pthread_cond_signal(&cond);
   pthread_cond_signal(&cond2);
-  LOG_HERE(DEBUG1, 643, "Waiting for otnbus_thread to stop");
+  LOG(DEBUG1, atMain, 643, "Waiting for otnbus_thread to stop");
   joinWaking(threads.bus);
-  LOG_HERE(DEBUG1, 645, "otnbus_thread stopped; waiting for isscom_thread to stop");
+  LOG(DEBUG1, atMain, 645, "otnbus_thread stopped; waiting for isscom_thread to stop");
   joinWaking(threads.sender);
-  LOG_HERE(DEBUG1, 647, "isscom_thread stopped");
+  LOG(DEBUG1, atMain, 647, "isscom_thread stopped");
 }
 
 /// Ends the process without taking from threads that still run what they use.
@@ -123,10 +121,10 @@ int main(int argc, char* argv[]) {
   if (!startThreads(threads, noAcPort)) leave(failed);
   installSignalHandlers();
 
-  LOG_HERE(DEBUG1, 210, "Registering to watchdog");
+  LOG(DEBUG1, atMain, 210, "Registering to watchdog");
   if (!mainActivity.registered()) mainActivity.start("main");
   if (mainActivity.registered()) mainActivity.setTimeout(criticalActivityTimeout);
-  LOG_HERE(DEBUG3, 218, " Setting up Debug socket");
+  LOG(DEBUG3, atMain, 218, " Setting up Debug socket");
   debugSocket.StartUdpServer();
   ReceiveLoop(mainActivity, opsActivity, debugSocket, board, answerLimit).run();
 
@@ -139,7 +137,7 @@ int main(int argc, char* argv[]) {
   }
   opsActivity.stop();
   mainActivity.stop();
-  LOG_HERE(INFO, 658, "Finished");
+  LOG(INFO, atMain, 658, "Finished");
   if (!workersEnded) leave(EXIT_SUCCESS);
   delete g_traceObject;
   g_traceObject = nullptr;

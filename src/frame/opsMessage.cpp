@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include "Guard.h"
+#include "TraceObject.h"
 #include "executeCommand.h"
 #include "frame/deletePersistentIssConfig.h"
 #include "frame/routeAnswer.h"
@@ -12,12 +13,10 @@
 #include "link/MsgArray.h"
 #include "message/MsgHandle.h"
 #include "services/SrvIss.h"
-#include "trace.h"
-
-#define LOG_HERE(LEVEL, line, format, ...) \
-  TRACE(LEVEL, "main", line, "main", format __VA_OPT__(, ) __VA_ARGS__)
 
 namespace {
+
+constexpr LogPlace atMain{"main", "main"};
 
 constexpr const char* commitMarker = "/persistency/iss/default_conf.commit";
 constexpr const char* openPorts = "/bin/sh -c /etc/iss/openPorts.sh";
@@ -29,7 +28,7 @@ bool run(const char* command) {
 }
 
 void touchReadyMarker(int line) {
-  if (!run("touch /tmp/iss_is_ready")) LOG_HERE(ERROR, line, "Failed to touch /tmp/iss_is_ready");
+  if (!run("touch /tmp/iss_is_ready")) LOG(ERROR, atMain, line, "Failed to touch /tmp/iss_is_ready");
 }
 
 /// Messages may have been waiting for ISS.
@@ -43,9 +42,9 @@ void createCommitMarker() {
 }
 
 void opsReady(OtnIpcMsg& msg, bool csmBoard) {
-  LOG_HERE(INFO, 355, "OPS ready to receive messages.\n");
+  LOG(INFO, atMain, 355, "OPS ready to receive messages.\n");
   if (!csmBoard || access(commitMarker, F_OK) == 0) return;
-  LOG_HERE(INFO, 362, "Creating default.conf!\n");
+  LOG(INFO, atMain, 362, "Creating default.conf!\n");
   CreateDefaultScriptPacket(msg);
   opsSocket.sentPacket(&msg, sizeof msg);
 }
@@ -55,7 +54,7 @@ void defaultScriptDone(bool csmBoard) {
   issReady = 1;
   if (csmBoard) {
     createCommitMarker();
-    LOG_HERE(INFO, 380, "default.conf created!\n");
+    LOG(INFO, atMain, 380, "default.conf created!\n");
     run(openPorts);
   }
   touchReadyMarker(386);
@@ -63,20 +62,20 @@ void defaultScriptDone(bool csmBoard) {
 }
 
 void reloadSucceeded(bool csmBoard) {
-  LOG_HERE(INFO, 396, "MSR reload succeeded");
+  LOG(INFO, atMain, 396, "MSR reload succeeded");
   SrvIss::getInstance().sendIssStatusChange(true);
   issReady = 1;
   if (csmBoard) {
     run(openPorts);
-    LOG_HERE(DEBUG2, 408, "execute command for opening ports = %s\n", openPorts);
+    LOG(DEBUG2, atMain, 408, "execute command for opening ports = %s\n", openPorts);
   }
-  if (!run("touch /tmp/iss_msr_succeeded")) LOG_HERE(ERROR, 416, "Failed to touch /tmp/iss_msr_succeeded");
+  if (!run("touch /tmp/iss_msr_succeeded")) LOG(ERROR, atMain, 416, "Failed to touch /tmp/iss_msr_succeeded");
   touchReadyMarker(420);
   wakeSender();
 }
 
 void reloadFailed(bool csmBoard) {
-  LOG_HERE(CRITICAL, 428, "MSR RELOAD FAILED!");
+  LOG(CRITICAL, atMain, 428, "MSR RELOAD FAILED!");
   if (csmBoard) deletePersistentIssConfig();
   reportCriticalEvent("CORRUPTED CONFIG FILE! REMOVED ISS CONFIG AND REBOOT!\n");
 }
@@ -125,13 +124,13 @@ void handleOpsMessage(OtnIpcMsg& msg, const std::string& boardName, CriticalActi
       reloadFailed(csmBoard);
       break;
     case OpsMessage::Alive:
-      LOG_HERE(DEBUG2, 439, "Received ALIVE message\n");
+      LOG(DEBUG2, atMain, 439, "Received ALIVE message\n");
       opsActivity.kick();
       break;
     case OpsMessage::CpuThreshold: {
       const std::string_view name = GetThreadName(msg);
-      LOG_HERE(INFO, 444, "CPU exceeds threshold for thread %.*s\n", static_cast<int>(name.size()),
-               name.data());
+      LOG(INFO, atMain, 444, "CPU exceeds threshold for thread %.*s\n", static_cast<int>(name.size()),
+          name.data());
       break;
     }
     case OpsMessage::PortStatusChange:
@@ -141,11 +140,11 @@ void handleOpsMessage(OtnIpcMsg& msg, const std::string& boardName, CriticalActi
       routed = routeAnswer(msg, debugSocket);
       break;
     case OpsMessage::Unexpected:
-      LOG_HERE(ERROR, 624, "unexpected message received from OPS\n");
+      LOG(ERROR, atMain, 624, "unexpected message received from OPS\n");
       break;
   }
   IssProcessing = 0;
-  LOG_HERE(DEBUG3, 628, "send signal cond2\n");
+  LOG(DEBUG3, atMain, 628, "send signal cond2\n");
   // Only a routed answer lets the sender go on: it waits for the answer to its own message.
   if (routed) pthread_cond_signal(&cond2);
 }

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <memory>
 
+#include "TraceObject.h"
 #include "frame/OBclientComponent.h"
 #include "link/deadline.h"
 #include "link/running.h"
@@ -14,11 +15,12 @@
 #include "services/SrvSmartSfp.h"
 #include "services/SrvSyncE.h"
 #include "services/Workers.h"
-#include "trace.h"
 
 std::atomic<int32_t> otnThreadRunning;
 
 namespace {
+
+constexpr LogPlace atStartOtnComm{"main", "start_otn_comm"};
 
 constexpr int startChecks = 5;
 constexpr std::chrono::seconds checkInterval{1};
@@ -47,7 +49,7 @@ bool waitForOtnThread() {
 
 void* start_otn_comm(void* arg) {
   const bool noAcPort = arg != nullptr && *static_cast<const bool*>(arg);
-  TRACE(INFO, "main", 673, "start_otn_comm", "OTNBUS thread started\n");
+  LOG(INFO, atStartOtnComm, 673, "OTNBUS thread started\n");
 
   const OBcomponent::ExtraCfg cfg{nullptr, false};
   auto component = std::make_unique<OBclientComponent>("Trelvik", &cfg);
@@ -72,7 +74,7 @@ void* start_otn_comm(void* arg) {
     SrvIssMgr::destroyInstance();
   }
   ochStub.reset();
-  TRACE(DEBUG1, "main", 710, "start_otn_comm", "OTNBUS thread stopped");
+  LOG(DEBUG1, atStartOtnComm, 710, "OTNBUS thread stopped");
   if (!workersEnded) {
     // Workers that still run find their services alive; the process ends under them.
     static_cast<void>(services.release());

@@ -1,5 +1,6 @@
 #include "frame/routeAnswer.h"
 
+#include "TraceObject.h"
 #include "frame/slotReply.h"
 #include "frame/slotText.h"
 #include "link/CriticalActivity.h"
@@ -7,12 +8,10 @@
 #include "link/SrvDbg.h"
 #include "message/MsgHandle.h"
 #include "printable.h"
-#include "trace.h"
-
-#define LOG_HERE(LEVEL, line, format, ...) \
-  TRACE(LEVEL, "main", line, "main", format __VA_OPT__(, ) __VA_ARGS__)
 
 namespace {
+
+constexpr LogPlace atMain{"main", "main"};
 
 bool isLast(const MsgArrayEntry& slot) {
   return slot.msgNo == slot.msgCount;
@@ -20,8 +19,8 @@ bool isLast(const MsgArrayEntry& slot) {
 
 /// The reply will not say it, so the log does.
 void tellRefusal(const MsgArrayEntry& slot, const OtnIpcMsg& answer, const char* whoIsNotTold) {
-  LOG_HERE(WARNING, __LINE__, "ISS refused %s: \"%s\"%s", slotText(slot).text,
-           Printable(fieldText(answer.errorString)).c_str(), whoIsNotTold);
+  LOG(WARNING, atMain, HERE, "ISS refused %s: \"%s\"%s", slotText(slot).text,
+      Printable(fieldText(answer.errorString)).c_str(), whoIsNotTold);
 }
 
 /// True when ISS refused the message of a bus caller, which is then told to the log and to the monitor.
@@ -35,13 +34,13 @@ bool refused(const MsgArrayEntry& slot, const OtnIpcMsg& answer, const char* eve
 void answerPortParams(MsgArrayEntry& slot, const OtnIpcMsg& answer) {
   if (!refused(slot, answer, "OPS REPORTED ERROR IN REPLY MESSAGE!\n") && IsCreateMgmtTunnelPacket(answer))
     StoreDcnTunnelIds(answer);
-  LOG_HERE(DEBUG3, 473, "Sending reply msg to OTNBus\n");
+  LOG(DEBUG3, atMain, 473, "Sending reply msg to OTNBus\n");
   replyPortParams(slot, isLast(slot));
 }
 
 void answerSyncE(MsgArrayEntry& slot, const OtnIpcMsg& answer) {
   refused(slot, answer, "OPS REPORTED ERROR IN SYNCE REPLY MESSAGE!\n");
-  LOG_HERE(DEBUG3, 499, "Sending reply msg to OTNBus\n");
+  LOG(DEBUG3, atMain, 499, "Sending reply msg to OTNBus\n");
   replySyncE(slot, isLast(slot));
 }
 
@@ -49,7 +48,7 @@ void answerIssMgr(MsgArrayEntry& slot, const OtnIpcMsg& answer) {
   refused(slot, answer, "OPS REPORTED ERROR IN ISSMGR REPLY MESSAGE!\n");
   if (IsEtsFpIdPacket(answer)) StoreEtsFpIds(answer);
   if (IsMstFpIdPacket(answer)) StoreMstFpIds(answer);
-  LOG_HERE(DEBUG3, 534, "Sending reply msg to OTNBus\n");
+  LOG(DEBUG3, atMain, 534, "Sending reply msg to OTNBus\n");
   std::pair<int32_t, int32_t> ids;
   GetFpIds(answer, ids);
   replyIssMgr(slot, isLast(slot), ids);
@@ -57,20 +56,20 @@ void answerIssMgr(MsgArrayEntry& slot, const OtnIpcMsg& answer) {
 
 void answerSmartSfp(MsgArrayEntry& slot, const OtnIpcMsg& answer) {
   refused(slot, answer, "OPS REPORTED ERROR IN SMARTSFP REPLY MESSAGE!\n");
-  LOG_HERE(DEBUG3, 567, "Sending reply msg to OTNBus\n");
+  LOG(DEBUG3, atMain, 567, "Sending reply msg to OTNBus\n");
   replySmartSfp(slot, isLast(slot), ParseFpIdandPorts(answer));
 }
 
 void answerRedundancy(const MsgArrayEntry& slot, const OtnIpcMsg& answer) {
-  LOG_HERE(DEBUG3, 589, "Redundancystate reply msg received from OPS\n");
+  LOG(DEBUG3, atMain, 589, "Redundancystate reply msg received from OPS\n");
   if (!IsOpsError(answer)) return;
-  LOG_HERE(ERROR, 593, "OPS REPORTED ERROR IN REDUNDANCY REPLY MESSAGE!\n");
+  LOG(ERROR, atMain, 593, "OPS REPORTED ERROR IN REDUNDANCY REPLY MESSAGE!\n");
   tellRefusal(slot, answer, "");
   reportCriticalEvent("OPS REPORTED ERROR IN REDUNDANCY REPLY MESSAGE!\n");
 }
 
 void answerDebugClient(const OtnIpcMsg& answer, SrvDbg& debugSocket) {
-  LOG_HERE(DEBUG3, 452, "Sending reply msg to debug socket\n");
+  LOG(DEBUG3, atMain, 452, "Sending reply msg to debug socket\n");
   debugSocket.sendReply(&answer, sizeof answer);
 }
 
@@ -78,7 +77,7 @@ void answerDebugClient(const OtnIpcMsg& answer, SrvDbg& debugSocket) {
 
 bool routeAnswer(const OtnIpcMsg& answer, SrvDbg& debugSocket) {
   MsgArrayEntry& slot = MsgArray[readpointer];
-  LOG_HERE(DEBUG3, 449, "MESSAGE SOURCE %d\n", static_cast<int>(slot.source));
+  LOG(DEBUG3, atMain, 449, "MESSAGE SOURCE %d\n", static_cast<int>(slot.source));
   switch (slot.source) {
     case MsgSource::PortParams:
       answerPortParams(slot, answer);

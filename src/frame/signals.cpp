@@ -9,11 +9,14 @@
 #include <iterator>
 
 #include "OBcomponent.h"
+#include "TraceObject.h"
 #include "link/running.h"
 #include "stopPending.h"
-#include "trace.h"
 
 namespace {
+
+constexpr LogPlace atHandleSig{"main", "handle_sig"};
+constexpr LogPlace atHandleSigPipe{"main", "handle_sig_pipe"};
 
 constexpr int handledSignals[] = {SIGTERM, SIGQUIT, SIGINT, SIGPIPE};
 
@@ -44,8 +47,8 @@ void handle_sig(int sig) {
   OBcomponent* component = OBcomponent::static_obc;
   if (running == 0) component = nullptr;
   if (component != nullptr) snprintf(componentName, sizeof componentName, "%s", component->name());
-  TRACE(NOTICE, "main", 66, "handle_sig", "Signal %s (%d) received: killing %s and stopping threads",
-        strsignal(sig), sig, componentName);
+  LOG(NOTICE, atHandleSig, 66, "Signal %s (%d) received: killing %s and stopping threads", strsignal(sig),
+      sig, componentName);
   if (component != nullptr) component->sendKillMsgToSelf();
   running = 0;
   errno = error;
@@ -53,7 +56,7 @@ void handle_sig(int sig) {
 
 void handle_sig_pipe(int sig) {
   const int error = errno;
-  TRACE(NOTICE, "main", 76, "handle_sig_pipe", "Signal %s (%d) received", strsignal(sig), sig);
+  LOG(NOTICE, atHandleSigPipe, 76, "Signal %s (%d) received", strsignal(sig), sig);
   errno = error;
 }
 

@@ -1,27 +1,26 @@
 #include "frame/slotReply.h"
 
+#include "TraceObject.h"
 #include "link/MsgArray.h"
 #include "services/SrvIss.h"
 #include "services/SrvIssMgr.h"
 #include "services/SrvSmartSfp.h"
 #include "services/SrvSyncE.h"
-#include "trace.h"
-
-#define LOG_HERE(LEVEL, line, format, ...) \
-  TRACE(LEVEL, "main", line, "main", format __VA_OPT__(, ) __VA_ARGS__)
 
 namespace {
+
+constexpr LogPlace atMain{"main", "main"};
 
 template <class Service, class Reply>
 void replyWhenLast(MsgArrayEntry& slot, Service* service, bool last, int logLine, Reply reply) {
   if (service == nullptr || service->stub() == nullptr) {
-    LOG_HERE(ERROR, __LINE__, "no service to send the reply of this answer, source %d",
-             static_cast<int>(slot.source));
+    LOG(ERROR, atMain, HERE, "no service to send the reply of this answer, source %d",
+        static_cast<int>(slot.source));
     if (last) OBstubReply::release(std::exchange(slot.reply, nullptr));
     return;
   }
   if (!last) return;
-  LOG_HERE(DEBUG3, logLine, "send reply over OTNbus\n");
+  LOG(DEBUG3, atMain, logLine, "send reply over OTNbus\n");
   reply(*service->stub(), std::exchange(slot.reply, nullptr), slot.arguments);
 }
 
@@ -59,7 +58,7 @@ void replySmartSfp(MsgArrayEntry& slot, bool last, uint32_t ports) {
                 [ports](OBsetSmartSfpParams_1_0_S& stub, OBstubReply* reply, const SavedArguments& saved) {
                   stub.setSmartSfpParams_reply(reply, saved.enableFilter, saved.action, saved.sendOutPDU,
                                                ports, saved.size, std::string());
-                  LOG_HERE(DEBUG3, 580, "sent reply over OTNbus\n");
+                  LOG(DEBUG3, atMain, 580, "sent reply over OTNbus\n");
                 });
 }
 

@@ -12,12 +12,16 @@
 #include <cstdio>
 #include <cstring>
 
+#include "TraceObject.h"
 #include "link/running.h"
-#include "trace.h"
 
 IssSocket opsSocket;
 
 namespace {
+
+constexpr LogPlace atStartTcpClient{"IssSocket", "StartTcpClient"};
+constexpr LogPlace atSentPacket{"IssSocket", "sentPacket"};
+constexpr LogPlace atGetPacket{"IssSocket", "getPacket"};
 
 constexpr uint16_t opsPort = 8000;
 /// How long a wait for the peer goes on before it looks whether the process is to stop, ms.
@@ -138,8 +142,7 @@ int IssSocket::StartTcpClient() {
   const int debug = 1;
   setsockopt(fd, SOL_SOCKET, SO_DEBUG, &debug, sizeof debug);
   if (fd < 0) {
-    TRACE(WARNING, "IssSocket", 40, "StartTcpClient", "Opening OPS socket() failed (%d): %s\n", error,
-          strerror(error));
+    LOG(WARNING, atStartTcpClient, 40, "Opening OPS socket() failed (%d): %s\n", error, strerror(error));
     return 1;
   }
   addr.sin_family = AF_INET;
@@ -154,8 +157,7 @@ int IssSocket::StartTcpClient() {
     reset(fd);
   }
   if (refused == 0) return 0;
-  TRACE(WARNING, "IssSocket", 49, "StartTcpClient", "OPS socket connection failed (%d): %s\n", refused,
-        strerror(refused));
+  LOG(WARNING, atStartTcpClient, 49, "OPS socket connection failed (%d): %s\n", refused, strerror(refused));
   return 1;
 }
 
@@ -169,7 +171,7 @@ ssize_t IssSocket::sentPacket(const void* buffer, size_t length) {
   const ssize_t result = sendUnlessStopping(fd, static_cast<const char*>(buffer), length, until);
   if (result == -1) {
     const int error = errno;
-    TRACE(ERROR, "IssSocket", 81, "sentPacket", "Failed to send msg to ISS: %s", strerror(error));
+    LOG(ERROR, atSentPacket, 81, "Failed to send msg to ISS: %s", strerror(error));
     if (error == ETIMEDOUT) shutdown(fd, SHUT_RDWR);
     errno = error;
   }
@@ -178,8 +180,7 @@ ssize_t IssSocket::sentPacket(const void* buffer, size_t length) {
 
 ssize_t IssSocket::getPacket(void* buffer, size_t length) {
   const ssize_t result = read(fd, buffer, length);
-  if (result == -1)
-    TRACE(ERROR, "IssSocket", 92, "getPacket", "Failed to receive msg from ISS: %s", strerror(errno));
+  if (result == -1) LOG(ERROR, atGetPacket, 92, "Failed to receive msg from ISS: %s", strerror(errno));
   return result;
 }
 

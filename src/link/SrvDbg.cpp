@@ -6,9 +6,11 @@
 #include <cerrno>
 #include <cstring>
 
-#include "trace.h"
+#include "TraceObject.h"
 
 namespace {
+
+constexpr LogPlace atStartUdpServer{"SrvDbg", "StartUdpServer"};
 
 constexpr char serverPath[] = "/tmp/socket-server";
 constexpr char clientPath[] = "/tmp/socket-client";
@@ -29,7 +31,7 @@ SrvDbg::~SrvDbg() {
 int SrvDbg::StartUdpServer() {
   fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
   if (fd < 0) {
-    TRACE(WARNING, "SrvDbg", 33, "StartUdpServer", "opening debug socket() failed\n");
+    LOG(WARNING, atStartUdpServer, 33, "opening debug socket() failed\n");
     return 1;
   }
   setPath(serverAddr, serverPath);
@@ -38,13 +40,13 @@ int SrvDbg::StartUdpServer() {
   if (bind(fd, reinterpret_cast<const sockaddr*>(&serverAddr), sizeof serverAddr) != 0) {
     // Why what stands at the path could not be removed says more than that the path is in use.
     const int error = stays != 0 ? stays : errno;
-    TRACE(WARNING, "SrvDbg", 43, "StartUdpServer", "Debug socket binding failed\n");
-    TRACE(WARNING, "SrvDbg", __LINE__, "StartUdpServer",
-          "No debug socket at %s (%s): remove what stands there and start the daemon again\n", serverPath,
-          strerror(error));
+    LOG(WARNING, atStartUdpServer, 43, "Debug socket binding failed\n");
+    LOG(WARNING, atStartUdpServer, HERE,
+        "No debug socket at %s (%s): remove what stands there and start the daemon again\n", serverPath,
+        strerror(error));
     return 1;
   }
-  TRACE(INFO, "SrvDbg", 50, "StartUdpServer", "Debug socket up [fd=%d]\n", fd);
+  LOG(INFO, atStartUdpServer, 50, "Debug socket up [fd=%d]\n", fd);
   return 0;
 }
 

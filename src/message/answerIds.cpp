@@ -2,18 +2,27 @@
 #include <cstring>
 
 #include "PortBitmap.h"
+#include "TraceObject.h"
 #include "message/MsgHandle.h"
 #include "services/DcnTunnel.h"
 #include "services/SrvIssMgr.h"
 #include "services/SrvSmartSfp.h"
-#include "trace.h"
+
+namespace {
+
+constexpr LogPlace atStoreDcnTunnelIds{"MsgHandle", "StoreDcnTunnelIds"};
+constexpr LogPlace atStoreEtsFpIds{"MsgHandle", "StoreEtsFpIds"};
+constexpr LogPlace atStoreMstFpIds{"MsgHandle", "StoreMstFpIds"};
+constexpr LogPlace atGetFpIds{"MsgHandle", "GetFpIds"};
+constexpr LogPlace atParseFpIdandPorts{"MsgHandle", "ParseFpIdandPorts"};
+
+}  // namespace
 
 EtsFpIds g_EtsFpId;
 
 bool StoreDcnTunnelIds(const OtnIpcMsg& msg) {
   const ops::TunnelEntry& entry = msg.payload.mapping.entry;
-  TRACE(DEBUG3, "MsgHandle", 253, "StoreDcnTunnelIds", "store DCN tunnels port: %d",
-        static_cast<int>(entry.pwPort));
+  LOG(DEBUG3, atStoreDcnTunnelIds, 253, "store DCN tunnels port: %d", static_cast<int>(entry.pwPort));
   if (DcnTunnelEntry* tunnel = dcnTunnelOfPort(entry.pwPort))
     *tunnel = {entry.tunnelId, entry.vpnId, entry.pwId, entry.tunnelIndex};
   return true;
@@ -25,22 +34,19 @@ bool StoreEtsFpIds(const OtnIpcMsg& msg) {
   switch (rule.encapType) {
     case ops::encapL2:
       g_EtsFpId.l2 = rule.fpId0;
-      TRACE(DEBUG3, "MsgHandle", 277, "StoreEtsFpIds", "ETS Fp ID: %d for L2 EncapType",
-            static_cast<int>(rule.fpId0));
+      LOG(DEBUG3, atStoreEtsFpIds, 277, "ETS Fp ID: %d for L2 EncapType", static_cast<int>(rule.fpId0));
       break;
     case ops::encapL3:
-      TRACE(DEBUG3, "MsgHandle", 280, "StoreEtsFpIds", "No storage done for ETS Fp ID for L3 EncapType");
+      LOG(DEBUG3, atStoreEtsFpIds, 280, "No storage done for ETS Fp ID for L3 EncapType");
       break;
     case ops::encapMpls:
       g_EtsFpId.mpls0 = rule.fpId0;
       g_EtsFpId.mpls1 = rule.fpId1;
-      TRACE(DEBUG3, "MsgHandle", 285, "StoreEtsFpIds", "ETS Fp ID0: %d for MPLS EncapType",
-            static_cast<int>(rule.fpId0));
-      TRACE(DEBUG3, "MsgHandle", 286, "StoreEtsFpIds", "ETS Fp ID1: %d for MPLS EncapType",
-            static_cast<int>(rule.fpId1));
+      LOG(DEBUG3, atStoreEtsFpIds, 285, "ETS Fp ID0: %d for MPLS EncapType", static_cast<int>(rule.fpId0));
+      LOG(DEBUG3, atStoreEtsFpIds, 286, "ETS Fp ID1: %d for MPLS EncapType", static_cast<int>(rule.fpId1));
       break;
     default:
-      TRACE(DEBUG3, "MsgHandle", 289, "StoreEtsFpIds", "ETS Fp ID not set wrong EncapType ");
+      LOG(DEBUG3, atStoreEtsFpIds, 289, "ETS Fp ID not set wrong EncapType ");
   }
   return true;
 }
@@ -59,10 +65,10 @@ void storeMstpWanIds(const OtnIpcMsg& msg) {
   const uint32_t pbmp = portListToBitmap(rule.portList);
   const int32_t mplsLabel = labelAt(msg, ops::mplsLabelEntryOffset);
   const int32_t pwLabel = labelAt(msg, ops::pwLabelEntryOffset);
-  TRACE(DEBUG2, "MsgHandle", 343, "StoreMstFpIds",
-        "**** mpls=0x%x, pw=0x%x, portList: 0x%02x 0x%02x 0x%02x 0x%02x => pbmp=0x%x ****",
-        static_cast<unsigned>(mplsLabel), static_cast<unsigned>(pwLabel), rule.portList[0], rule.portList[1],
-        rule.portList[2], rule.portList[3], pbmp);
+  LOG(DEBUG2, atStoreMstFpIds, 343,
+      "**** mpls=0x%x, pw=0x%x, portList: 0x%02x 0x%02x 0x%02x 0x%02x => pbmp=0x%x ****",
+      static_cast<unsigned>(mplsLabel), static_cast<unsigned>(pwLabel), rule.portList[0], rule.portList[1],
+      rule.portList[2], rule.portList[3], pbmp);
   SrvIssMgr::getInstance().storeMstpWanConfigFpIds(pbmp, mplsLabel, pwLabel, static_cast<int32_t>(rule.fpId0),
                                                    static_cast<int32_t>(rule.fpId1));
 }
@@ -74,7 +80,7 @@ bool StoreMstFpIds(const OtnIpcMsg& msg) {
   const bool created = rule.actionCode == ops::actionCreate;
   switch (rule.encapType) {
     case ops::encapL3:
-      TRACE(DEBUG3, "MsgHandle", 321, "StoreMstFpIds", "No storage done for MST Fp ID for L3 EncapType");
+      LOG(DEBUG3, atStoreMstFpIds, 321, "No storage done for MST Fp ID for L3 EncapType");
       break;
     case ops::encapMpls:
       if (created) storeMstpWanIds(msg);
@@ -83,7 +89,7 @@ bool StoreMstFpIds(const OtnIpcMsg& msg) {
       if (created) SrvIssMgr::getInstance().setMstpLanFpId(rule.fpId0);
       break;
     default:
-      TRACE(DEBUG3, "MsgHandle", 353, "StoreMstFpIds", "MST Fp ID not set wrong EncapType ");
+      LOG(DEBUG3, atStoreMstFpIds, 353, "MST Fp ID not set wrong EncapType ");
   }
   return true;
 }
@@ -91,7 +97,7 @@ bool StoreMstFpIds(const OtnIpcMsg& msg) {
 void GetFpIds(const OtnIpcMsg& msg, std::pair<int32_t, int32_t>& ids) {
   const ops::InterestedPacket& rule = msg.payload.rule;
   ids = {static_cast<int32_t>(rule.fpId0), static_cast<int32_t>(rule.fpId1)};
-  TRACE(DEBUG3, "MsgHandle", 362, "GetFpIds", "Returning FPIDs=%d,%d", ids.first, ids.second);
+  LOG(DEBUG3, atGetFpIds, 362, "Returning FPIDs=%d,%d", ids.first, ids.second);
 }
 
 uint32_t ParseFpIdandPorts(const OtnIpcMsg& msg) {
@@ -99,9 +105,8 @@ uint32_t ParseFpIdandPorts(const OtnIpcMsg& msg) {
   const ops::InterestedPacket& rule = msg.payload.rule;
   SrvSmartSfp::getInstance().setFpId(static_cast<int32_t>(rule.fpId0));
   const uint32_t pbmp = portListToBitmap(rule.portList);
-  TRACE(DEBUG3, "MsgHandle", 414, "ParseFpIdandPorts",
-        "**** portList: 0x%02x 0x%02x 0x%02x 0x%02x => pbmp=0x%x ****", rule.portList[0], rule.portList[1],
-        rule.portList[2], rule.portList[3], pbmp);
+  LOG(DEBUG3, atParseFpIdandPorts, 414, "**** portList: 0x%02x 0x%02x 0x%02x 0x%02x => pbmp=0x%x ****",
+      rule.portList[0], rule.portList[1], rule.portList[2], rule.portList[3], pbmp);
   return pbmp;
 }
 

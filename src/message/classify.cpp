@@ -1,7 +1,14 @@
 #include <cstring>
 
+#include "TraceObject.h"
 #include "message/MsgHandle.h"
-#include "trace.h"
+
+namespace {
+
+constexpr LogPlace atIsCreateMgmtTunnelPacket{"MsgHandle", "IsCreateMgmtTunnelPacket"};
+constexpr LogPlace atMSRReloadFailed{"MsgHandle", "MSRReloadFailed"};
+
+}  // namespace
 
 int CopyPacket(OtnIpcMsg& destination, const uint8_t* source) {
   memcpy(&destination, source, sizeof destination);
@@ -63,7 +70,7 @@ bool IsCreateMgmtTunnelPacket(const OtnIpcMsg& msg) {
   if (msg.msgType != MGMT_INTERFACE_MAPPING_IND ||
       msg.payload.mapping.mapFlag != ops::MgmtInterfaceMapping::map)
     return false;
-  TRACE(DEBUG3, "MsgHandle", 242, "IsCreateMgmtTunnelPacket", "IsCreateMgmtTunnelPacket");
+  LOG(DEBUG3, atIsCreateMgmtTunnelPacket, 242, "IsCreateMgmtTunnelPacket");
   return true;
 }
 
@@ -77,7 +84,7 @@ bool IsMstFpIdPacket(const OtnIpcMsg& msg) {
 
 bool MSRReloadFailed(const OtnIpcMsg& msg) {
   const uint8_t flag = msg.payload.msrReload.reloadStatus;
-  TRACE(DEBUG1, "MsgHandle", 210, "MSRReloadFailed", "MSR Reload status flag = %d", flag);
+  LOG(DEBUG1, atMSRReloadFailed, 210, "MSR Reload status flag = %d", flag);
   return flag != 0;
 }
 

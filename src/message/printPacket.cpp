@@ -1,14 +1,15 @@
 #include <algorithm>
 
 #include "RedundancyState.h"
+#include "TraceObject.h"
 #include "message/MsgHandle.h"
-#include "trace.h"
 
 // Every line of the dump: source and function are the same throughout.
-#define DUMP(LEVEL, line, format, ...) \
-  TRACE(LEVEL, "MsgHandle", line, "printPacket", format __VA_OPT__(, ) __VA_ARGS__)
+#define DUMP(LEVEL, line, format, ...) LOG(LEVEL, atPrintPacket, line, format __VA_OPT__(, ) __VA_ARGS__)
 
 namespace {
+
+constexpr LogPlace atPrintPacket{"MsgHandle", "printPacket"};
 
 constexpr size_t zeroRecordDump = 100;  ///< bytes shown of a record of type 0
 

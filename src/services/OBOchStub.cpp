@@ -9,17 +9,19 @@
 
 #include "OBcomponent.h"
 #include "OBstubReply.h"
+#include "TraceObject.h"
 #include "executeCommand.h"
 #include "link/deadline.h"
 #include "link/running.h"
-#include "trace.h"
-
-#define LOG_HERE(LEVEL, function, format, ...) \
-  TRACE(LEVEL, "SrvIss", __LINE__, function, format __VA_OPT__(, ) __VA_ARGS__)
 
 namespace {
 
-constexpr const char* worker = "run_och_thread";
+constexpr LogPlace worker{"SrvIss", "run_och_thread"};
+constexpr LogPlace atOBOchStub{"SrvIss", "OBOchStub"};
+constexpr LogPlace atDestructor{"SrvIss", "~OBOchStub"};
+constexpr LogPlace atRegisterInterface{"SrvIss", "register_interface"};
+constexpr LogPlace atTriggerDataUser{"SrvIss", "triggerDataUser"};
+
 constexpr const char* startCommand = "screen -d -m /etc/rc.d/issStartScript.sh start";
 constexpr const char* stopCommand = "screen -d -m /etc/rc.d/issStartScript.sh stop";
 constexpr long pollInterval = 1000;      ///< ms between two looks at the marker file
@@ -46,9 +48,9 @@ bool run(const char* command) {
 
 void logUnhandled(int32_t state) {
   if (static_cast<DataUserState>(state) == DataUserState::INITIALIZED)
-    LOG_HERE(DEBUG1, worker, "%s is not handled", dataUserStateName(state));
+    LOG(DEBUG1, worker, HERE, "%s is not handled", dataUserStateName(state));
   else
-    LOG_HERE(ERROR, worker, "%s(%d) is not supported", dataUserStateName(state), state);
+    LOG(ERROR, worker, HERE, "%s(%d) is not supported", dataUserStateName(state), state);
 }
 
 bool issStarted() {
@@ -56,8 +58,8 @@ bool issStarted() {
   const std::filesystem::file_status status = std::filesystem::status(markerFile(), error);
   if (!std::filesystem::exists(status)) return false;
   if (error)
-    LOG_HERE(DEBUG1, worker, "Waiting for init ISS done '%s': %s", markerFile().c_str(),
-             error.message().c_str());
+    LOG(DEBUG1, worker, HERE, "Waiting for init ISS done '%s': %s", markerFile().c_str(),
+        error.message().c_str());
   return true;
 }
 
@@ -106,23 +108,23 @@ const char* dataUserStateName(int32_t state) {
 }
 
 OBOchStub::OBOchStub(OBcomponent* component) {
-  LOG_HERE(DEBUG1, "OBOchStub", "OBOchStub called");
+  LOG(DEBUG1, atOBOchStub, HERE, "OBOchStub called");
   component->add_interface(this);
 }
 
 OBOchStub::~OBOchStub() {
-  LOG_HERE(DEBUG1, "~OBOchStub", "~OBOchStub called");
+  LOG(DEBUG1, atDestructor, HERE, "~OBOchStub called");
   delete m_pStub;
 }
 
 void OBOchStub::register_interface(OBcomponent* component) {
-  LOG_HERE(DEBUG1, "register_interface", "OBOchStub::register_interface called");
+  LOG(DEBUG1, atRegisterInterface, HERE, "OBOchStub::register_interface called");
   m_pStub = new OBOchTriggerTrelvik_1_0_S(this, component);
   m_pStub->register_asynchronous("TrelvikOchTriggerAsync");
 }
 
 void OBOchStub::triggerDataUser(OBstubReply* reply, int32_t state, bool) {
-  LOG_HERE(DEBUG1, "triggerDataUser", "%s", dataUserStateName(state));
+  LOG(DEBUG1, atTriggerDataUser, HERE, "%s", dataUserStateName(state));
   const auto request = std::make_unique<OchTriggerRequest>(OchTriggerRequest{state, reply, m_pStub});
   pthread_t thread;
   if (pthread_create(&thread, nullptr, run_och_thread, request.get()) == 0)
@@ -134,10 +136,10 @@ void OBOchStub::triggerDataUser(OBstubReply* reply, int32_t state, bool) {
 void* run_och_thread(void* argument) {
   const auto* request = static_cast<const OchTriggerRequest*>(argument);
   if (request == nullptr) {
-    LOG_HERE(ERROR, worker, "Incoming parameters are invalid");
+    LOG(ERROR, worker, HERE, "Incoming parameters are invalid");
     return nullptr;
   }
-  LOG_HERE(DEBUG1, worker, "%s", dataUserStateName(request->state));
+  LOG(DEBUG1, worker, HERE, "%s", dataUserStateName(request->state));
   const bool result = act(request->state);
   do {
     if (!waitForNextLook()) {

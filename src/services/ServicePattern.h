@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "OBstubReply.h"
+#include "TraceObject.h"
 #include "link/MsgArray.h"
 #include "services/Workers.h"
 
@@ -44,8 +45,7 @@ int startWorker(std::unique_ptr<Request> request) {
 
 /// What a service's overflow line shows: its line numbers for the two ways in which the ring can be full.
 struct OverflowLine {
-  const char* source;
-  const char* function;
+  LogPlace place;
   int behindReader;
   int aheadOfReader;
 };

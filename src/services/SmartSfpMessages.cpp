@@ -3,13 +3,12 @@
 #include <sstream>
 
 #include "PortBitmap.h"
+#include "TraceObject.h"
 #include "services/FilterRule.h"
-#include "trace.h"
-
-#define LOG_HERE(LEVEL, format, ...) \
-  TRACE(LEVEL, "SrvSmartSfp", __LINE__, "run_iss_SmartSfp_thread", format __VA_OPT__(, ) __VA_ARGS__)
 
 namespace {
+
+constexpr LogPlace worker{"SrvSmartSfp", "run_iss_SmartSfp_thread"};
 
 uint8_t ruleActionOf(const SmartSfpArguments& arguments) {
   if (arguments.fpId == 0) return ops::actionCreate;
@@ -25,15 +24,15 @@ OtnIpcMsg smartSfpRule(const SmartSfpArguments& arguments) {
   matchHalfWord(rule.entries[1], 4, 0x88B7);
   matchBytes(rule.entries[2], 11, {0x02, 0x7E, 0x51, 0xF1, 0xBC}, {0xFF, 0xFF, 0xFF, 0xFF, 0xFF});
   bitmapToPortList(arguments.pbmp, rule.portList);
-  LOG_HERE(DEBUG3, "L2Pbmp=0x%x => portListL2= 0x%02x 0x%02x 0x%02x 0x%02x", arguments.pbmp, rule.portList[0],
-           rule.portList[1], rule.portList[2], rule.portList[3]);
+  LOG(DEBUG3, worker, HERE, "L2Pbmp=0x%x => portListL2= 0x%02x 0x%02x 0x%02x 0x%02x", arguments.pbmp,
+      rule.portList[0], rule.portList[1], rule.portList[2], rule.portList[3]);
   rule.entryKind = ops::smartSfpRule;
   rule.encapType = ops::encapL2;
   rule.ruleWord = 2;
   rule.fpId0 = static_cast<uint32_t>(arguments.fpId);
   rule.entryCount = 4;  // the fourth entry stays zero
   rule.actionCode = ruleActionOf(arguments);
-  LOG_HERE(INFO, "FP %d action %d", arguments.fpId, rule.actionCode);
+  LOG(INFO, worker, HERE, "FP %d action %d", arguments.fpId, rule.actionCode);
   return msg;
 }
 
@@ -50,7 +49,7 @@ OtnIpcMsg smartSfpPdu(const SmartSfpArguments& arguments) {
   payload.pbmp = arguments.pbmp;
   payload.size = arguments.size;
   constexpr int sizeOfStr = 4;
-  LOG_HERE(DEBUG3, "Size of str:%d m_size:%d pbmp:%d fpId=%d", sizeOfStr, static_cast<int>(arguments.size),
-           static_cast<int>(arguments.pbmp), arguments.fpId);
+  LOG(DEBUG3, worker, HERE, "Size of str:%d m_size:%d pbmp:%d fpId=%d", sizeOfStr,
+      static_cast<int>(arguments.size), static_cast<int>(arguments.pbmp), arguments.fpId);
   return msg;
 }

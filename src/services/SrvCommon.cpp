@@ -1,8 +1,11 @@
 #include "services/SrvCommon.h"
 
-#include "trace.h"
+#include "TraceObject.h"
 
 namespace {
+
+constexpr LogPlace atGetTraceLevel{"SrvCommon", "get_trace_level"};
+constexpr LogPlace atSetTraceLevel{"SrvCommon", "set_trace_level"};
 
 constexpr uint32_t highestLevel = 10;
 
@@ -21,12 +24,12 @@ void SrvCommon::get_trace_level(int32_t& level) {
   level = 0;
   if (g_traceObject == nullptr || g_traceObject->levelHolder() == nullptr) return;
   level = g_traceObject->levelHolder()->level.load(std::memory_order_relaxed);
-  TRACE(NOTICE, "SrvCommon", 44, "get_trace_level", "Get trace level [%d]", level);
+  LOG(NOTICE, atGetTraceLevel, 44, "Get trace level [%d]", level);
 }
 
 void SrvCommon::set_trace_level(int32_t level) {
   if (g_traceObject == nullptr || g_traceObject->levelHolder() == nullptr) return;
-  TRACE(NOTICE, "SrvCommon", 37, "set_trace_level", "Set trace level to [%d]", level);
+  LOG(NOTICE, atSetTraceLevel, 37, "Set trace level to [%d]", level);
   if (static_cast<uint32_t>(level) <= highestLevel)
     g_traceObject->levelHolder()->level.store(level, std::memory_order_relaxed);
 }

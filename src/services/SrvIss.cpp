@@ -2,10 +2,14 @@
 
 #include <cstring>
 
+#include "TraceObject.h"
 #include "logAssertFailed.h"
-#include "trace.h"
 
 namespace {
+
+constexpr LogPlace atSetPortParams{"SrvIss", "setPortParams"};
+constexpr LogPlace atSendIssStatusChange{"SrvIss", "sendIssStatusChange"};
+constexpr LogPlace atSendLinkStatusChange{"SrvIss", "sendLinkStatusChange"};
 
 constexpr uint32_t pwVlanBase = 4000;
 
@@ -49,23 +53,22 @@ void SrvIss::register_notifications(OBcomponent*) {
 void SrvIss::setPortParams(OBstubReply* reply, uint32_t action, uint32_t ifType, uint32_t portNr,
                            uint32_t ifSpeed, bool bConfigure, uint32_t acVlan, uint32_t extra1,
                            uint32_t extra2) {
-  TRACE(DEBUG3, "SrvIss", __LINE__, "setPortParams", "SetPortParam message received over OTNBus\n");
+  LOG(DEBUG3, atSetPortParams, HERE, "SetPortParam message received over OTNBus\n");
   std::unique_ptr<SetPortParamsRequest> request(
       new SetPortParamsRequest{this, ReplyOwner(reply), action, ifType, portNr, portNr + pwVlanBase, ifSpeed,
                                bConfigure, acVlan, extra1, extra2, m_bNoAcPort});
   if (const int error = startWorker<run_iss_script_thread>(std::move(request)); error != 0)
-    TRACE(ERROR, "SrvIss", __LINE__, "setPortParams", "Failed to create thread: %s", strerror(error));
+    LOG(ERROR, atSetPortParams, HERE, "Failed to create thread: %s", strerror(error));
 }
 
 void SrvIss::sendIssStatusChange(bool bStatus) {
-  TRACE(DEBUG2, "SrvIss", __LINE__, "sendIssStatusChange", "bStatus=%s\n", upDown(bStatus));
+  LOG(DEBUG2, atSendIssStatusChange, HERE, "bStatus=%s\n", upDown(bStatus));
   if (m_pPortStatusNotifier != nullptr) m_pPortStatusNotifier->notifyIssStatus(bStatus);
 }
 
 void SrvIss::sendLinkStatusChange(uint32_t ifIndex, bool bPortAdminStatus, bool bPortOperationalStatus) {
-  TRACE(DEBUG2, "SrvIss", __LINE__, "sendLinkStatusChange",
-        "ifIndex=%u,bPortAdminStatus=%s,bPortOperationalStatus=%s\n", ifIndex, upDown(bPortAdminStatus),
-        upDown(bPortOperationalStatus));
+  LOG(DEBUG2, atSendLinkStatusChange, HERE, "ifIndex=%u,bPortAdminStatus=%s,bPortOperationalStatus=%s\n",
+      ifIndex, upDown(bPortAdminStatus), upDown(bPortOperationalStatus));
   if (m_pPortStatusNotifier != nullptr)
     m_pPortStatusNotifier->notifyLinkStatus(ifIndex, bPortAdminStatus, bPortOperationalStatus);
 }

@@ -3,16 +3,17 @@
 #include <cstring>
 
 #include "Guard.h"
-#include "trace.h"
+#include "TraceObject.h"
 
 namespace {
 
-constexpr const char* worker = "run_iss_redundancy_thread";
-constexpr const char* workerSource = "SrvRedundancy.cpp";
+constexpr LogPlace atRegisterInterface{"SrvRedundancy", "register_interface"};
+constexpr LogPlace atSetRedundantState{"SrvRedundancy", "setRedundantState"};
+constexpr LogPlace worker{"SrvRedundancy.cpp", "run_iss_redundancy_thread"};
 
 void traceQuery() {
-  TRACE(INFO, "SrvRedundancy", __LINE__, "register_interface",
-        "ask current status to redundancy mgr because we never obtained updates before we started");
+  LOG(INFO, atRegisterInterface, HERE,
+      "ask current status to redundancy mgr because we never obtained updates before we started");
 }
 
 }  // namespace
@@ -46,13 +47,11 @@ void SrvRedundancy::apply(int32_t queried) {
 }
 
 void SrvRedundancy::setRedundantState(int32_t state) {
-  TRACE(INFO, "SrvRedundancy", __LINE__, "setRedundantState", "setRedundantState: redundancyState=%s\n",
-        redundancyStateName(state));
+  LOG(INFO, atSetRedundantState, HERE, "setRedundantState: redundancyState=%s\n", redundancyStateName(state));
   std::unique_ptr<RedundancyRequest> request(new RedundancyRequest{this, ReplyOwner(nullptr), state});
   m_redundancyState = state;
   if (const int error = startWorker<run_iss_redundancy_thread>(std::move(request)); error != 0)
-    TRACE(ERROR, "SrvRedundancy", __LINE__, "setRedundantState", "Failed to create thread: %s",
-          strerror(error));
+    LOG(ERROR, atSetRedundantState, HERE, "Failed to create thread: %s", strerror(error));
 }
 
 OtnIpcMsg redundancyMessage(int32_t state) {
@@ -66,21 +65,21 @@ void run_iss_redundancy_thread(RedundancyRequest* argument) {
   const std::unique_ptr<RedundancyRequest> request(argument);
   {
     const Guard guard(&mutex);
-    TRACE(DEBUG2, workerSource, __LINE__, worker, "Processing setRedundantState with state = %s\n",
-          redundancyStateName(request->state));
+    LOG(DEBUG2, worker, HERE, "Processing setRedundantState with state = %s\n",
+        redundancyStateName(request->state));
     const OtnIpcMsg msg = redundancyMessage(request->state);
-    TRACE(DEBUG3, workerSource, __LINE__, worker, "mutex lock");
-    if (!admitBatch(1, {workerSource, worker, __LINE__, __LINE__})) return;
+    LOG(DEBUG3, worker, HERE, "mutex lock");
+    if (!admitBatch(1, {worker, HERE, HERE})) return;
     queueBatch(
         {&msg, 1}, MsgSource::Redundancy, request->reply,
-        [](int index) { TRACE(DEBUG3, workerSource, __LINE__, worker, "message writepoiter %d\n", index); },
+        [](int index) { LOG(DEBUG3, worker, HERE, "message writepoiter %d\n", index); },
         [&request](MsgArrayEntry& slot) {
           slot.redundancyService = request->service;
           slot.redundancyState = request->state;
         });
-    TRACE(DEBUG3, workerSource, __LINE__, worker, "send signal for sending message");
+    LOG(DEBUG3, worker, HERE, "send signal for sending message");
     pthread_cond_signal(&cond);
-    TRACE(DEBUG3, workerSource, __LINE__, worker, "mutex unlock");
+    LOG(DEBUG3, worker, HERE, "mutex unlock");
   }
-  TRACE(DEBUG2, workerSource, __LINE__, worker, "run_iss_redundancy_thread stopped");
+  LOG(DEBUG2, worker, HERE, "run_iss_redundancy_thread stopped");
 }

@@ -3,11 +3,16 @@
 #include <cstring>
 
 #include "Guard.h"
+#include "TraceObject.h"
 #include "logAssertFailed.h"
-#include "trace.h"
 
-#define LOG_HERE(LEVEL, function, format, ...) \
-  TRACE(LEVEL, "SrvSmartSfp", __LINE__, function, format __VA_OPT__(, ) __VA_ARGS__)
+namespace {
+
+constexpr LogPlace atSetFpId{"SrvSmartSfp", "setFpId"};
+constexpr LogPlace atSetSmartSfpParams{"SrvSmartSfp", "setSmartSfpParams"};
+constexpr LogPlace worker{"SrvSmartSfp", "run_iss_SmartSfp_thread"};
+
+}  // namespace
 
 SrvSmartSfp* SrvSmartSfp::m_pInstance = nullptr;
 
@@ -38,25 +43,23 @@ void SrvSmartSfp::register_interface(OBcomponent* component) {
 
 void SrvSmartSfp::setFpId(int32_t id) {
   m_fpId = id;
-  LOG_HERE(INFO, "setFpId", "smartSfp ID = %d", id);
+  LOG(INFO, atSetFpId, HERE, "smartSfp ID = %d", id);
 }
 
 void SrvSmartSfp::setSmartSfpParams(OBstubReply* reply, uint32_t enableFilter, uint32_t action,
                                     uint32_t sendOutPDU, uint32_t pbmp, uint32_t size, std::string pdu) {
-  LOG_HERE(DEBUG2, "setSmartSfpParams",
-           "setSmartSfpParams: enableFilter=%d, action=%d, sendOutPDU=%d,                   pbmp=%d, size=%d",
-           static_cast<int>(enableFilter), static_cast<int>(action), static_cast<int>(sendOutPDU),
-           static_cast<int>(pbmp), static_cast<int>(size));
+  LOG(DEBUG2, atSetSmartSfpParams, HERE,
+      "setSmartSfpParams: enableFilter=%d, action=%d, sendOutPDU=%d,                   pbmp=%d, size=%d",
+      static_cast<int>(enableFilter), static_cast<int>(action), static_cast<int>(sendOutPDU),
+      static_cast<int>(pbmp), static_cast<int>(size));
   std::unique_ptr<SmartSfpRequest> request(new SmartSfpRequest{
       this, ReplyOwner(reply),
       SmartSfpArguments{std::move(pdu), enableFilter, action, sendOutPDU, pbmp, size, fpId()}});
   if (const int error = startWorker<run_iss_SmartSfp_thread>(std::move(request)); error != 0)
-    LOG_HERE(ERROR, "setSmartSfpParams", "Failed to create thread: %s", strerror(error));
+    LOG(ERROR, atSetSmartSfpParams, HERE, "Failed to create thread: %s", strerror(error));
 }
 
 namespace {
-
-constexpr const char* worker = "run_iss_SmartSfp_thread";
 
 void replyUnchanged(SmartSfpRequest& request) {
   if (request.service->stub() == nullptr) return;
@@ -88,24 +91,23 @@ void run_iss_SmartSfp_thread(SmartSfpRequest* argument) {
   const std::unique_ptr<SmartSfpRequest> request(argument);
   const Guard guard(&mutex);
   const SmartSfpArguments& arguments = request->arguments;
-  LOG_HERE(
-      DEBUG2, worker,
+  LOG(DEBUG2, worker, HERE,
       "stub-process-thread: enableFilter=%d, action=%d, sendOutPDU=%d,                   L2Pbmp=%d, size=%d",
       static_cast<int>(arguments.enableFilter), static_cast<int>(arguments.action),
       static_cast<int>(arguments.sendOutPDU), static_cast<int>(arguments.pbmp),
       static_cast<int>(arguments.size));
   SmartSfpBatch batch{};
   buildSmartSfpMessages(arguments, batch);
-  LOG_HERE(DEBUG3, worker, "mutex lock");
-  if (!admitBatch(batch.count, {"SrvSmartSfp", worker, __LINE__, __LINE__})) {
+  LOG(DEBUG3, worker, HERE, "mutex lock");
+  if (!admitBatch(batch.count, {worker, HERE, HERE})) {
     replyUnchanged(*request);
     return;
   }
   queueBatch(
       {batch.messages, static_cast<size_t>(batch.count)}, MsgSource::SmartSfp, request->reply,
-      [](int index) { LOG_HERE(DEBUG3, worker, "message writepoiter %d", index); },
+      [](int index) { LOG(DEBUG3, worker, HERE, "message writepoiter %d", index); },
       [&request](MsgArrayEntry& slot) { fillSlot(slot, *request); });
-  LOG_HERE(DEBUG3, worker, "send signal for sending message");
+  LOG(DEBUG3, worker, HERE, "send signal for sending message");
   pthread_cond_signal(&cond);
-  LOG_HERE(DEBUG3, worker, "mutex unlock");
+  LOG(DEBUG3, worker, HERE, "mutex unlock");
 }

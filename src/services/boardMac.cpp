@@ -6,12 +6,14 @@
 #include <string>
 #include <string_view>
 
+#include "TraceObject.h"
 #include "printable.h"
-#include "trace.h"
 
 uint8_t macAddr[6];
 
 namespace {
+
+constexpr LogPlace atMain{"main", "main"};
 
 bool isHexDigit(char c) {
   return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
@@ -41,7 +43,7 @@ void storeBytes(const char* text) {
        token = strtok_r(nullptr, ":", &rest)) {
     errno = 0;
     const long value = strtol(token, nullptr, 16);
-    if (errno != 0) TRACE(NOTICE, "main", 155, "main", "not able to find mac: %s", strerror(errno));
+    if (errno != 0) LOG(NOTICE, atMain, 155, "not able to find mac: %s", strerror(errno));
     if (byte < sizeof macAddr) macAddr[byte++] = static_cast<uint8_t>(value);
   }
 }
@@ -51,11 +53,11 @@ void storeBytes(const char* text) {
 void readMacAddress(const char* text) {
   if (text != nullptr) storeBytes(text);
   if (text != nullptr && isMacAddress(text)) return;
-  TRACE(WARNING, "main", __LINE__, "main",
-        "ethaddr_first %s%s%s: the board's MAC address is taken as %02x:%02x:%02x:%02x:%02x:%02x; set it to "
-        "six "
-        "hexadecimal bytes such as 00:1a:2b:3c:4d:5e",
-        text != nullptr ? "is not a MAC address (\"" : "is not set",
-        Printable(text != nullptr ? text : "").c_str(), text != nullptr ? "\")" : "", macAddr[0], macAddr[1],
-        macAddr[2], macAddr[3], macAddr[4], macAddr[5]);
+  LOG(WARNING, atMain, HERE,
+      "ethaddr_first %s%s%s: the board's MAC address is taken as %02x:%02x:%02x:%02x:%02x:%02x; set it to "
+      "six "
+      "hexadecimal bytes such as 00:1a:2b:3c:4d:5e",
+      text != nullptr ? "is not a MAC address (\"" : "is not set",
+      Printable(text != nullptr ? text : "").c_str(), text != nullptr ? "\")" : "", macAddr[0], macAddr[1],
+      macAddr[2], macAddr[3], macAddr[4], macAddr[5]);
 }

@@ -1,11 +1,10 @@
 #include "Guard.h"
+#include "TraceObject.h"
 #include "services/SrvIssMgr.h"
-#include "trace.h"
-
-#define LOG_HERE(LEVEL, line, format, ...) \
-  TRACE(LEVEL, "SrvIssMgr", line, "run_iss_IssMgr_thread", format __VA_OPT__(, ) __VA_ARGS__)
 
 namespace {
+
+constexpr LogPlace worker{"SrvIssMgr", "run_iss_IssMgr_thread"};
 
 constexpr int32_t noFpId = -1;
 
@@ -14,8 +13,8 @@ void refuse(IssMgrBatch& batch) {
 }
 
 void refuseAction(const IssMgrArguments& arguments, int line, IssMgrBatch& batch) {
-  LOG_HERE(ERROR, line, "ruleType = %s does not support action = %s [%d]", ruleTypeName(arguments.ruleType),
-           ruleActionName(arguments.action), static_cast<int>(arguments.action));
+  LOG(ERROR, worker, line, "ruleType = %s does not support action = %s [%d]",
+      ruleTypeName(arguments.ruleType), ruleActionName(arguments.action), static_cast<int>(arguments.action));
   refuse(batch);
 }
 
@@ -33,8 +32,8 @@ void addEncapsulated(const IssMgrArguments& arguments, OtnIpcMsg (*build)(const 
   if (notApplicable(arguments)) return;
   const uint32_t encap = encapOfVp(arguments.vp);
   if (encap == 0) {
-    LOG_HERE(ERROR, __LINE__, "ruleType = %s, action = %s: vp = %u is not supported",
-             ruleTypeName(arguments.ruleType), ruleActionName(arguments.action), arguments.vp);
+    LOG(ERROR, worker, HERE, "ruleType = %s, action = %s: vp = %u is not supported",
+        ruleTypeName(arguments.ruleType), ruleActionName(arguments.action), arguments.vp);
     refuse(batch);
     return;
   }
@@ -49,14 +48,13 @@ void addMstpLan(SrvIssMgr& service, const IssMgrArguments& arguments, IssMgrBatc
     case RuleAction::DELETE: {
       const uint32_t fpId = service.mstpLanFpId();
       if (fpId == 0) {
-        LOG_HERE(ERROR, 176, "ruleType=%s, action=%s, L2Pbmp=0x%x=%d: unable to delete: FP ID is 0",
-                 ruleTypeName(arguments.ruleType), "DELETE", arguments.L2Pbmp,
-                 static_cast<int>(arguments.L2Pbmp));
+        LOG(ERROR, worker, 176, "ruleType=%s, action=%s, L2Pbmp=0x%x=%d: unable to delete: FP ID is 0",
+            ruleTypeName(arguments.ruleType), "DELETE", arguments.L2Pbmp, static_cast<int>(arguments.L2Pbmp));
         refuse(batch);
         break;
       }
       service.setMstpLanFpId(0);
-      LOG_HERE(DEBUG3, 185, "Delete MST_TOP_LAN: FP_ID=%d", static_cast<int>(fpId));
+      LOG(DEBUG3, worker, 185, "Delete MST_TOP_LAN: FP_ID=%d", static_cast<int>(fpId));
       add(batch, mstpLanRule(arguments, fpId));
       break;
     }
@@ -66,8 +64,8 @@ void addMstpLan(SrvIssMgr& service, const IssMgrArguments& arguments, IssMgrBatc
 }
 
 void addMstpWan(SrvIssMgr& service, const IssMgrArguments& arguments, IssMgrBatch& batch) {
-  LOG_HERE(DEBUG3, 207, "port=%d => portListMpls=0x%x", static_cast<int>(arguments.port),
-           wanPortWord(arguments.port));
+  LOG(DEBUG3, worker, 207, "port=%d => portListMpls=0x%x", static_cast<int>(arguments.port),
+      wanPortWord(arguments.port));
   switch (static_cast<RuleAction>(arguments.action)) {
     case RuleAction::CREATE:
       add(batch, mstpWanRule(arguments, 0, 0));
@@ -81,7 +79,7 @@ void addMstpWan(SrvIssMgr& service, const IssMgrArguments& arguments, IssMgrBatc
         refuse(batch);
         break;
       }
-      LOG_HERE(DEBUG3, 267, "Delete MST_TOP_WAN: FP_ID_0=%d, FP_ID_1=%d", fpId0, fpId1);
+      LOG(DEBUG3, worker, 267, "Delete MST_TOP_WAN: FP_ID_0=%d, FP_ID_1=%d", fpId0, fpId1);
       add(batch, mstpWanRule(arguments, fpId0, fpId1));
       break;
     }
@@ -110,14 +108,14 @@ void addRule(SrvIssMgr& service, const IssMgrArguments& arguments, IssMgrBatch& 
       add(batch, mrpGlobalRule(arguments));
       break;
     case RuleType::LLDP:
-      LOG_HERE(DEBUG1, 411, "Pass LLDP chassisId=%d MgmtIp=0x%08x slotId=%d action=%d",
-               static_cast<int>(arguments.chassisId), arguments.MgmtIp, arguments.slotId,
-               static_cast<int>(arguments.action));
+      LOG(DEBUG1, worker, 411, "Pass LLDP chassisId=%d MgmtIp=0x%08x slotId=%d action=%d",
+          static_cast<int>(arguments.chassisId), arguments.MgmtIp, arguments.slotId,
+          static_cast<int>(arguments.action));
       add(batch, lldpInfo(arguments));
       break;
     default:
-      LOG_HERE(ERROR, 425, "Processing SetIssMgrParam received an unknown ruleType [%d]",
-               static_cast<int>(arguments.ruleType));
+      LOG(ERROR, worker, 425, "Processing SetIssMgrParam received an unknown ruleType [%d]",
+          static_cast<int>(arguments.ruleType));
   }
 }
 
@@ -125,17 +123,17 @@ void addSecondCommand(const IssMgrArguments& arguments, IssMgrBatch& batch) {
   constexpr int32_t flush = 1;
   constexpr int32_t mapVlans = 2;
   if (arguments.flushAct == flush) {
-    LOG_HERE(DEBUG1, 431, "Sending flush cmd");
+    LOG(DEBUG1, worker, 431, "Sending flush cmd");
     add(batch, flushCommand(arguments));
   } else if (arguments.flushAct == mapVlans) {
-    LOG_HERE(DEBUG2, 451, "Flush Key1=%d VLAN=%d and data vlans=%s",
-             static_cast<int>(vlanMappingKey(arguments)), static_cast<int>(arguments.vpn),
-             arguments.dataVfis.c_str());
+    LOG(DEBUG2, worker, 451, "Flush Key1=%d VLAN=%d and data vlans=%s",
+        static_cast<int>(vlanMappingKey(arguments)), static_cast<int>(arguments.vpn),
+        arguments.dataVfis.c_str());
     add(batch, vlanMapping(arguments));
   }
 }
 
-constexpr OverflowLine overflow{"SrvIssMgr", "run_iss_IssMgr_thread", 478, 486};
+constexpr OverflowLine overflow{worker, 478, 486};
 
 void replyRefused(IssMgrRequest& request) {
   if (request.service->stub() == nullptr) return;
@@ -164,8 +162,7 @@ void fillSlot(MsgArrayEntry& slot, const IssMgrRequest& request) {
 }
 
 void logProcessing(const IssMgrArguments& arguments) {
-  LOG_HERE(
-      DEBUG2, 65,
+  LOG(DEBUG2, worker, 65,
       "ruleType=%s, action=%s, L2Pbmp=0x%x=%d MplsPbmp=0x%x=%d, flush=%d, vpn=%d, vp=%d, port=%d, vlan=%d, "
       "mplsLbl=%d, pwLbl=%d dataVfis=%s",
       ruleTypeName(arguments.ruleType), ruleActionName(arguments.action), arguments.L2Pbmp,
@@ -191,18 +188,18 @@ void run_iss_IssMgr_thread(IssMgrRequest* argument) {
     logProcessing(request->arguments);
     IssMgrBatch batch{};
     buildIssMgrMessages(*request->service, request->arguments, batch);
-    LOG_HERE(DEBUG3, 471, "mutex lock");
+    LOG(DEBUG3, worker, 471, "mutex lock");
     if (!admitBatch(batch.count, overflow) || batch.refused) {
       replyRefused(*request);
       return;
     }
     queueBatch(
         {batch.messages, static_cast<size_t>(batch.count)}, MsgSource::IssMgr, request->reply,
-        [](int index) { LOG_HERE(DEBUG3, 505, "message writepoiter %d\n", index); },
+        [](int index) { LOG(DEBUG3, worker, 505, "message writepoiter %d\n", index); },
         [&request](MsgArrayEntry& slot) { fillSlot(slot, *request); });
-    LOG_HERE(DEBUG3, 529, "send signal for sending message");
+    LOG(DEBUG3, worker, 529, "send signal for sending message");
     pthread_cond_signal(&cond);
-    LOG_HERE(DEBUG3, 531, "mutex unlock");
+    LOG(DEBUG3, worker, 531, "mutex unlock");
   }
-  LOG_HERE(DEBUG2, 537, "stopped");
+  LOG(DEBUG2, worker, 537, "stopped");
 }

@@ -4,16 +4,18 @@
 #include <string_view>
 
 #include "Guard.h"
+#include "TraceObject.h"
 #include "services/PortMessages.h"
 #include "services/PortScript.h"
 #include "services/ScriptFile.h"
 #include "services/SrvIss.h"
 #include "services/boardMac.h"
-#include "trace.h"
 
 namespace {
 
-constexpr const char* worker = "run_iss_script_thread";
+constexpr LogPlace atCreateOPSFile{"SrvIss", "CreateOPSFile"};
+constexpr LogPlace worker{"SrvIss", "run_iss_script_thread"};
+
 /// A set-up or release that configures: its script and its mapping.
 constexpr int32_t messagesWithScript = 2;
 
@@ -78,9 +80,9 @@ void SrvIss::CreateOPSFile(OtnIpcMsg* msg, PortAction action, const SetPortParam
   const std::string script = action == PortAction::SetUp ? setUpScript(input) : releaseScript(input);
   if (const int error = writeScriptFile(inputFile, script); error != 0) {
     // The zero message is queued all the same: OPS's answer to it shows the failure.
-    TRACE(ERROR, "SrvIss", __LINE__, "CreateOPSFile", "Unable to create OPS file!!\n");
-    TRACE(WARNING, "SrvIss", __LINE__, "CreateOPSFile",
-          "Script %s not written (%s): ISS gets an empty message in its place\n", inputFile, strerror(error));
+    LOG(ERROR, atCreateOPSFile, HERE, "Unable to create OPS file!!\n");
+    LOG(WARNING, atCreateOPSFile, HERE,
+        "Script %s not written (%s): ISS gets an empty message in its place\n", inputFile, strerror(error));
     return;
   }
   *msg = scriptMessage(inputFile);
@@ -99,10 +101,9 @@ void buildPortMessages(const SetPortParamsRequest& request, PortMessageBatch& ba
       if (!request.bConfigure) break;
       const DcnTunnelEntry ids = tunnelIds(request.portNr);
       batch.messages[0] = unmapMessage(mappingOf(request), ids);
-      TRACE(NOTICE, "SrvIss", __LINE__, worker,
-            "ReleasePort: portNr=%d, tunnelId=%d, pwId=%d, vpnId=%d, acId=%d",
-            static_cast<int>(request.portNr), static_cast<int>(ids.tunnelId), static_cast<int>(ids.pwId),
-            static_cast<int>(ids.vpnId), static_cast<int>(ids.tunnelIndex));
+      LOG(NOTICE, worker, HERE, "ReleasePort: portNr=%d, tunnelId=%d, pwId=%d, vpnId=%d, acId=%d",
+          static_cast<int>(request.portNr), static_cast<int>(ids.tunnelId), static_cast<int>(ids.pwId),
+          static_cast<int>(ids.vpnId), static_cast<int>(ids.tunnelIndex));
       SrvIss::CreateOPSFile(&batch.messages[1], PortAction::Release, &request);
       batch.count = messagesWithScript;
       break;
@@ -124,31 +125,31 @@ void run_iss_script_thread(SetPortParamsRequest* argument) {
   const std::unique_ptr<SetPortParamsRequest> request(argument);
   {
     const Guard guard(&mutex);
-    TRACE(DEBUG2, "SrvIss", __LINE__, worker, "Processing Setportparam message!");
+    LOG(DEBUG2, worker, HERE, "Processing Setportparam message!");
 
     if (request->action < static_cast<uint32_t>(PortAction::SetUp) ||
         request->action > static_cast<uint32_t>(PortAction::Acknowledge)) {
-      TRACE(WARNING, "SrvIss", __LINE__, worker, "Unknown action request in message");
+      LOG(WARNING, worker, HERE, "Unknown action request in message");
       replyNow(*request);
       return;
     }
     PortMessageBatch batch{};
     buildPortMessages(*request, batch);
     if (batch.count == 0) replyNow(*request);
-    TRACE(DEBUG3, "SrvIss", __LINE__, worker, "mutex lock\n");
+    LOG(DEBUG3, worker, HERE, "mutex lock\n");
 
-    if (!admitBatch(batch.count, {"SrvIss", worker, __LINE__, __LINE__})) {
+    if (!admitBatch(batch.count, {worker, HERE, HERE})) {
       replyNow(*request);
       return;
     }
-    TRACE(DEBUG3, "SrvIss", __LINE__, worker, "SetPortParam split up in %d messages to OPS\n", batch.count);
+    LOG(DEBUG3, worker, HERE, "SetPortParam split up in %d messages to OPS\n", batch.count);
     queueBatch(
         {batch.messages, static_cast<size_t>(batch.count)}, MsgSource::PortParams, request->reply,
-        [](int index) { TRACE(DEBUG3, "SrvIss", __LINE__, worker, "message writepointer %d\n", index); },
+        [](int index) { LOG(DEBUG3, worker, HERE, "message writepointer %d\n", index); },
         [&request](MsgArrayEntry& slot) { fillSlot(slot, *request); });
-    TRACE(DEBUG3, "SrvIss", __LINE__, worker, "send signal for sending message");
+    LOG(DEBUG3, worker, HERE, "send signal for sending message");
     pthread_cond_signal(&cond);
-    TRACE(DEBUG3, "SrvIss", __LINE__, worker, "mutex unlock");
+    LOG(DEBUG3, worker, HERE, "mutex unlock");
   }
-  TRACE(DEBUG2, "SrvIss", __LINE__, worker, "stopped");
+  LOG(DEBUG2, worker, HERE, "stopped");
 }

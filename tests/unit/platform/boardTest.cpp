@@ -166,11 +166,13 @@ TEST(LogAssertFailed, logsOneErrorLine) {
 TEST(TraceObject, filtersByLevelAndEvaluatesNothingBelow) {
   const SyslogCapture log;
   TraceObject object("Trelvik", trace::INFO);
+  TraceObject* const pointer = &object;
+  const LogPlace place{"x", "f", &pointer};
   int evaluated = 0;
-  TRACE_TO(&object, DEBUG1, "x", 1, "f", "%d", ++evaluated);
+  LOG(DEBUG1, place, 1, "%d", ++evaluated);
   EXPECT_EQ(evaluated, 0);
   object.levelHolder()->level = trace::DEBUG3;
-  TRACE_TO(&object, DEBUG3, "x", 1, "f", "%d\n", ++evaluated);
+  LOG(DEBUG3, place, 1, "%d\n", ++evaluated);
   ASSERT_EQ(log.entries().size(), 1U);
   EXPECT_EQ(log.entries()[0].text, "[DEBUG3] x:1 (f) - 1\n");
   EXPECT_EQ(log.entries()[0].priority, LOG_DEBUG);

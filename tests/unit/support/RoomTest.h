@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "TraceObject.h"
 #include "support/SyslogCapture.h"
-#include "trace.h"
 
 /// A line as the log shows it, without priority.
 inline std::string logged(const std::string& level, const std::string& source, int line,
