@@ -18,8 +18,8 @@
 #include "link/deadline.h"
 #include "link/issComm.h"
 #include "link/threadCommon.h"
-#include "services/ServicePattern.h"
-#include "services/boardMac.h"
+#include "services/pattern/ServicePattern.h"
+#include "services/ports/boardMac.h"
 
 namespace {
 

@@ -12,7 +12,7 @@
 #include "link/IssSocket.h"
 #include "link/MsgArray.h"
 #include "message/MsgHandle.h"
-#include "services/SrvIss.h"
+#include "services/ports/SrvIss.h"
 
 namespace {
 

@@ -7,14 +7,14 @@
 #include "frame/OBclientComponent.h"
 #include "link/deadline.h"
 #include "link/running.h"
-#include "services/OBOchStub.h"
-#include "services/SrvCommon.h"
-#include "services/SrvIss.h"
-#include "services/SrvIssMgr.h"
-#include "services/SrvRedundancy.h"
-#include "services/SrvSmartSfp.h"
-#include "services/SrvSyncE.h"
-#include "services/Workers.h"
+#include "services/common/SrvCommon.h"
+#include "services/lifecycle/OBOchStub.h"
+#include "services/pattern/Workers.h"
+#include "services/ports/SrvIss.h"
+#include "services/redundancy/SrvRedundancy.h"
+#include "services/rules/SrvIssMgr.h"
+#include "services/smartsfp/SrvSmartSfp.h"
+#include "services/synce/SrvSyncE.h"
 
 std::atomic<int32_t> otnThreadRunning;
 

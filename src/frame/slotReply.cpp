@@ -2,10 +2,10 @@
 
 #include "TraceObject.h"
 #include "link/MsgArray.h"
-#include "services/SrvIss.h"
-#include "services/SrvIssMgr.h"
-#include "services/SrvSmartSfp.h"
-#include "services/SrvSyncE.h"
+#include "services/ports/SrvIss.h"
+#include "services/rules/SrvIssMgr.h"
+#include "services/smartsfp/SrvSmartSfp.h"
+#include "services/synce/SrvSyncE.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 
 #include "RedundancyState.h"
 #include "link/MsgArray.h"
-#include "services/IssMgrRules.h"
-#include "services/SrvIss.h"
+#include "services/ports/SrvIss.h"
+#include "services/rules/IssMgrRules.h"
 
 namespace {
 

@@ -4,9 +4,9 @@
 #include "PortBitmap.h"
 #include "TraceObject.h"
 #include "message/MsgHandle.h"
-#include "services/DcnTunnel.h"
-#include "services/SrvIssMgr.h"
-#include "services/SrvSmartSfp.h"
+#include "services/ports/DcnTunnel.h"
+#include "services/rules/SrvIssMgr.h"
+#include "services/smartsfp/SrvSmartSfp.h"
 
 namespace {
 

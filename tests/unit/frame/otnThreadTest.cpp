@@ -7,10 +7,10 @@
 #include <memory>
 #include <thread>
 
-#include "services/ServicePattern.h"
-#include "services/SrvIss.h"
-#include "services/SrvIssMgr.h"
-#include "services/SrvSmartSfp.h"
+#include "services/pattern/ServicePattern.h"
+#include "services/ports/SrvIss.h"
+#include "services/rules/SrvIssMgr.h"
+#include "services/smartsfp/SrvSmartSfp.h"
 #include "support/FakeBus.h"
 #include "support/RingTest.h"
 #include "support/waitFor.h"

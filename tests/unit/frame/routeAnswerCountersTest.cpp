@@ -1,6 +1,6 @@
 #include "frame/routeAnswer.h"
 #include "link/SrvDbg.h"
-#include "services/SrvGetIssParams.h"
+#include "services/counters/SrvGetIssParams.h"
 #include "support/FakeBus.h"
 #include "support/OwnNamespaces.h"
 #include "support/Record.h"

@@ -1,7 +1,7 @@
 #include "frame/routeAnswer.h"
 #include "link/SrvDbg.h"
 #include "message/MsgHandle.h"
-#include "services/SrvIssMgr.h"
+#include "services/rules/SrvIssMgr.h"
 #include "support/FakeBus.h"
 #include "support/OwnNamespaces.h"
 #include "support/Record.h"

@@ -1,8 +1,8 @@
 #include "frame/routeAnswer.h"
 
 #include "link/SrvDbg.h"
-#include "services/DcnTunnel.h"
-#include "services/SrvIss.h"
+#include "services/ports/DcnTunnel.h"
+#include "services/ports/SrvIss.h"
 #include "support/DebugTool.h"
 #include "support/FakeBus.h"
 #include "support/OwnNamespaces.h"

@@ -1,9 +1,9 @@
 #include <utility>
 
 #include "message/MsgHandle.h"
-#include "services/DcnTunnel.h"
-#include "services/SrvIssMgr.h"
-#include "services/SrvSmartSfp.h"
+#include "services/ports/DcnTunnel.h"
+#include "services/rules/SrvIssMgr.h"
+#include "services/smartsfp/SrvSmartSfp.h"
 #include "support/Record.h"
 #include "support/RoomTest.h"
 

@@ -2,7 +2,7 @@
 // of the thread whose creation that test looks at.
 #include <gtest/gtest.h>
 
-#include "services/Workers.h"
+#include "services/pattern/Workers.h"
 
 namespace {
 

@@ -1,0 +1,122 @@
+#include "services/pattern/Workers.h"
+
+#include <pthread.h>
+
+#include <cerrno>
+
+#include "Guard.h"
+#include "link/deadline.h"
+#include "link/running.h"
+#include "link/threadCommon.h"
+
+namespace {
+
+constexpr int mostWorkers = 16;
+constexpr size_t places = 1024;
+constexpr size_t mostText = 16U << 20;   ///< bytes of all waiting requests together
+constexpr long stopCheckInterval = 100;  ///< ms
+
+/// The lock guards all that follows. It is never held while a request runs.
+pthread_mutex_t workersMutex = PTHREAD_MUTEX_INITIALIZER;
+pthread_cond_t workWaits = PTHREAD_COND_INITIALIZER;
+pthread_cond_t placeFree = PTHREAD_COND_INITIALIZER;
+pthread_cond_t allIdle = PTHREAD_COND_INITIALIZER;
+pthread_cond_t workerLeft = PTHREAD_COND_INITIALIZER;
+
+Work waiting[places];
+size_t first;
+size_t count;
+size_t text;  ///< bytes of the waiting requests
+
+int workers;
+int idle;  ///< workers that wait for work, also those that have been woken for it
+bool dismissed;
+
+bool hasPlace(const Work& work) {
+  return count == 0 || (count < places && text + work.textSize <= mostText);
+}
+
+void put(const Work& work) {
+  waiting[(first + count) % places] = work;
+  ++count;
+  text += work.textSize;
+  pthread_cond_signal(&workWaits);
+}
+
+Work take() {
+  const Work work = waiting[first];
+  first = (first + 1) % places;
+  --count;
+  text -= work.textSize;
+  pthread_cond_signal(&placeFree);
+  return work;
+}
+
+/// Waits for work; false when the worker is to end.
+bool awaitWork() {
+  if (count > 0) return true;
+  if (++idle == workers) pthread_cond_broadcast(&allIdle);
+  while (count == 0 && !dismissed) pthread_cond_wait(&workWaits, &workersMutex);
+  --idle;
+  return count > 0;
+}
+
+void* runWorker(void*) {
+  const Guard guard(&workersMutex);
+  while (awaitWork()) {
+    const Work work = take();
+    pthread_mutex_unlock(&workersMutex);
+    work.run(work.request);
+    pthread_mutex_lock(&workersMutex);
+  }
+  --workers;
+  pthread_cond_signal(&workerLeft);
+  return nullptr;
+}
+
+int makeWorker() {
+  pthread_attr_t attr;
+  const bool attributes = init_pthread_attr(&attr);
+  pthread_t thread;
+  const int error = pthread_create(&thread, attributes ? &attr : nullptr, runWorker, nullptr);
+  if (error == 0) {
+    pthread_detach(thread);
+    ++workers;
+  }
+  if (attributes) pthread_attr_destroy(&attr);
+  return error;
+}
+
+}  // namespace
+
+int handToWorker(const Work& work) {
+  const Guard guard(&workersMutex);
+  while (!hasPlace(work)) {
+    if (stopRequested()) return ECANCELED;
+    const timespec nextCheck = monotonicIn(stopCheckInterval);
+    pthread_cond_clockwait(&placeFree, &workersMutex, CLOCK_MONOTONIC, &nextCheck);
+  }
+  const bool allTaken = static_cast<size_t>(idle) <= count;
+  if (allTaken && workers < mostWorkers) {
+    const int error = makeWorker();
+    if (error != 0 && workers == 0) return error;
+  }
+  put(work);
+  return 0;
+}
+
+bool waitForWorkers(int milliseconds) {
+  const timespec deadline = monotonicIn(milliseconds);
+  const Guard guard(&workersMutex);
+  while (count > 0 || idle < workers)
+    if (pthread_cond_clockwait(&allIdle, &workersMutex, CLOCK_MONOTONIC, &deadline) != 0) break;
+  return count == 0 && idle == workers;
+}
+
+void dismissWorkers() {
+  const Guard guard(&workersMutex);
+  dismissed = true;
+  pthread_cond_broadcast(&workWaits);
+  while (idle > 0) pthread_cond_wait(&workerLeft, &workersMutex);
+  dismissed = false;
+}

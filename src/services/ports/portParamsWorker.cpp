@@ -1,0 +1,155 @@
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+#include "Guard.h"
+#include "TraceObject.h"
+#include "services/ports/PortMessages.h"
+#include "services/ports/PortScript.h"
+#include "services/ports/ScriptFile.h"
+#include "services/ports/SrvIss.h"
+#include "services/ports/boardMac.h"
+
+namespace {
+
+constexpr LogPlace atCreateOPSFile{"SrvIss", "CreateOPSFile"};
+constexpr LogPlace worker{"SrvIss", "run_iss_script_thread"};
+
+/// A set-up or release that configures: its script and its mapping.
+constexpr int32_t messagesWithScript = 2;
+
+PortMappingInput mappingOf(const SetPortParamsRequest& request) {
+  return {request.portNr, request.pwVlan, request.acVlan, request.bNoAcPort, macAddr};
+}
+
+/// The ids of the port's tunnel; zeros for a port that has none.
+DcnTunnelEntry tunnelIds(uint32_t portNr) {
+  const DcnTunnelEntry* tunnel = dcnTunnelOfPort(portNr);
+  return tunnel != nullptr ? *tunnel : DcnTunnelEntry{};
+}
+
+void replyNow(SetPortParamsRequest& request) {
+  OBstubReply* reply = request.reply.take();
+  if (request.service->stub() == nullptr) {
+    OBstubReply::release(reply);
+    return;
+  }
+  request.service->stub()->setPortParams_reply(reply, request.action, request.ifType, request.portNr,
+                                               request.ifSpeed, request.bConfigure, request.acVlan,
+                                               request.extra1, request.extra2);
+}
+
+void fillSlot(MsgArrayEntry& slot, const SetPortParamsRequest& request) {
+  slot.portParamsService = request.service;
+  SavedArguments& saved = slot.arguments;
+  saved.action = request.action;
+  saved.ifType = request.ifType;
+  saved.portNr = request.portNr;
+  saved.ifSpeed = request.ifSpeed;
+  saved.bConfigure = request.bConfigure ? 1 : 0;
+  saved.acVlan = request.acVlan;
+  saved.extra1 = request.extra1;
+  saved.extra2 = request.extra2;
+}
+
+/// Whether ISS runs the script now, or is going to.
+bool namedInRing(std::string_view script) {
+  for (int32_t index = readpointer; index != writepointer; index = nextIndex(index)) {
+    const OtnIpcMsg& msg = MsgArray[index].msg;
+    if (msg.msgType != RUN_DEFAULT_SCRIPT_COMMAND) continue;
+    const auto& name = msg.payload.script.inputFile;
+    if (script == std::string_view(name, strnlen(name, sizeof name))) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+void SrvIss::CreateOPSFile(OtnIpcMsg* msg, PortAction action, const SetPortParamsRequest* request) {
+  *msg = {};
+  char inputFile[48];
+  snprintf(inputFile, sizeof inputFile, "/tmp/SetVlanPort%d_%d", static_cast<int>(request->portNr),
+           static_cast<int>(writepointer));
+  // A release's script goes by the index of the message before it, so a ring that begins with it ends at that
+  // index. Nothing fits such a ring: the request is going to be refused, and leaves the script as ISS must
+  // find it.
+  if (admit(writepointer, readpointer, messagesWithScript) != Admission::Fits && namedInRing(inputFile))
+    return;
+  const PortScriptInput input{request->portNr, request->pwVlan, request->acVlan, request->bNoAcPort};
+  const std::string script = action == PortAction::SetUp ? setUpScript(input) : releaseScript(input);
+  if (const int error = writeScriptFile(inputFile, script); error != 0) {
+    // The zero message is queued all the same: OPS's answer to it shows the failure.
+    LOG(ERROR, atCreateOPSFile, HERE, "Unable to create OPS file!!\n");
+    LOG(WARNING, atCreateOPSFile, HERE,
+        "Script %s not written (%s): ISS gets an empty message in its place\n", inputFile, strerror(error));
+    return;
+  }
+  *msg = scriptMessage(inputFile);
+}
+
+void buildPortMessages(const SetPortParamsRequest& request, PortMessageBatch& batch) {
+  batch.count = 0;
+  switch (static_cast<PortAction>(request.action)) {
+    case PortAction::SetUp:
+      if (!request.bConfigure) break;
+      SrvIss::CreateOPSFile(&batch.messages[0], PortAction::SetUp, &request);
+      batch.messages[1] = mapMessage(mappingOf(request));
+      batch.count = messagesWithScript;
+      break;
+    case PortAction::Release: {
+      if (!request.bConfigure) break;
+      const DcnTunnelEntry ids = tunnelIds(request.portNr);
+      batch.messages[0] = unmapMessage(mappingOf(request), ids);
+      LOG(NOTICE, worker, HERE, "ReleasePort: portNr=%d, tunnelId=%d, pwId=%d, vpnId=%d, acId=%d",
+          static_cast<int>(request.portNr), static_cast<int>(ids.tunnelId), static_cast<int>(ids.pwId),
+          static_cast<int>(ids.vpnId), static_cast<int>(ids.tunnelIndex));
+      SrvIss::CreateOPSFile(&batch.messages[1], PortAction::Release, &request);
+      batch.count = messagesWithScript;
+      break;
+    }
+    case PortAction::Probe:
+    case PortAction::Detach:
+      batch.messages[0] = interfaceMessage(request.portNr, request.ifSpeed, request.ifType,
+                                           static_cast<PortAction>(request.action) == PortAction::Probe
+                                               ? ops::IfcInsertDelete::insert
+                                               : ops::IfcInsertDelete::remove);
+      batch.count = 1;
+      break;
+    case PortAction::Acknowledge:
+      break;
+  }
+}
+
+void run_iss_script_thread(SetPortParamsRequest* argument) {
+  const std::unique_ptr<SetPortParamsRequest> request(argument);
+  {
+    const Guard guard(&mutex);
+    LOG(DEBUG2, worker, HERE, "Processing Setportparam message!");
+
+    if (request->action < static_cast<uint32_t>(PortAction::SetUp) ||
+        request->action > static_cast<uint32_t>(PortAction::Acknowledge)) {
+      LOG(WARNING, worker, HERE, "Unknown action request in message");
+      replyNow(*request);
+      return;
+    }
+    PortMessageBatch batch{};
+    buildPortMessages(*request, batch);
+    if (batch.count == 0) replyNow(*request);
+    LOG(DEBUG3, worker, HERE, "mutex lock\n");
+
+    if (!admitBatch(batch.count, {worker, HERE, HERE})) {
+      replyNow(*request);
+      return;
+    }
+    LOG(DEBUG3, worker, HERE, "SetPortParam split up in %d messages to OPS\n", batch.count);
+    queueBatch(
+        {batch.messages, static_cast<size_t>(batch.count)}, MsgSource::PortParams, request->reply,
+        [](int index) { LOG(DEBUG3, worker, HERE, "message writepointer %d\n", index); },
+        [&request](MsgArrayEntry& slot) { fillSlot(slot, *request); });
+    LOG(DEBUG3, worker, HERE, "send signal for sending message");
+    pthread_cond_signal(&cond);
+    LOG(DEBUG3, worker, HERE, "mutex unlock");
+  }
+  LOG(DEBUG2, worker, HERE, "stopped");
+}

@@ -1,0 +1,59 @@
+#include "services/rules/SrvIssMgr.h"
+
+#include <cstring>
+
+#include "TraceObject.h"
+#include "logAssertFailed.h"
+
+namespace {
+
+constexpr LogPlace atSetIssMgrParams{"SrvIssMgr", "setIssMgrParams"};
+
+}  // namespace
+
+SrvIssMgr* SrvIssMgr::m_pInstance = nullptr;
+
+void SrvIssMgr::createInstance() {
+  if (m_pInstance == nullptr) m_pInstance = new SrvIssMgr;
+}
+
+void SrvIssMgr::destroyInstance() {
+  delete m_pInstance;
+  m_pInstance = nullptr;
+}
+
+__attribute__((no_sanitize("null"))) SrvIssMgr& SrvIssMgr::getInstance() {
+  if (m_pInstance == nullptr)
+    logAssertFailed("m_pInstance", "src/services/rules/SrvIssMgr.cpp",
+                    "static SrvIssMgr& SrvIssMgr::getInstance()");
+  return *m_pInstance;
+}
+
+SrvIssMgr::~SrvIssMgr() {
+  delete m_pStub;
+}
+
+void SrvIssMgr::register_interface(OBcomponent* component) {
+  m_pStub = new OBsetIssMgrParams_1_0_S(this, component);
+  m_pStub->register_asynchronous("IssSetIssMgrAsync");
+}
+
+void SrvIssMgr::setIssMgrParams(OBstubReply* reply, uint32_t ruleType, uint32_t action, uint32_t L2Pbmp,
+                                uint32_t MplsPbmp, int32_t flushAct, uint32_t vpn, uint32_t vp, uint32_t port,
+                                uint32_t vlan, uint32_t mplsLbl, uint32_t pwLbl, std::string dataVfis,
+                                uint32_t chassisId, uint32_t lldpReserved, uint32_t MgmtIp, uint16_t slotId,
+                                int32_t fpId0, int32_t fpId1) {
+  LOG(DEBUG2, atSetIssMgrParams, 591,
+      "ruleType=%s, action=%s, L2Pbmp=0x%x=%d, MplsPbmp=0x%x=%d, flushAct=%d, vpn=%d, vp=%d, port=%d, "
+      "vlan=%d, mplsLbl=%d, pwLbl=%d dataVfis=%s fpId=%d,%d",
+      ruleTypeName(ruleType), ruleActionName(action), L2Pbmp, static_cast<int>(L2Pbmp), MplsPbmp,
+      static_cast<int>(MplsPbmp), flushAct, static_cast<int>(vpn), static_cast<int>(vp),
+      static_cast<int>(port), static_cast<int>(vlan), static_cast<int>(mplsLbl), static_cast<int>(pwLbl),
+      dataVfis.c_str(), fpId0, fpId1);
+  std::unique_ptr<IssMgrRequest> request(new IssMgrRequest{
+      this, ReplyOwner(reply),
+      IssMgrArguments{ruleType, action, L2Pbmp, MplsPbmp, flushAct, vpn, vp, port, vlan, mplsLbl, pwLbl,
+                      fpId0, fpId1, std::move(dataVfis), chassisId, lldpReserved, MgmtIp, slotId}});
+  if (const int error = startWorker<run_iss_IssMgr_thread>(std::move(request)); error != 0)
+    LOG(ERROR, atSetIssMgrParams, 623, "Failed to create thread: %s", strerror(error));
+}

@@ -1,0 +1,78 @@
+// ISS manager rules: ETS, MSTP, MRP and LLDP rules, flushes and VLAN mappings.
+//
+// A process-wide singleton, because OPS's answers bring it the ids of its MSTP rules; created by the bus
+// thread and destroyed at its end. setIssMgrParams runs on the bus thread, the rest on workers and, for the
+// ids, on the main thread with the ring's mutex held.
+#pragma once
+
+#include <cstdint>
+
+#include "OBsetIssMgrParams_1_0_S.h"
+#include "OBsetIssMgrParams_1_0_SI.h"
+#include "services/pattern/ServicePattern.h"
+#include "services/rules/IssMgrRules.h"
+#include "services/rules/MstpStore.h"
+
+class SrvIssMgr;
+
+struct IssMgrRequest {
+  SrvIssMgr* service;
+  ReplyOwner reply;
+  IssMgrArguments arguments;
+
+  size_t textSize() const { return arguments.dataVfis.size(); }
+};
+static_assert(sizeof(void*) != 4 || sizeof(IssMgrRequest) == 100);
+
+class SrvIssMgr : public OBsetIssMgrParams_1_0_SI {
+ public:
+  static void createInstance();
+  static void destroyInstance();
+  /// Reports a failed assertion when there is no instance.
+  static SrvIssMgr& getInstance();
+
+  void register_interface(OBcomponent* component) override;
+
+  void setIssMgrParams(OBstubReply* reply, uint32_t ruleType, uint32_t action, uint32_t L2Pbmp,
+                       uint32_t MplsPbmp, int32_t flushAct, uint32_t vpn, uint32_t vp, uint32_t port,
+                       uint32_t vlan, uint32_t mplsLbl, uint32_t pwLbl, std::string dataVfis,
+                       uint32_t chassisId, uint32_t lldpReserved, uint32_t MgmtIp, uint16_t slotId,
+                       int32_t fpId0, int32_t fpId1) override;
+  using OBsetIssMgrParams_1_0_SI::setIssMgrParams;
+
+  /// Null until the interface is registered.
+  OBsetIssMgrParams_1_0_S* stub() const { return m_pStub; }
+
+  // The MSTP rules' ids; with the ring's mutex held.
+  uint32_t mstpLanFpId() const { return m_mstp.lanFpId(); }
+  void setMstpLanFpId(uint32_t fpId) { m_mstp.setLanFpId(fpId); }
+  static int32_t extractPortFromPbmp(uint32_t pbmp) { return MstpStore::extractPortFromPbmp(pbmp); }
+  void storeMstpWanConfigFpIds(uint32_t pbmp, int32_t mplsLabel, int32_t pwLabel, int32_t fpId0,
+                               int32_t fpId1) {
+    m_mstp.storeWanFpIds(pbmp, mplsLabel, pwLabel, fpId0, fpId1);
+  }
+  bool getAndDeleteMstpWanConfigFpIds(int32_t port, int32_t mplsLabel, int32_t pwLabel, int32_t& fpId0,
+                                      int32_t& fpId1) {
+    return m_mstp.takeWanFpIds(port, mplsLabel, pwLabel, fpId0, fpId1);
+  }
+
+ private:
+  SrvIssMgr() = default;
+  ~SrvIssMgr() override;
+
+  static SrvIssMgr* m_pInstance;
+  OBsetIssMgrParams_1_0_S* m_pStub = nullptr;
+  MstpStore m_mstp;
+};
+
+/// The messages of a request, in their order.
+struct IssMgrBatch {
+  OtnIpcMsg messages[2];
+  int32_t count;
+  bool refused;  ///< answer at once with ids -1, -1 and queue nothing
+};
+/// Builds them, and takes the id of a rule that is to be deleted out of `service`. With `mutex` held.
+void buildIssMgrMessages(SrvIssMgr& service, const IssMgrArguments& arguments, IssMgrBatch& batch);
+
+/// Worker; owns the request.
+void run_iss_IssMgr_thread(IssMgrRequest* request);

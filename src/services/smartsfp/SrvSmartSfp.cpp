@@ -1,0 +1,113 @@
+#include "services/smartsfp/SrvSmartSfp.h"
+
+#include <cstring>
+
+#include "Guard.h"
+#include "TraceObject.h"
+#include "logAssertFailed.h"
+
+namespace {
+
+constexpr LogPlace atSetFpId{"SrvSmartSfp", "setFpId"};
+constexpr LogPlace atSetSmartSfpParams{"SrvSmartSfp", "setSmartSfpParams"};
+constexpr LogPlace worker{"SrvSmartSfp", "run_iss_SmartSfp_thread"};
+
+}  // namespace
+
+SrvSmartSfp* SrvSmartSfp::m_pInstance = nullptr;
+
+void SrvSmartSfp::createInstance() {
+  if (m_pInstance == nullptr) m_pInstance = new SrvSmartSfp;
+}
+
+void SrvSmartSfp::destroyInstance() {
+  delete m_pInstance;
+  m_pInstance = nullptr;
+}
+
+__attribute__((no_sanitize("null"))) SrvSmartSfp& SrvSmartSfp::getInstance() {
+  if (m_pInstance == nullptr)
+    logAssertFailed("m_pInstance", "src/services/smartsfp/SrvSmartSfp.cpp",
+                    "static SrvSmartSfp& SrvSmartSfp::getInstance()");
+  return *m_pInstance;
+}
+
+SrvSmartSfp::~SrvSmartSfp() {
+  delete m_pStub;
+}
+
+void SrvSmartSfp::register_interface(OBcomponent* component) {
+  m_pStub = new OBsetSmartSfpParams_1_0_S(this, component);
+  m_pStub->register_asynchronous("IssSetSmartSfpAsync");
+}
+
+void SrvSmartSfp::setFpId(int32_t id) {
+  m_fpId = id;
+  LOG(INFO, atSetFpId, HERE, "smartSfp ID = %d", id);
+}
+
+void SrvSmartSfp::setSmartSfpParams(OBstubReply* reply, uint32_t enableFilter, uint32_t action,
+                                    uint32_t sendOutPDU, uint32_t pbmp, uint32_t size, std::string pdu) {
+  LOG(DEBUG2, atSetSmartSfpParams, HERE,
+      "setSmartSfpParams: enableFilter=%d, action=%d, sendOutPDU=%d,                   pbmp=%d, size=%d",
+      static_cast<int>(enableFilter), static_cast<int>(action), static_cast<int>(sendOutPDU),
+      static_cast<int>(pbmp), static_cast<int>(size));
+  std::unique_ptr<SmartSfpRequest> request(new SmartSfpRequest{
+      this, ReplyOwner(reply),
+      SmartSfpArguments{std::move(pdu), enableFilter, action, sendOutPDU, pbmp, size, fpId()}});
+  if (const int error = startWorker<run_iss_SmartSfp_thread>(std::move(request)); error != 0)
+    LOG(ERROR, atSetSmartSfpParams, HERE, "Failed to create thread: %s", strerror(error));
+}
+
+namespace {
+
+void replyUnchanged(SmartSfpRequest& request) {
+  if (request.service->stub() == nullptr) return;
+  const SmartSfpArguments& a = request.arguments;
+  request.service->stub()->setSmartSfpParams_reply(request.reply.take(), a.enableFilter, a.action,
+                                                   a.sendOutPDU, a.pbmp, a.size, a.pdu);
+}
+
+void fillSlot(MsgArrayEntry& slot, const SmartSfpRequest& request) {
+  slot.smartSfpService = request.service;
+  const SmartSfpArguments& arguments = request.arguments;
+  SavedArguments& saved = slot.arguments;
+  saved.enableFilter = arguments.enableFilter;
+  saved.action = arguments.action;
+  saved.sendOutPDU = arguments.sendOutPDU;
+  saved.pbmp = arguments.pbmp;
+  saved.size = arguments.size;
+}
+
+}  // namespace
+
+void buildSmartSfpMessages(const SmartSfpArguments& arguments, SmartSfpBatch& batch) {
+  batch.count = 0;
+  if (arguments.enableFilter != 0) batch.messages[batch.count++] = smartSfpRule(arguments);
+  if (arguments.sendOutPDU != 0) batch.messages[batch.count++] = smartSfpPdu(arguments);
+}
+
+void run_iss_SmartSfp_thread(SmartSfpRequest* argument) {
+  const std::unique_ptr<SmartSfpRequest> request(argument);
+  const Guard guard(&mutex);
+  const SmartSfpArguments& arguments = request->arguments;
+  LOG(DEBUG2, worker, HERE,
+      "stub-process-thread: enableFilter=%d, action=%d, sendOutPDU=%d,                   L2Pbmp=%d, size=%d",
+      static_cast<int>(arguments.enableFilter), static_cast<int>(arguments.action),
+      static_cast<int>(arguments.sendOutPDU), static_cast<int>(arguments.pbmp),
+      static_cast<int>(arguments.size));
+  SmartSfpBatch batch{};
+  buildSmartSfpMessages(arguments, batch);
+  LOG(DEBUG3, worker, HERE, "mutex lock");
+  if (!admitBatch(batch.count, {worker, HERE, HERE})) {
+    replyUnchanged(*request);
+    return;
+  }
+  queueBatch(
+      {batch.messages, static_cast<size_t>(batch.count)}, MsgSource::SmartSfp, request->reply,
+      [](int index) { LOG(DEBUG3, worker, HERE, "message writepoiter %d", index); },
+      [&request](MsgArrayEntry& slot) { fillSlot(slot, *request); });
+  LOG(DEBUG3, worker, HERE, "send signal for sending message");
+  pthread_cond_signal(&cond);
+  LOG(DEBUG3, worker, HERE, "mutex unlock");
+}

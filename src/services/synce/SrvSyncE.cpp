@@ -1,0 +1,106 @@
+#include "services/synce/SrvSyncE.h"
+
+#include <cstring>
+
+#include "Guard.h"
+#include "TraceObject.h"
+
+namespace {
+
+constexpr LogPlace atSetSyncEParam{"SrvSyncE", "setSyncEParam"};
+constexpr LogPlace worker{"SrvSyncE", "run_iss_syncE_thread"};
+
+}  // namespace
+
+SrvSyncE::~SrvSyncE() {
+  delete m_pStub;
+}
+
+void SrvSyncE::register_interface(OBcomponent* component) {
+  m_pStub = new OBsetSyncEParams_1_0_S(this, component);
+  m_pStub->register_asynchronous("IssSetSyncEAsync");
+}
+
+void SrvSyncE::setSyncEParam(OBstubReply* reply, uint32_t enableFilter, uint32_t slot, uint32_t enableClk,
+                             uint32_t clksrc, uint32_t phymode, uint32_t sendPdu, uint32_t pduWord1,
+                             uint32_t pduWord2, uint32_t pduWord3) {
+  LOG(DEBUG2, atSetSyncEParam, 202,
+      "setSyncEParam: enableFilter=%d,enableClk=%d,slot=%d,clksrc=%d,phymode=%d\n",
+      static_cast<int>(enableFilter), static_cast<int>(enableClk), static_cast<int>(slot),
+      static_cast<int>(clksrc), static_cast<int>(phymode));
+  LOG(DEBUG3, atSetSyncEParam, 204, "SetSyncEParam message received over OTNBus\n");
+  std::unique_ptr<SyncERequest> request(new SyncERequest{
+      this, ReplyOwner(reply),
+      SyncEArguments{enableFilter, slot, enableClk, clksrc, phymode, sendPdu, pduWord1, pduWord2, pduWord3}});
+  if (const int error = startWorker<run_iss_syncE_thread>(std::move(request)); error != 0)
+    LOG(ERROR, atSetSyncEParam, 227, "Failed to create thread: %s", strerror(error));
+}
+
+namespace {
+
+void replyUnchanged(SyncERequest& request) {
+  if (request.service->stub() == nullptr) return;
+  const SyncEArguments& a = request.arguments;
+  request.service->stub()->setSyncEParam_reply(request.reply.take(), a.enableFilter, a.slot, a.enableClk,
+                                               a.clksrc, a.phymode, a.sendPdu, a.pduWord1, a.pduWord2,
+                                               a.pduWord3);
+}
+
+void fillSlot(MsgArrayEntry& slot, const SyncERequest& request) {
+  slot.syncEService = request.service;
+  const SyncEArguments& arguments = request.arguments;
+  SavedArguments& saved = slot.arguments;
+  saved.enableFilter = arguments.enableFilter;
+  saved.slot = arguments.slot;
+  saved.enableClk = arguments.enableClk;
+  saved.clksrc = arguments.clksrc;
+  saved.phymode = arguments.phymode;
+  saved.sendPdu = arguments.sendPdu;
+  saved.pduWord1 = arguments.pduWord1;
+  saved.pduWord2 = arguments.pduWord2;
+  saved.pduWord3 = arguments.pduWord3;
+}
+
+constexpr OverflowLine overflow{worker, 118, 131};
+
+}  // namespace
+
+void buildSyncEMessages(const SyncEArguments& arguments, SyncEBatch& batch) {
+  constexpr uint32_t installFilter = 2;
+  batch.count = 0;
+  if (arguments.enableFilter == installFilter) {
+    LOG(INFO, worker, 39, "creating enable filter message");
+    batch.messages[batch.count++] = esmcTrapRule();
+  }
+  if (arguments.enableClk != 0) batch.messages[batch.count++] = syncECommand(arguments);
+  if (arguments.sendPdu != 0) batch.messages[batch.count++] = syncEPdu(arguments);
+}
+
+void run_iss_syncE_thread(SyncERequest* argument) {
+  const std::unique_ptr<SyncERequest> request(argument);
+  {
+    const Guard guard(&mutex);
+    const SyncEArguments& arguments = request->arguments;
+    LOG(DEBUG2, worker, 31, "Processing SetSyncEParam message");
+    LOG(DEBUG2, worker, 33, "enableFilter=%d,enableClk=%d,slot=%d,clksrc=%d,phymode=%d\n",
+        static_cast<int>(arguments.enableFilter), static_cast<int>(arguments.enableClk),
+        static_cast<int>(arguments.slot), static_cast<int>(arguments.clksrc),
+        static_cast<int>(arguments.phymode));
+    SyncEBatch batch{};
+    buildSyncEMessages(arguments, batch);
+    LOG(DEBUG3, worker, 111, "mutex lock");
+    if (!admitBatch(batch.count, overflow)) {
+      replyUnchanged(*request);
+      return;
+    }
+    LOG(DEBUG3, worker, 140, "SetPortParam split up in %d messages to OPS\n", batch.count);
+    queueBatch(
+        {batch.messages, static_cast<size_t>(batch.count)}, MsgSource::SyncE, request->reply,
+        [](int index) { LOG(DEBUG3, worker, 145, "message writepoiter %d\n", index); },
+        [&request](MsgArrayEntry& slot) { fillSlot(slot, *request); });
+    LOG(DEBUG3, worker, 166, "send signal for sending message");
+    pthread_cond_signal(&cond);
+    LOG(DEBUG3, worker, 168, "mutex unlock");
+  }
+  LOG(DEBUG2, worker, 174, "stopped");
+}
