@@ -1,6 +1,7 @@
 #include "frame/routeAnswer.h"
 
 #include "TraceObject.h"
+#include "frame/answerIds.h"
 #include "frame/slotReply.h"
 #include "frame/slotText.h"
 #include "link/CriticalActivity.h"

@@ -1,12 +1,8 @@
-// What an OPS message is, what it says, and the ids that its answer brings.
-//
-// Classification and dump keep no state and may run on any thread. The stores run on the main thread with
-// the ring's mutex held.
+// What an OPS message is and what it says. Keeps no state; any thread.
 #pragma once
 
 #include <cstdint>
 #include <string_view>
-#include <utility>
 
 #include "OtnIpcMsg.h"
 
@@ -39,23 +35,8 @@ std::string_view GetThreadName(const OtnIpcMsg& msg);
 /// Logs the message field by field, within the trace level. Returns 0.
 int printPacket(const OtnIpcMsg& msg);
 
-/// Forwarding-entry ids of the ETS rules, from the last answers.
-struct EtsFpIds {
-  uint32_t l2;
-  uint32_t mpls0;
-  uint32_t mpls1;
-};
-static_assert(sizeof(EtsFpIds) == 12);
-extern EtsFpIds g_EtsFpId;
-
-/// Each takes the ids out of an answer and keeps them. Return true.
-bool StoreDcnTunnelIds(const OtnIpcMsg& msg);
-bool StoreEtsFpIds(const OtnIpcMsg& msg);
-bool StoreMstFpIds(const OtnIpcMsg& msg);
-/// The two forwarding-entry ids of an answer.
-void GetFpIds(const OtnIpcMsg& msg, std::pair<int32_t, int32_t>& ids);
-/// Of a rule's answer: keeps the Smart SFP rule id and returns the port bitmap; of any other: the word that
-/// a Smart SFP PDU answer carries its ports in.
-uint32_t ParseFpIdandPorts(const OtnIpcMsg& msg);
+/// The request that has ISS run the script in the input file and write to the output file; both names are cut
+/// to their fields.
+OtnIpcMsg scriptMessage(const char* inputFile, const char* outputFile);
 /// Makes `msg` the request that runs the default script. Returns true.
 bool CreateDefaultScriptPacket(OtnIpcMsg& msg);

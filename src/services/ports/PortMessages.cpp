@@ -55,12 +55,3 @@ OtnIpcMsg interfaceMessage(uint32_t portNr, uint32_t ifSpeed, uint32_t ifType, u
   msg.payload.ifc.statusFlag = statusFlag;
   return msg;
 }
-
-OtnIpcMsg scriptMessage(const std::string& inputFile) {
-  OtnIpcMsg msg{};
-  msg.msgType = RUN_DEFAULT_SCRIPT_COMMAND;
-  ops::RunScript& script = msg.payload.script;
-  snprintf(script.inputFile, sizeof script.inputFile, "%s", inputFile.c_str());
-  snprintf(script.outputFile, sizeof script.outputFile, "%s", "/tmp/outscr.sh");
-  return msg;
-}

@@ -21,5 +21,3 @@ OtnIpcMsg mapMessage(const PortMappingInput& input);
 OtnIpcMsg unmapMessage(const PortMappingInput& input, const DcnTunnelEntry& ids);
 /// Announce a port's insertion (ops::IfcInsertDelete::insert) or removal (remove).
 OtnIpcMsg interfaceMessage(uint32_t portNr, uint32_t ifSpeed, uint32_t ifType, uint8_t statusFlag);
-/// Run the script in this file; both file names are cut to their fields.
-OtnIpcMsg scriptMessage(const std::string& inputFile);

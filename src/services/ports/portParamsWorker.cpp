@@ -5,6 +5,7 @@
 
 #include "Guard.h"
 #include "TraceObject.h"
+#include "message/MsgHandle.h"
 #include "services/ports/PortMessages.h"
 #include "services/ports/PortScript.h"
 #include "services/ports/ScriptFile.h"
@@ -18,6 +19,8 @@ constexpr LogPlace worker{"SrvIss", "run_iss_script_thread"};
 
 /// A set-up or release that configures: its script and its mapping.
 constexpr int32_t messagesWithScript = 2;
+/// Where ISS writes what a script prints; nobody here reads it.
+constexpr const char* scriptOutput = "/tmp/outscr.sh";
 
 PortMappingInput mappingOf(const SetPortParamsRequest& request) {
   return {request.portNr, request.pwVlan, request.acVlan, request.bNoAcPort, macAddr};
@@ -85,7 +88,7 @@ void SrvIss::CreateOPSFile(OtnIpcMsg* msg, PortAction action, const SetPortParam
         "Script %s not written (%s): ISS gets an empty message in its place\n", inputFile, strerror(error));
     return;
   }
-  *msg = scriptMessage(inputFile);
+  *msg = scriptMessage(inputFile, scriptOutput);
 }
 
 void buildPortMessages(const SetPortParamsRequest& request, PortMessageBatch& batch) {

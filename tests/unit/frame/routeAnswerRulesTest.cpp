@@ -1,3 +1,4 @@
+#include "frame/answerIds.h"
 #include "frame/routeAnswer.h"
 #include "link/SrvDbg.h"
 #include "message/MsgHandle.h"

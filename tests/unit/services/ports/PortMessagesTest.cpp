@@ -49,14 +49,4 @@ TEST(InterfaceMessage, HasExactlyItsBytes) {
                           word(516, 1), octet(520, 2)}));
 }
 
-TEST(ScriptMessage, HasExactlyItsBytes) {
-  EXPECT_TRUE(hasExactly(scriptMessage("/tmp/SetVlanPort5_3"),
-                         {word(0, 8), {4, "/tmp/SetVlanPort5_3"}, {28, "/tmp/outscr.sh"}}));
-}
-
-TEST(ScriptMessage, CutsALongName) {
-  EXPECT_TRUE(hasExactly(scriptMessage("/tmp/SetVlanPort2147483647_19"),
-                         {word(0, 8), {4, "/tmp/SetVlanPort2147483"}, {28, "/tmp/outscr.sh"}}));
-}
-
 }  // namespace

@@ -1,4 +1,4 @@
-#include "message/MsgHandle.h"
+#include "frame/answerIds.h"
 #include "services/rules/IssMgrTest.h"
 
 namespace {

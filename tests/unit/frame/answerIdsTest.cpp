@@ -1,6 +1,6 @@
 #include <utility>
 
-#include "message/MsgHandle.h"
+#include "frame/answerIds.h"
 #include "services/ports/DcnTunnel.h"
 #include "services/rules/SrvIssMgr.h"
 #include "services/smartsfp/SrvSmartSfp.h"
@@ -209,14 +209,6 @@ TEST_F(AnswerIds, NeedTheirServiceAndReportAMissingOne) {
   EXPECT_THAT(lines()[0], ::testing::StartsWith("[ERROR] "));
   EXPECT_THAT(lines()[0], ::testing::HasSubstr("m_pInstance"));
   EXPECT_THAT(lines()[0], ::testing::HasSubstr("static SrvIssMgr& SrvIssMgr::getInstance()"));
-}
-
-TEST(DefaultScriptCommand, HasExactlyItsBytes) {
-  OtnIpcMsg msg;
-  memset(&msg, 0xFF, sizeof msg);
-  EXPECT_TRUE(CreateDefaultScriptPacket(msg));
-  EXPECT_TRUE(hasExactly(msg, {word(0, 8), {4, "/etc/iss/bh_default.txt"}, {28, "outscr.sh"}}));
-  EXPECT_TRUE(IsDefaultScriptPacket(msg));
 }
 
 }  // namespace

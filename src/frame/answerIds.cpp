@@ -1,9 +1,9 @@
-#include <cstdio>
+#include "frame/answerIds.h"
+
 #include <cstring>
 
 #include "PortBitmap.h"
 #include "TraceObject.h"
-#include "message/MsgHandle.h"
 #include "services/ports/DcnTunnel.h"
 #include "services/rules/SrvIssMgr.h"
 #include "services/smartsfp/SrvSmartSfp.h"
@@ -108,13 +108,4 @@ uint32_t ParseFpIdandPorts(const OtnIpcMsg& msg) {
   LOG(DEBUG3, atParseFpIdandPorts, 414, "**** portList: 0x%02x 0x%02x 0x%02x 0x%02x => pbmp=0x%x ****",
       rule.portList[0], rule.portList[1], rule.portList[2], rule.portList[3], pbmp);
   return pbmp;
-}
-
-bool CreateDefaultScriptPacket(OtnIpcMsg& msg) {
-  msg = {};
-  msg.msgType = RUN_DEFAULT_SCRIPT_COMMAND;
-  ops::RunScript& script = msg.payload.script;
-  snprintf(script.inputFile, sizeof script.inputFile, "%s", defaultScript.data());
-  snprintf(script.outputFile, sizeof script.outputFile, "%s", "outscr.sh");
-  return true;
 }
