@@ -4,9 +4,6 @@
 #include "TraceObject.h"
 #include "message/MsgHandle.h"
 
-// Every line of the dump: source and function are the same throughout.
-#define DUMP(LEVEL, line, format, ...) LOG(LEVEL, atPrintPacket, line, format __VA_OPT__(, ) __VA_ARGS__)
-
 namespace {
 
 constexpr LogPlace atPrintPacket{"MsgHandle", "printPacket"};
@@ -32,58 +29,58 @@ uint32_t shownEntries(uint32_t count, uint32_t capacity) {
 void printFirstBytes(const OtnIpcMsg& msg) {
   if (!trace::admits(g_traceObject, trace::DEBUG1)) return;
   const auto* bytes = reinterpret_cast<const uint8_t*>(&msg);
-  for (size_t i = 0; i < zeroRecordDump; ++i) DUMP(DEBUG1, 50, "%x", bytes[i]);
-  DUMP(DEBUG1, 52, "\n");
+  for (size_t i = 0; i < zeroRecordDump; ++i) LOG(DEBUG1, atPrintPacket, 50, "%x", bytes[i]);
+  LOG(DEBUG1, atPrintPacket, 52, "\n");
 }
 
 // OPS counts entries, but only the first is known to this program: it is shown once per counted entry.
 void printInterfaces(const ops::IfcInsertDelete& ifc) {
-  DUMP(DEBUG2, 65, "Status Flag = %s\n",
-       ifc.statusFlag == ops::IfcInsertDelete::insert ? "ISS_OTN_IFC_INSERT" : "ISS_OTN_IFC_DELETE");
+  LOG(DEBUG2, atPrintPacket, 65, "Status Flag = %s\n",
+      ifc.statusFlag == ops::IfcInsertDelete::insert ? "ISS_OTN_IFC_INSERT" : "ISS_OTN_IFC_DELETE");
   const uint32_t shown = shownEntries(ifc.interfaceCount, ops::IfcInsertDelete::maxEntries);
   for (uint32_t i = 0; i < shown; ++i) {
-    DUMP(DEBUG2, 68, "Interface Type = %d\n", static_cast<int>(ifc.entry.interfaceType));
-    DUMP(DEBUG2, 69, "Interface Num = %d\n", static_cast<int>(ifc.entry.interfaceNum));
-    DUMP(DEBUG2, 70, "Interface speed = %d\n", static_cast<int>(ifc.entry.interfaceSpeed));
+    LOG(DEBUG2, atPrintPacket, 68, "Interface Type = %d\n", static_cast<int>(ifc.entry.interfaceType));
+    LOG(DEBUG2, atPrintPacket, 69, "Interface Num = %d\n", static_cast<int>(ifc.entry.interfaceNum));
+    LOG(DEBUG2, atPrintPacket, 70, "Interface speed = %d\n", static_cast<int>(ifc.entry.interfaceSpeed));
   }
 }
 
 void printTunnels(const ops::MgmtInterfaceMapping& mapping) {
-  DUMP(DEBUG2, 75, "Status Flag = %s\n",
-       mapping.mapFlag == ops::MgmtInterfaceMapping::map ? "ISS_OTN_MAP_MGMT_INTERFACE"
-                                                         : "ISS_OTN_UNMAP_MGMT_INTERFACE");
+  LOG(DEBUG2, atPrintPacket, 75, "Status Flag = %s\n",
+      mapping.mapFlag == ops::MgmtInterfaceMapping::map ? "ISS_OTN_MAP_MGMT_INTERFACE"
+                                                        : "ISS_OTN_UNMAP_MGMT_INTERFACE");
   const ops::TunnelEntry& entry = mapping.entry;
   const uint32_t shown = shownEntries(mapping.entryCount, ops::MgmtInterfaceMapping::maxEntries);
   for (uint32_t i = 0; i < shown; ++i) {
-    DUMP(DEBUG2, 78, "PwVlan = %d\nPwPort = %d\nAcVlan = %d\nAcPort = 24\n", static_cast<int>(entry.pwVlan),
-         static_cast<int>(entry.pwPort), static_cast<int>(entry.acVlan));
-    DUMP(DEBUG2, 79, "InTunnelLabel = %d\nOutTunnelLabel = %d\n ", static_cast<int>(entry.inTunnelLabel),
-         static_cast<int>(entry.outTunnelLabel));
-    DUMP(DEBUG2, 80, "TunnelId = %d\nVpnId = %d\nPwId = %d\n ", static_cast<int>(entry.tunnelId),
-         static_cast<int>(entry.vpnId), static_cast<int>(entry.pwId));
+    LOG(DEBUG2, atPrintPacket, 78, "PwVlan = %d\nPwPort = %d\nAcVlan = %d\nAcPort = 24\n",
+        static_cast<int>(entry.pwVlan), static_cast<int>(entry.pwPort), static_cast<int>(entry.acVlan));
+    LOG(DEBUG2, atPrintPacket, 79, "InTunnelLabel = %d\nOutTunnelLabel = %d\n ",
+        static_cast<int>(entry.inTunnelLabel), static_cast<int>(entry.outTunnelLabel));
+    LOG(DEBUG2, atPrintPacket, 80, "TunnelId = %d\nVpnId = %d\nPwId = %d\n ",
+        static_cast<int>(entry.tunnelId), static_cast<int>(entry.vpnId), static_cast<int>(entry.pwId));
   }
 }
 
 void printCounters(const ops::Counters& counters) {
-  DUMP(DEBUG2, 94, "interface number: %d\n", static_cast<int>(counters.interfaceNum));
-  DUMP(DEBUG2, 95, "\r\nReception Counters\r\n");
-  DUMP(DEBUG2, 96, "   Octets                    : %u\r\n", counters.rxOctets);
-  DUMP(DEBUG2, 97, "   Unicast Packets           : %u\r\n", counters.rxUnicastPackets);
-  DUMP(DEBUG2, 98, "   Discarded Packets         : %u\r\n", counters.rxDiscarded);
-  DUMP(DEBUG2, 99, "   Error Packets             : %u\r\n", counters.rxErrors);
-  DUMP(DEBUG2, 100, "   Unknown Protocol          : %u\r\n", counters.rxUnknownProtocol);
-  DUMP(DEBUG2, 101, "\r\nTransmission Counters\r\n");
-  DUMP(DEBUG2, 102, "   Octets                    : %u\r\n", counters.txOctets);
-  DUMP(DEBUG2, 103, "   Unicast Packets           : %u\r\n", counters.txUnicastPackets);
-  DUMP(DEBUG2, 104, "   Discarded Packets         : %u\r\n", counters.txDiscarded);
-  DUMP(DEBUG2, 105, "   Error Packets             : %u", counters.txErrors);
+  LOG(DEBUG2, atPrintPacket, 94, "interface number: %d\n", static_cast<int>(counters.interfaceNum));
+  LOG(DEBUG2, atPrintPacket, 95, "\r\nReception Counters\r\n");
+  LOG(DEBUG2, atPrintPacket, 96, "   Octets                    : %u\r\n", counters.rxOctets);
+  LOG(DEBUG2, atPrintPacket, 97, "   Unicast Packets           : %u\r\n", counters.rxUnicastPackets);
+  LOG(DEBUG2, atPrintPacket, 98, "   Discarded Packets         : %u\r\n", counters.rxDiscarded);
+  LOG(DEBUG2, atPrintPacket, 99, "   Error Packets             : %u\r\n", counters.rxErrors);
+  LOG(DEBUG2, atPrintPacket, 100, "   Unknown Protocol          : %u\r\n", counters.rxUnknownProtocol);
+  LOG(DEBUG2, atPrintPacket, 101, "\r\nTransmission Counters\r\n");
+  LOG(DEBUG2, atPrintPacket, 102, "   Octets                    : %u\r\n", counters.txOctets);
+  LOG(DEBUG2, atPrintPacket, 103, "   Unicast Packets           : %u\r\n", counters.txUnicastPackets);
+  LOG(DEBUG2, atPrintPacket, 104, "   Discarded Packets         : %u\r\n", counters.txDiscarded);
+  LOG(DEBUG2, atPrintPacket, 105, "   Error Packets             : %u", counters.txErrors);
 }
 
 void printCpuThreshold(const OtnIpcMsg& msg) {
   const uint8_t(&pid)[4] = msg.errorValue;
-  DUMP(DEBUG2, 114, "Thread name : %.*s\n", textLength(msg.errorString), msg.errorString);
-  DUMP(DEBUG2, 115, "Thread pid  : %u\n",
-       (uint32_t{pid[0]} << 24) | (uint32_t{pid[1]} << 16) | (uint32_t{pid[2]} << 8) | uint32_t{pid[3]});
+  LOG(DEBUG2, atPrintPacket, 114, "Thread name : %.*s\n", textLength(msg.errorString), msg.errorString);
+  LOG(DEBUG2, atPrintPacket, 115, "Thread pid  : %u\n",
+      (uint32_t{pid[0]} << 24) | (uint32_t{pid[1]} << 16) | (uint32_t{pid[2]} << 8) | uint32_t{pid[3]});
 }
 
 void printPayload(const OtnIpcMsg& msg) {
@@ -92,21 +89,21 @@ void printPayload(const OtnIpcMsg& msg) {
     case MSR_RELOAD_STATUS:  // its flag is logged where it is tested
       break;
     case RM_GO_ACTIVE_STANDBY_IND:
-      DUMP(DEBUG2, 60, "Node Type = %s\n",
-           payload.goActiveStandby.nodeType == 1 ? "ISS_OTN_IPC_ACTIVE" : "ISS_OTN_IPC_STANDBY");
-      DUMP(DEBUG2, 61, "Status Flag = %s\n", osix(payload.goActiveStandby.statusFlag));
+      LOG(DEBUG2, atPrintPacket, 60, "Node Type = %s\n",
+          payload.goActiveStandby.nodeType == 1 ? "ISS_OTN_IPC_ACTIVE" : "ISS_OTN_IPC_STANDBY");
+      LOG(DEBUG2, atPrintPacket, 61, "Status Flag = %s\n", osix(payload.goActiveStandby.statusFlag));
       break;
     case IFC_INSERT_DELETE_IND:
       printInterfaces(payload.ifc);
       break;
     case RUN_DEFAULT_SCRIPT_COMMAND:
-      DUMP(DEBUG2, 85, "Script input file: %.*s \n", textLength(payload.script.inputFile),
-           payload.script.inputFile);
-      DUMP(DEBUG2, 86, "Script output file: %.*s \n", textLength(payload.script.outputFile),
-           payload.script.outputFile);
+      LOG(DEBUG2, atPrintPacket, 85, "Script input file: %.*s \n", textLength(payload.script.inputFile),
+          payload.script.inputFile);
+      LOG(DEBUG2, atPrintPacket, 86, "Script output file: %.*s \n", textLength(payload.script.outputFile),
+          payload.script.outputFile);
       break;
     case INTERESTED_PACKET_IND:
-      DUMP(DEBUG2, 90, "No special treatment for ISS_OTN_IPC_INTERESTED_PACKET_IND\n");
+      LOG(DEBUG2, atPrintPacket, 90, "No special treatment for ISS_OTN_IPC_INTERESTED_PACKET_IND\n");
       break;
     case MGMT_INTERFACE_MAPPING_IND:
       printTunnels(payload.mapping);
@@ -118,30 +115,34 @@ void printPayload(const OtnIpcMsg& msg) {
       printCpuThreshold(msg);
       break;
     case PORT_STATUS_CHANGE_IND:
-      DUMP(DEBUG2, 120, "Interface number: %d\n", static_cast<int>(payload.portStatus.interfaceNum));
-      DUMP(DEBUG2, 121, "Port administrative status: %d\n", payload.portStatus.adminStatus);
-      DUMP(DEBUG2, 122, "Port operational status   : %d\n", payload.portStatus.operationalStatus);
+      LOG(DEBUG2, atPrintPacket, 120, "Interface number: %d\n",
+          static_cast<int>(payload.portStatus.interfaceNum));
+      LOG(DEBUG2, atPrintPacket, 121, "Port administrative status: %d\n", payload.portStatus.adminStatus);
+      LOG(DEBUG2, atPrintPacket, 122, "Port operational status   : %d\n",
+          payload.portStatus.operationalStatus);
       break;
     case REDUNDANCY_STATE:
-      DUMP(DEBUG2, 126, "Redundancy State received from OPS: %s\n",
-           redundancyStateName(payload.redundancy.state));
+      LOG(DEBUG2, atPrintPacket, 126, "Redundancy State received from OPS: %s\n",
+          redundancyStateName(payload.redundancy.state));
       break;
     default:
-      DUMP(DEBUG2, 130, "No information about this message to print\n");
+      LOG(DEBUG2, atPrintPacket, 130, "No information about this message to print\n");
   }
 }
 
 void printTrailer(const OtnIpcMsg& msg) {
-  DUMP(DEBUG1, 135, "Response error string = %.*s", textLength(msg.errorString), msg.errorString);
-  DUMP(DEBUG1, 139, "Response error value = %d %d %d %d\n", msg.errorValue[0], msg.errorValue[1],
-       msg.errorValue[2], msg.errorValue[3]);
-  DUMP(DEBUG1, 140, "Response status = %s\n", osix(msg.status));
+  LOG(DEBUG1, atPrintPacket, 135, "Response error string = %.*s", textLength(msg.errorString),
+      msg.errorString);
+  LOG(DEBUG1, atPrintPacket, 139, "Response error value = %d %d %d %d\n", msg.errorValue[0],
+      msg.errorValue[1], msg.errorValue[2], msg.errorValue[3]);
+  LOG(DEBUG1, atPrintPacket, 140, "Response status = %s\n", osix(msg.status));
 }
 
 }  // namespace
 
 int printPacket(const OtnIpcMsg& msg) {
-  DUMP(DEBUG1, 44, "Msg Type = %s [%d]", msgTypeName(msg.msgType), static_cast<int>(msg.msgType));
+  LOG(DEBUG1, atPrintPacket, 44, "Msg Type = %s [%d]", msgTypeName(msg.msgType),
+      static_cast<int>(msg.msgType));
   if (msg.msgType == InvalidMsgType) printFirstBytes(msg);
   printPayload(msg);
   if (msg.isResponse == 1) printTrailer(msg);
