@@ -9,9 +9,9 @@
 #include <span>
 #include <string>
 
-#include "DirectiveWords.h"
 #include "LineOutput.h"
 #include "Observer.h"
+#include "Words.h"
 
 namespace sim {
 

@@ -7,9 +7,9 @@
 #include <string_view>
 #include <vector>
 
-#include "DirectiveWords.h"
 #include "Fault.h"
 #include "Observer.h"
+#include "Words.h"
 
 namespace sim {
 

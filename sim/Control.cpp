@@ -10,9 +10,9 @@
 #include <utility>
 #include <vector>
 
-#include "ControlSocket.h"
 #include "OpsDecoder.h"
 #include "PeerUser.h"
+#include "UnixAddress.h"
 
 namespace sim {
 namespace {

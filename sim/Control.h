@@ -16,7 +16,7 @@
 #include <string_view>
 
 #include "ShowRequest.h"
-#include "ShowTable.h"
+#include "Table.h"
 #include "Watch.h"
 
 namespace sim {

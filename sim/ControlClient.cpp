@@ -11,10 +11,10 @@
 #include <string_view>
 
 #include "ControlPath.h"
-#include "ControlSocket.h"
-#include "DirectiveWords.h"
 #include "PeerUser.h"
 #include "ShowRequest.h"
+#include "UnixAddress.h"
+#include "Words.h"
 
 namespace sim {
 namespace {

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-#include "DirectiveWords.h"
+#include "Words.h"
 
 namespace sim {
 

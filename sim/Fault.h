@@ -11,7 +11,7 @@
 #include <variant>
 #include <vector>
 
-#include "DirectiveRecord.h"
+#include "RecordTemplate.h"
 
 namespace sim {
 

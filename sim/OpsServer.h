@@ -12,7 +12,6 @@
 #include <string>
 #include <vector>
 
-#include "Clock.h"
 #include "DirectiveParser.h"
 #include "Fault.h"
 #include "IssModel.h"
@@ -20,6 +19,7 @@
 #include "Observer.h"
 #include "Outbox.h"
 #include "RecordStream.h"
+#include "TimerQueue.h"
 
 namespace sim {
 

@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "DirectiveWords.h"
 #include "OpsServer.h"
+#include "Words.h"
 
 namespace sim {
 

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <string>
 
-#include "DirectiveWords.h"
+#include "Words.h"
 
 namespace sim {
 

@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "CaptureReader.h"
-#include "Clock.h"
 #include "LineOutput.h"
 #include "RecordStream.h"
+#include "TimerQueue.h"
 
 namespace sim {
 

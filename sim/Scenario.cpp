@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "Directive.h"
+#include "DirectiveInterpreter.h"
 #include "ReadFile.h"
 
 namespace sim {

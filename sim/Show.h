@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "IssModel.h"
-#include "ShowTable.h"
+#include "Table.h"
 #include "Watch.h"
 
 namespace sim {

@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "CliConfig.h"
-#include "DirectiveWords.h"
+#include "Words.h"
 
 namespace sim {
 

@@ -2,10 +2,10 @@
 // Pure functions of what they show; the poll loop's thread.
 #pragma once
 
-#include "Directive.h"
+#include "DirectiveInterpreter.h"
 #include "Fault.h"
 #include "OpsServer.h"
-#include "ShowTable.h"
+#include "Table.h"
 
 namespace sim {
 

@@ -6,7 +6,7 @@
 #include "LineOutput.h"
 #include "OpsDecoder.h"
 #include "SentText.h"
-#include "ShowTable.h"
+#include "Table.h"
 
 namespace sim {
 namespace {

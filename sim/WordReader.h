@@ -6,8 +6,8 @@
 #include <utility>
 #include <vector>
 
-#include "DirectiveRecord.h"
 #include "OpsDecoder.h"
+#include "RecordTemplate.h"
 
 namespace sim {
 

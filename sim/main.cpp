@@ -14,7 +14,7 @@
 #include "Control.h"
 #include "ControlClient.h"
 #include "ControlPath.h"
-#include "Directive.h"
+#include "DirectiveInterpreter.h"
 #include "Options.h"
 #include "Replay.h"
 #include "Scenario.h"

@@ -7,9 +7,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "ControlSocket.h"
 #include "Show.h"
 #include "TemporaryDirectory.h"
+#include "UnixAddress.h"
 
 namespace {
 

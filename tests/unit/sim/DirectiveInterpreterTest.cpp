@@ -1,5 +1,5 @@
 // Directives carried out by a server with a client.
-#include "Directive.h"
+#include "DirectiveInterpreter.h"
 
 #include <gmock/gmock.h>
 #include <sys/eventfd.h>

@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
-#include "DirectiveWords.h"
 #include "OtnIpcMsg.h"
+#include "Words.h"
 
 namespace sim {
 

@@ -1,4 +1,4 @@
-#include "Clock.h"
+#include "TimerQueue.h"
 
 #include <gmock/gmock.h>
 

@@ -1,4 +1,4 @@
-#include "DirectiveRecord.h"
+#include "RecordTemplate.h"
 
 #include <algorithm>
 #include <charconv>

@@ -1,4 +1,4 @@
-#include "Directive.h"
+#include "DirectiveInterpreter.h"
 
 #include <string>
 #include <utility>

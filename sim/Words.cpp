@@ -1,4 +1,4 @@
-#include "DirectiveWords.h"
+#include "Words.h"
 
 #include <charconv>
 

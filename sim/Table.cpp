@@ -1,4 +1,4 @@
-#include "ShowTable.h"
+#include "Table.h"
 
 #include <algorithm>
 #include <cstdio>
