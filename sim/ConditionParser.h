@@ -1,7 +1,7 @@
 // The conditions that stand in front of a directive: on, after, every. Pure; any thread.
 #pragma once
 
-#include "DirectiveParser.h"
+#include "Directive.h"
 #include "WordReader.h"
 
 namespace sim {

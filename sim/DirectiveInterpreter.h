@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "DirectiveParser.h"
+#include "Directive.h"
 #include "LineOutput.h"
 #include "Observer.h"
 #include "OpsServer.h"

@@ -1,4 +1,4 @@
-#include "DirectiveParser.h"
+#include "Directive.h"
 
 #include <array>
 #include <cctype>

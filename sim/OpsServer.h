@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "DirectiveParser.h"
+#include "Directive.h"
 #include "Fault.h"
 #include "IssModel.h"
 #include "LineOutput.h"

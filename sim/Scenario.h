@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "DirectiveParser.h"
+#include "Directive.h"
 
 namespace sim {
 

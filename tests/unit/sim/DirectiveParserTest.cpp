@@ -1,4 +1,4 @@
-#include "DirectiveParser.h"
+#include "Directive.h"
 
 #include <gmock/gmock.h>
 

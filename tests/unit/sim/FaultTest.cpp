@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-#include "DirectiveParser.h"
+#include "Directive.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "DirectiveParser.h"
+#include "Directive.h"
 
 namespace {
 
