@@ -1,10 +1,9 @@
-// One line of a scenario, understood: what to do, and when. Pure; any thread.
+// One line of a scenario, understood: what to do, and when. Plain data.
 #pragma once
 
 #include <chrono>
 #include <cstdint>
 #include <string>
-#include <string_view>
 #include <variant>
 #include <vector>
 
@@ -91,11 +90,5 @@ struct Directive {
   directive::Action action;
   std::vector<std::string> texts;  ///< the line from each condition on, and the action's, as written
 };
-
-/// Reads one line that is no comment and not empty. `column`, if given, is where a problem stands, from 1 on.
-Problem parseDirective(std::string_view line, Directive& result, size_t* column = nullptr);
-
-/// True for an empty line and one that holds only a comment.
-bool isBlank(std::string_view line);
 
 }  // namespace sim

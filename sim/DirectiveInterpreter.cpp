@@ -3,6 +3,8 @@
 #include <string>
 #include <utility>
 
+#include "DirectiveParser.h"
+
 namespace sim {
 namespace {
 

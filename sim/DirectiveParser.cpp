@@ -1,4 +1,4 @@
-#include "Directive.h"
+#include "DirectiveParser.h"
 
 #include <array>
 #include <cctype>

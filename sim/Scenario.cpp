@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "DirectiveInterpreter.h"
+#include "DirectiveParser.h"
 #include "ReadFile.h"
 
 namespace sim {

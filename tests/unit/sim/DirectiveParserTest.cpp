@@ -1,4 +1,4 @@
-#include "Directive.h"
+#include "DirectiveParser.h"
 
 #include <gmock/gmock.h>
 

@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-#include "Directive.h"
+#include "DirectiveParser.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "Directive.h"
+#include "DirectiveParser.h"
 
 namespace {
 
