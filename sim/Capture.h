@@ -11,7 +11,7 @@
 
 #include "LineOutput.h"
 #include "Observer.h"
-#include "Words.h"
+#include "Problem.h"
 
 namespace sim {
 

@@ -9,7 +9,7 @@
 
 #include "Fault.h"
 #include "Observer.h"
-#include "Words.h"
+#include "Problem.h"
 
 namespace sim {
 

@@ -2,8 +2,8 @@
 
 #include <unistd.h>
 
-#include "OpsDecoder.h"
 #include "TmpFile.h"
+#include "Words.h"
 
 namespace sim {
 namespace {

@@ -10,9 +10,9 @@
 #include <utility>
 #include <vector>
 
-#include "OpsDecoder.h"
 #include "PeerUser.h"
 #include "UnixAddress.h"
+#include "Words.h"
 
 namespace sim {
 namespace {

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-#include "Words.h"
+#include "Problem.h"
 
 namespace sim {
 

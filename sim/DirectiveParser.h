@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "Directive.h"
+#include "Problem.h"
 
 namespace sim {
 

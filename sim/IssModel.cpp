@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <cstring>
 
-#include "OpsDecoder.h"
+#include "OtnIpcFields.h"
 #include "TmpFile.h"
 
 namespace sim {

@@ -7,6 +7,7 @@
 #include "FilterEntryText.h"
 #include "PortBitmap.h"
 #include "RedundancyState.h"
+#include "Words.h"
 
 namespace sim {
 namespace {
@@ -195,38 +196,6 @@ class LineBuilder {
 };
 
 }  // namespace
-
-std::string quoted(std::string_view text) {
-  std::string out;
-  bool plain = !text.empty();
-  for (const char c : text) {
-    switch (c) {
-      case '\n':
-        out += "\\n";
-        break;
-      case '\r':
-        out += "\\r";
-        break;
-      case '\t':
-        out += "\\t";
-        break;
-      case '"':
-      case '\\':
-        out += '\\';
-        out += c;
-        break;
-      default:
-        if (c >= ' ' && c <= '~') {
-          plain = plain && c != ' ';
-          out += c;
-          continue;
-        }
-        append(out, "\\x%02x", static_cast<uint8_t>(c));
-    }
-    plain = false;
-  }
-  return plain ? out : '"' + out + '"';
-}
 
 std::string decodeRecord(const OtnIpcMsg& record) {
   LineBuilder line(record);

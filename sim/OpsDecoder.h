@@ -21,8 +21,4 @@ std::string decodeField(const OtnIpcMsg& record, const ops::FieldInfo& field);
 /// Bytes that are no whole record (a connection ended inside one).
 std::string decodePartialRecord(std::span<const std::byte> bytes);
 
-/// The text with control characters, quotes and bytes above ASCII escaped; put in quotes where it is empty
-/// or holds a blank or an escape.
-std::string quoted(std::string_view text);
-
 }  // namespace sim

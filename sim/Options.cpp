@@ -4,6 +4,8 @@
 
 #include <string_view>
 
+#include "Words.h"
+
 namespace sim {
 
 const char* const usage =

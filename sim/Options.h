@@ -4,7 +4,7 @@
 #include <string>
 
 #include "OpsServer.h"
-#include "Words.h"
+#include "Problem.h"
 
 namespace sim {
 

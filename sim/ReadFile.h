@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <string>
 
-#include "Words.h"
+#include "Problem.h"
 
 namespace sim {
 

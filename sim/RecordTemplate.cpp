@@ -4,9 +4,9 @@
 #include <charconv>
 #include <cstring>
 
-#include "OpsDecoder.h"
 #include "OtnIpcFields.h"
 #include "PortBitmap.h"
+#include "Words.h"
 
 namespace sim {
 namespace {
@@ -128,6 +128,16 @@ OtnIpcMsg RecordTemplate::build() const {
   record.msgType = type;
   changes.applyTo(record);
   return record;
+}
+
+bool parseType(std::string_view word, uint32_t& type) {
+  for (uint32_t known = 0; known < OtnIpcMsgTypeCount; ++known) {
+    if (word == OtnIpcMsgTypeStrings[known]) {
+      type = known;
+      return true;
+    }
+  }
+  return parseNumber(word, UINT32_MAX, type);
 }
 
 Problem parseField(uint32_t type, std::string_view word, RecordChanges& changes) {

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "OtnIpcMsg.h"
-#include "Words.h"
+#include "Problem.h"
 
 namespace sim {
 
@@ -30,6 +30,9 @@ struct RecordTemplate {
 
   OtnIpcMsg build() const;
 };
+
+/// A message type by name or number.
+bool parseType(std::string_view word, uint32_t& type);
 
 /// Reads `name=value`, where the name is one of the type's fields or of the answer's trailer, or
 /// `@offset=hex`.

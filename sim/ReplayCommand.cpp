@@ -5,6 +5,7 @@
 
 #include "ReadFile.h"
 #include "Replay.h"
+#include "Words.h"
 
 namespace sim {
 namespace {

@@ -7,6 +7,7 @@
 
 #include "OpsDecoder.h"
 #include "RedundancyState.h"
+#include "Words.h"
 
 namespace sim {
 namespace {

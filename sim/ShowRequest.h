@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "CliConfig.h"
-#include "Words.h"
+#include "Problem.h"
 
 namespace sim {
 

@@ -6,8 +6,8 @@
 #include <utility>
 #include <vector>
 
-#include "OpsDecoder.h"
 #include "RecordTemplate.h"
+#include "Words.h"
 
 namespace sim {
 

@@ -1,8 +1,7 @@
 #include "Words.h"
 
 #include <charconv>
-
-#include "OtnIpcMsg.h"
+#include <cstdio>
 
 namespace sim {
 namespace {
@@ -73,6 +72,40 @@ Problem splitWords(std::string_view line, Words& result) {
   return std::nullopt;
 }
 
+std::string quoted(std::string_view text) {
+  std::string out;
+  bool plain = !text.empty();
+  for (const char c : text) {
+    switch (c) {
+      case '\n':
+        out += "\\n";
+        break;
+      case '\r':
+        out += "\\r";
+        break;
+      case '\t':
+        out += "\\t";
+        break;
+      case '"':
+      case '\\':
+        out += '\\';
+        out += c;
+        break;
+      default:
+        if (c >= ' ' && c <= '~') {
+          plain = plain && c != ' ';
+          out += c;
+          continue;
+        }
+        char escape[5];
+        snprintf(escape, sizeof escape, "\\x%02x", static_cast<uint8_t>(c));
+        out += escape;
+    }
+    plain = false;
+  }
+  return plain ? out : '"' + out + '"';
+}
+
 bool parseNumber(std::string_view word, uint32_t most, uint32_t& value) {
   const bool hex = word.starts_with("0x");
   if (hex) word.remove_prefix(2);
@@ -129,16 +162,6 @@ bool parsePorts(std::string_view word, uint32_t most, uint32_t& bitmap) {
     if (end == std::string_view::npos) return true;
     word.remove_prefix(end + 1);
   }
-}
-
-bool parseType(std::string_view word, uint32_t& type) {
-  for (uint32_t known = 0; known < OtnIpcMsgTypeCount; ++known) {
-    if (word == OtnIpcMsgTypeStrings[known]) {
-      type = known;
-      return true;
-    }
-  }
-  return parseNumber(word, UINT32_MAX, type);
 }
 
 bool parseHex(std::string_view word, std::string& bytes) {

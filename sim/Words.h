@@ -3,15 +3,13 @@
 
 #include <chrono>
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-namespace sim {
+#include "Problem.h"
 
-/// A reason why something is wrong, on one line.
-using Problem = std::optional<std::string>;
+namespace sim {
 
 /// The words of a line and where in it they stand.
 struct Words {
@@ -30,6 +28,10 @@ struct Words {
 /// at the start of a word begins a comment.
 Problem splitWords(std::string_view line, Words& result);
 
+/// The text with control characters, quotes and bytes above ASCII escaped; put in quotes where it is empty
+/// or holds a blank or an escape.
+std::string quoted(std::string_view text);
+
 /// Decimal, or hex behind "0x".
 bool parseNumber(std::string_view word, uint32_t most, uint32_t& value);
 
@@ -41,9 +43,6 @@ bool parseChance(std::string_view word, uint32_t& millionths);
 
 /// Ports by number, "5" or "1-4,7", as a bitmap: bit n = port n + 1. `most` is 32 at most.
 bool parsePorts(std::string_view word, uint32_t most, uint32_t& bitmap);
-
-/// A message type by name or number.
-bool parseType(std::string_view word, uint32_t& type);
 
 /// Pairs of hex digits.
 bool parseHex(std::string_view word, std::string& bytes);

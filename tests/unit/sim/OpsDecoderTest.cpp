@@ -250,13 +250,6 @@ TEST(OpsDecoder, ShowsPartOfARecordInHex) {
   EXPECT_EQ(sim::decodePartialRecord(bytes), "partial record, 3 of 6924 bytes: 0800fe");
 }
 
-TEST(Quoted, EscapesWhatWouldBreakALine) {
-  EXPECT_EQ(sim::quoted("/tmp/x"), "/tmp/x");
-  EXPECT_EQ(sim::quoted(""), "\"\"");
-  EXPECT_EQ(sim::quoted("a b"), "\"a b\"");
-  EXPECT_EQ(sim::quoted("\n\r\t\"\\\x01\xFF"), "\"\\n\\r\\t\\\"\\\\\\x01\\xff\"");
-}
-
 TEST(OtnIpcFields, LieInsideTheRecordAndInOrderOfTheirPlace) {
   for (uint32_t type = 0; type < OtnIpcMsgTypeCount; ++type) {
     size_t end = sizeof(uint32_t);
