@@ -85,16 +85,6 @@ OtnIpcMsg IssModel::portReport(uint32_t port) const {
   return portRecord(isPort(port) ? m_config.portState(port) : PortState{port, false, false});
 }
 
-OtnIpcMsg IssModel::cpuAlarm(std::string_view threadName, uint32_t pid) {
-  OtnIpcMsg record{};
-  record.msgType = CPU_THRESHOLD;
-  memcpy(record.errorString, threadName.data(), std::min(threadName.size(), sizeof record.errorString));
-  for (size_t i = 0; i < sizeof record.errorValue; ++i) {
-    record.errorValue[i] = static_cast<uint8_t>(pid >> (24 - 8 * i));
-  }
-  return record;
-}
-
 IssModel::Result IssModel::handle(OtnIpcMsg& msg, std::string& notes) {
   switch (msg.msgType) {
     case InvalidMsgType:
@@ -251,7 +241,6 @@ IssModel::Result IssModel::mapVlans(std::map<uint32_t, VlanMap>& maps, const Otn
 }
 
 void IssModel::flush(const ops::Flush& request) {
-  ++m_flushCount;
   const std::pair key(request.vpn, request.vp);
   if (m_flushes.size() < maxKeys || m_flushes.contains(key)) ++m_flushes[key];
 }

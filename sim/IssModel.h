@@ -8,7 +8,6 @@
 #include <map>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -44,7 +43,6 @@ struct VlanMap {
 
 class IssModel {
  public:
-  static constexpr uint32_t portCount = sim::portCount;
   static constexpr size_t maxForwardingEntries = 65536;  ///< beyond it the oldest is forgotten
   static constexpr size_t maxKeys = 4096;                ///< of interfaces, VLAN maps, flushes and counters
 
@@ -60,7 +58,6 @@ class IssModel {
   /// caller sends portReport().
   bool setPortOper(uint32_t port, bool up);
   OtnIpcMsg portReport(uint32_t port) const;
-  static OtnIpcMsg cpuAlarm(std::string_view threadName, uint32_t pid);
 
   const CliConfig& config() const { return m_config; }
   const std::map<uint32_t, ops::InterestedPacket>& forwardingEntries() const { return m_forwardingEntries; }
@@ -76,7 +73,6 @@ class IssModel {
   const std::optional<ops::LldpTlv>& lldp() const { return m_lldp; }
   const std::optional<ops::SmartSfpPdu>& smartSfpPdu() const { return m_smartSfpPdu; }
   std::optional<int32_t> redundancyState() const { return m_redundancyState; }
-  uint64_t flushCount() const { return m_flushCount; }
 
  private:
   using Result = std::optional<Refusal>;
@@ -107,7 +103,6 @@ class IssModel {
   std::optional<ops::LldpTlv> m_lldp;
   std::optional<ops::SmartSfpPdu> m_smartSfpPdu;
   std::optional<int32_t> m_redundancyState;
-  uint64_t m_flushCount = 0;
 };
 
 }  // namespace sim

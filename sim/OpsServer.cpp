@@ -81,16 +81,9 @@ void OpsServer::addPollable(int fd, short events, std::function<void(short)> rea
   m_pollables.push_back({fd, events, std::move(ready)});
 }
 
-void OpsServer::removePollable(int fd) {
-  for (Pollable& pollable : m_pollables) {
-    if (pollable.fd == fd) pollable.fd = -1;
-  }
-}
-
 void OpsServer::run(int stopFd) {
   std::vector<pollfd> fds;
   while (true) {
-    std::erase_if(m_pollables, [](const Pollable& pollable) { return pollable.fd < 0; });
     const bool connected = m_clientFd >= 0;
     fds.assign({{stopFd, POLLIN, 0}, {m_listenFd, POLLIN, 0}});
     if (connected) {
@@ -123,7 +116,7 @@ void OpsServer::serve(short events) {
 
 void OpsServer::runPollables(const std::vector<pollfd>& fds) {
   for (size_t i = 2; i < fds.size(); ++i) {
-    if (fds[i].revents == 0 || m_pollables[i - 2].fd < 0) continue;
+    if (fds[i].revents == 0) continue;
     // A copy: the call may add pollables.
     const std::function<void(short)> call = m_pollables[i - 2].ready;
     call(fds[i].revents);

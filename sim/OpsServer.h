@@ -49,10 +49,9 @@ class OpsServer {
   /// The observer is the caller's and outlives the server.
   void addObserver(Observer& observer) { m_observers.push_back(&observer); }
 
-  /// Calls `ready` with the events of a further descriptor (the caller's) from the poll loop. It may add and
-  /// remove pollables, its own included.
+  /// Calls `ready` with the events of a further descriptor (the caller's) from the poll loop. It may add
+  /// pollables.
   void addPollable(int fd, short events, std::function<void(short)> ready);
-  void removePollable(int fd);
 
   /// Serves one client after another until stopFd (the caller's) is readable.
   void run(int stopFd);
@@ -92,7 +91,7 @@ class OpsServer {
 
  private:
   struct Pollable {
-    int fd;  ///< -1 = removed
+    int fd;
     short events;
     std::function<void(short)> ready;
   };

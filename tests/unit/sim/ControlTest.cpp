@@ -7,6 +7,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstring>
+
 #include "Show.h"
 #include "TemporaryDirectory.h"
 #include "UnixAddress.h"
@@ -205,7 +207,8 @@ TEST_F(Control, CountsWhatASlowWatcherMisses) {
   const int fd = connectClient();
   sendTo(fd, "watch\n");
   runAll();
-  const OtnIpcMsg alarm = sim::IssModel::cpuAlarm(std::string(490, 'x'), 1);
+  OtnIpcMsg alarm = record(CPU_THRESHOLD);
+  memset(alarm.errorString, 'x', 490);
   const sim::Sent sent{&alarm, sizeof alarm};
   const std::string line = sim::watchLine({sim::Direction::out, sent});
   const size_t enough = 2 * sim::Control::maxBacklog / line.size();

@@ -216,7 +216,6 @@ TEST_F(IssModel, KeepsWhatIsSet) {
   EXPECT_EQ(m_model.syncePdu()->pduWord1, 5U);
 
   answer(record(FLUSH_CMD));
-  EXPECT_EQ(m_model.flushCount(), 1U);
   EXPECT_EQ(m_model.flushes().at({0, 0}), 1U);
 
   request = record(SMARTSFP_PDU_CMD);
@@ -263,7 +262,7 @@ TEST_F(IssModel, CountsFlushesByTheirPlace) {
   answer(request);
   answer(record(FLUSH_CMD));
   EXPECT_EQ(m_model.flushes().at({7, 2}), 2U);
-  EXPECT_EQ(m_model.flushCount(), 3U);
+  EXPECT_EQ(m_model.flushes().at({0, 0}), 1U);
 }
 
 OtnIpcMsg script(const std::string& input, const std::string& output) {
@@ -330,14 +329,6 @@ TEST_F(IssModel, CannotBringUpAPortThatIsShutDown) {
                 ""));
   EXPECT_FALSE(m_model.setPortOper(5, false));
   EXPECT_FALSE(m_model.setPortOper(5, true));
-}
-
-TEST_F(IssModel, BuildsCpuAlarms) {
-  const OtnIpcMsg alarm = sim::IssModel::cpuAlarm("CLIC", 0x01020304);
-  EXPECT_EQ(alarm.msgType, CPU_THRESHOLD);
-  EXPECT_EQ(fieldText(alarm.errorString), "CLIC");
-  EXPECT_THAT(alarm.errorValue, ElementsAre(1, 2, 3, 4));
-  EXPECT_EQ(fieldText(sim::IssModel::cpuAlarm(std::string(600, 'x'), 0).errorString), std::string(500, 'x'));
 }
 
 TEST_F(IssModel, RefusesABadScript) {
