@@ -1,55 +1,104 @@
 // Calls the daemon, or a floor in its place, and prints how long the answers took.
 //
-//   trelvik-caller [--callers N] [--count N] [--records 1|2 | --query | --debug]
+//   trelvik-caller probe|rule|query|debug|exchange [--callers N] [--count N]
 //
-// N callers are N connections with one call under way each. A request of one record is a probe, one of two
-// records a flushed MSTP rule; --query asks for the trace level, --debug uses the debug socket. Prints one
-// line of JSON: microseconds and requests a second. Exit status: 0 = all answered, 1 = not, 2 = usage.
-#include <poll.h>
+// `probe` is a request of one record, `rule` one of two records, `query` asks for the trace level; N callers
+// are N connections to the bus with one call under way each. `debug` uses the debug socket. `exchange` asks
+// nobody: it exchanges records with OPS itself. A tenth of COUNT goes before to warm up, and is not counted.
+//
+// Prints one line of JSON: how many were answered in how many seconds, its own CPU time in microseconds, and
+// how many microseconds an answer took at 0, 1, ... 100 percent of them. Exit status: 0 = all answered, 1 =
+// not, 2 = usage.
+#include <sys/epoll.h>
 
-#include <algorithm>
 #include <charconv>
 #include <chrono>
+#include <ctime>
 #include <memory>
 
-#include "OtnIpcMsg.h"
-#include "wire.h"
+#include "ops.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
 struct Options {
+  std::string_view kind;
   unsigned callers = 1;
   unsigned count = 10000;
-  unsigned records = 1;
-  bool query = false;
-  bool debug = false;
 };
 
-/// The body of a call: little-endian words, texts where the signature has `s`.
+double microseconds(Clock::duration time) {
+  return std::chrono::duration<double, std::micro>(time).count();
+}
+
+double ownCpu() {
+  timespec used{};
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
+  return static_cast<double>(used.tv_sec) * 1e6 + static_cast<double>(used.tv_nsec) / 1e3;
+}
+
+/// What the answers took, from the end of the warming up.
+class Answers {
+ public:
+  explicit Answers(const Options& options) : m_warmUp(options.count / 10), m_count(options.count + m_warmUp) {
+    if (m_warmUp == 0) start();
+  }
+  unsigned count() const { return m_count; }
+  bool complete() const { return m_answered == m_count; }
+  void add(Clock::duration took) {
+    if (m_answered++ >= m_warmUp) m_took.push_back(microseconds(took));
+    if (m_answered == m_warmUp) start();
+    if (complete()) {
+      m_seconds = microseconds(Clock::now() - m_start) / 1e6;
+      m_cpu = ownCpu() - m_cpu;
+    }
+  }
+  void print() {
+    std::sort(m_took.begin(), m_took.end());
+    printf("{\"answered\": %u, \"counted\": %zu, \"seconds\": %.6f, \"cpu\": %.1f, \"percentiles\": [",
+           m_answered, m_took.size(), m_seconds, m_cpu);
+    for (size_t percent = 0; percent <= 100; ++percent)
+      printf("%s%.1f", percent == 0 ? "" : ", ", m_took[(m_took.size() - 1) * percent / 100]);
+    puts("]}");
+  }
+
+ private:
+  void start() {
+    m_start = Clock::now();
+    m_cpu = ownCpu();
+  }
+
+  unsigned m_warmUp;
+  unsigned m_count;
+  unsigned m_answered = 0;
+  Clock::time_point m_start;
+  double m_seconds = 0;
+  double m_cpu = 0;
+  std::vector<double> m_took;
+};
+
+/// The body of a call, little-endian. An empty text takes the words {0} and four bytes of end and padding.
 std::string body(std::initializer_list<uint32_t> words) {
   std::string bytes;
   for (const uint32_t value : words) bytes.append(reinterpret_cast<const char*>(&value), sizeof value);
   return bytes;
 }
 
-std::vector<char> makeCall(const Options& options) {
+std::vector<char> makeCall(std::string_view kind) {
   const char* object = "IssSetLanWanAsync";
   const char* interfaceName = "otn.OBsetPortParams_1_0";
   const char* method = "setPortParams";
   const char* types = "uuuubuuu";
   std::string arguments = body({3, 6, 5, 1000, 0, 100, 0, 0});
-  if (options.query) {
+  if (kind == "query") {
     object = "ob_common", interfaceName = "otn.OBcommon_1_0", method = "get_trace_level", types = "";
     arguments.clear();
-  } else if (options.records == 2) {
-    // An MSTP rule on the LAN side with a flush; the data VLANs are an empty text.
+  } else if (kind == "rule") {
+    // An MSTP rule on the LAN side, and a flush behind it; the data VLANs are an empty text.
     object = "IssSetIssMgrAsync", interfaceName = "otn.OBsetIssMgrParams_1_0", method = "setIssMgrParams";
     types = "uuuuiuuuuuusuuuqii";
-    arguments = body({1, 0, 5, 0, 1, 7, 1, 3, 679, 0, 0});
-    arguments += body({0}) + std::string(4, 0);
-    arguments += body({0, 0, 0, 0, 0, 0});
+    arguments = body({1, 0, 5, 0, 1, 7, 1, 3, 679, 0, 0, 0}) + std::string(4, 0) + body({0, 0, 0, 0, 0, 0});
   }
   wire::Message call(wire::call, 0, 0);
   call.text(wire::path, 'o', std::string("/otn/Trelvik/") + object);
@@ -61,7 +110,7 @@ std::vector<char> makeCall(const Options& options) {
 }
 
 struct Caller {
-  explicit Caller(const char* address) : bus(address) {}
+  Caller() : bus(wire::busAddress()) {}
   wire::Connection bus;
   Clock::time_point sent;
   uint32_t serial = 16;
@@ -74,47 +123,51 @@ void send(Caller& caller, std::vector<char>& call) {
   wire::writeAll(caller.bus.fd(), call.data(), call.size());
 }
 
-double microseconds(Clock::duration time) {
-  return std::chrono::duration<double, std::micro>(time).count();
+/// Waits for the caller's next message, and for what came with it. True when its call is answered.
+bool answered(Caller& caller) {
+  bool came = false;
+  do {
+    const wire::Incoming message = caller.bus.next();
+    if (message.repliesTo != caller.serial) continue;
+    if (message.type != wire::reply) {
+      fprintf(stderr, "trelvik-caller: refused: %.*s\n", static_cast<int>(message.body.size()),
+              message.body.data());
+      exit(1);
+    }
+    came = true;
+  } while (caller.bus.buffered());
+  return came;
 }
 
-/// Returns what each answer took; the first tenth warms up and is not kept.
-std::vector<double> callBus(const Options& options) {
-  const char* address = getenv("DBUS_SYSTEM_BUS_ADDRESS");
+void callBus(const Options& options, Answers& answers) {
+  std::vector<char> call = makeCall(options.kind);
   std::vector<std::unique_ptr<Caller>> callers;
-  std::vector<pollfd> wait;
-  std::vector<char> call = makeCall(options);
+  const int ready = epoll_create1(EPOLL_CLOEXEC);
   for (unsigned i = 0; i < options.callers; ++i) {
-    callers.push_back(
-        std::make_unique<Caller>(address != nullptr ? address : "unix:path=/run/dbus/system_bus_socket"));
-    wait.push_back({callers.back()->bus.fd(), POLLIN, 0});
+    callers.push_back(std::make_unique<Caller>());
+    epoll_event event{};
+    event.events = EPOLLIN;
+    event.data.ptr = callers.back().get();
+    epoll_ctl(ready, EPOLL_CTL_ADD, callers.back()->bus.fd(), &event);
   }
-  std::vector<double> took;
-  unsigned sent = 0, answered = 0;
+  unsigned sent = 0;
   for (; sent < options.callers; ++sent) send(*callers[sent], call);
-  while (answered < options.count) {
-    if (options.callers > 1) poll(wait.data(), wait.size(), -1);
-    for (unsigned i = 0; i < options.callers && answered < options.count; ++i) {
-      if (options.callers > 1 && (wait[i].revents & POLLIN) == 0) continue;
-      Caller& caller = *callers[i];
-      do {
-        const wire::Incoming message = caller.bus.next();
-        if (message.repliesTo != caller.serial) continue;
-        if (message.type != wire::reply) {
-          fprintf(stderr, "trelvik-caller: refused: %.*s\n", static_cast<int>(message.body.size()),
-                  message.body.data());
-          exit(1);
-        }
-        took.push_back(microseconds(Clock::now() - caller.sent));
-        ++answered;
-        if (sent++ < options.count) send(caller, call);
-      } while (caller.bus.buffered());
+  std::vector<epoll_event> events(options.callers);
+  events[0].data.ptr = callers[0].get();
+  while (!answers.complete()) {
+    // One caller waits in the read itself.
+    const int count =
+        options.callers == 1 ? 1 : epoll_wait(ready, events.data(), static_cast<int>(options.callers), -1);
+    for (int i = 0; i < count; ++i) {
+      Caller& caller = *static_cast<Caller*>(events[static_cast<size_t>(i)].data.ptr);
+      if (!answered(caller)) continue;
+      answers.add(Clock::now() - caller.sent);
+      if (sent++ < answers.count()) send(caller, call);
     }
   }
-  return took;
 }
 
-std::vector<double> callDebug(const Options& options) {
+void callDebug(Answers& answers) {
   const sockaddr_un server{AF_UNIX, "/tmp/socket-server"};
   const sockaddr_un client{AF_UNIX, "/tmp/socket-client"};
   const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
@@ -122,35 +175,44 @@ std::vector<double> callDebug(const Options& options) {
   if (bind(fd, reinterpret_cast<const sockaddr*>(&client), sizeof client) != 0) wire::fail("debug client");
   OtnIpcMsg record{};
   record.msgType = FLUSH_CMD;
-  std::vector<double> took;
-  for (unsigned i = 0; i < options.count; ++i) {
+  while (!answers.complete()) {
     const Clock::time_point start = Clock::now();
     if (sendto(fd, &record, sizeof record, 0, reinterpret_cast<const sockaddr*>(&server), sizeof server) <
             0 ||
         recv(fd, &record, sizeof record, 0) != sizeof record)
       wire::fail("debug request");
-    took.push_back(microseconds(Clock::now() - start));
+    answers.add(Clock::now() - start);
   }
-  return took;
+  unlink(client.sun_path);
+}
+
+void exchangeRecords(Answers& answers) {
+  const int ops = wire::connectToOps();
+  OtnIpcMsg record{};
+  record.msgType = FLUSH_CMD;
+  while (!answers.complete()) {
+    const Clock::time_point start = Clock::now();
+    wire::exchange(ops, record);
+    answers.add(Clock::now() - start);
+  }
 }
 
 bool parse(int argc, char* argv[], Options& options) {
-  for (int i = 1; i < argc; ++i) {
+  if (argc < 2) return false;
+  options.kind = argv[1];
+  const std::string_view kinds[] = {"probe", "rule", "query", "debug", "exchange"};
+  if (std::find(std::begin(kinds), std::end(kinds), options.kind) == std::end(kinds)) return false;
+  for (int i = 2; i < argc; i += 2) {
     const std::string_view option = argv[i];
-    if (option == "--query" || option == "--debug") {
-      (option == "--query" ? options.query : options.debug) = true;
-      continue;
-    }
-    unsigned* value = option == "--callers"   ? &options.callers
-                      : option == "--count"   ? &options.count
-                      : option == "--records" ? &options.records
-                                              : nullptr;
-    if (value == nullptr || ++i == argc) return false;
-    const std::string_view text = argv[i];
+    unsigned* value = option == "--callers" ? &options.callers
+                      : option == "--count" ? &options.count
+                                            : nullptr;
+    if (value == nullptr || i + 1 == argc) return false;
+    const std::string_view text = argv[i + 1];
     const auto parsed = std::from_chars(text.data(), text.data() + text.size(), *value);
     if (parsed.ec != std::errc{} || parsed.ptr != text.data() + text.size() || *value == 0) return false;
   }
-  return options.count >= options.callers && options.records <= 2;
+  return options.count >= options.callers;
 }
 
 }  // namespace
@@ -158,19 +220,16 @@ bool parse(int argc, char* argv[], Options& options) {
 int main(int argc, char* argv[]) {
   Options options;
   if (!parse(argc, argv, options)) {
-    fputs("usage: trelvik-caller [--callers N] [--count N] [--records 1|2 | --query | --debug]\n", stderr);
+    fputs("usage: trelvik-caller probe|rule|query|debug|exchange [--callers N] [--count N]\n", stderr);
     return 2;
   }
-  const Clock::time_point start = Clock::now();
-  std::vector<double> took = options.debug ? callDebug(options) : callBus(options);
-  const double seconds = microseconds(Clock::now() - start) / 1e6;
-  const auto answered = static_cast<double>(took.size());
-  took.erase(took.begin(), took.begin() + static_cast<std::ptrdiff_t>(took.size() / 10));
-  std::sort(took.begin(), took.end());
-  const auto quantile = [&took](double part) {
-    return took[static_cast<size_t>(part * static_cast<double>(took.size() - 1))];
-  };
-  printf("{\"p50\": %.1f, \"p90\": %.1f, \"p99\": %.1f, \"most\": %.1f, \"rate\": %.0f}\n", quantile(0.5),
-         quantile(0.9), quantile(0.99), took.back(), answered / seconds);
+  Answers answers(options);
+  if (options.kind == "debug")
+    callDebug(answers);
+  else if (options.kind == "exchange")
+    exchangeRecords(answers);
+  else
+    callBus(options, answers);
+  answers.print();
   return 0;
 }

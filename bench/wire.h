@@ -9,6 +9,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -54,6 +55,17 @@ inline void readAll(int fd, void* bytes, size_t size) {
     at += n;
     size -= static_cast<size_t>(n);
   }
+}
+
+/// Tells whoever started the program how far it is, one line at once.
+inline void say(const char* line) {
+  if (write(STDOUT_FILENO, line, strlen(line)) < 0) fail("standard output");
+}
+
+/// The system bus's address.
+inline const char* busAddress() {
+  const char* address = getenv("DBUS_SYSTEM_BUS_ADDRESS");
+  return address != nullptr ? address : "unix:path=/run/dbus/system_bus_socket";
 }
 
 /// A message under construction.
@@ -131,7 +143,7 @@ class Connection {
     if (connect(m_fd, reinterpret_cast<const sockaddr*>(&peer), sizeof peer) != 0) fail("bus");
     authenticate();
     Message hello(call, 0, 1);
-    address_(hello, "Hello");
+    toBus(hello, "Hello");
     send(hello, {});
     while (next().type != reply) {
     }
@@ -140,7 +152,7 @@ class Connection {
 
   void own(std::string_view name) {
     Message request(call, 0, 2);
-    address_(request, "RequestName");
+    toBus(request, "RequestName");
     request.text(signature, 'g', "su");
     std::string body(4, 0);
     const auto length = static_cast<uint32_t>(name.size());
@@ -187,7 +199,7 @@ class Connection {
     for (char c = 0; c != '\n';) readAll(m_fd, &c, 1);
     writeAll(m_fd, "BEGIN\r\n", 7);
   }
-  static void address_(Message& message, std::string_view method) {
+  static void toBus(Message& message, std::string_view method) {
     message.text(path, 'o', "/org/freedesktop/DBus");
     message.text(interface, 's', "org.freedesktop.DBus");
     message.text(member, 's', method);
