@@ -5,10 +5,11 @@
 #include <chrono>
 #include <cstdio>
 
-#include "trace.h"
+#include "TraceObject.h"
 
 namespace {
 
+constexpr LogPlace place{"logcost", "main"};
 constexpr int turns = 15;
 constexpr int statements = 4'000'000;
 
@@ -35,7 +36,7 @@ int main() {
   constexpr int startLevel = 6;
   g_traceObject = new TraceObject("trelvik-logcost", startLevel);
   const double bare = perPass([](int) {});
-  const double with = perPass([](int i) { TRACE(DEBUG3, "logcost", __LINE__, "main", "pass %d", i); });
+  const double with = perPass([](int i) { LOG(DEBUG3, place, HERE, "pass %d", i); });
   printf("{\"ns\": %.3f}\n", std::max(0.0, with - bare));
   delete g_traceObject;
   g_traceObject = nullptr;
