@@ -33,9 +33,9 @@ class Loop : public RingTest {
   }
 
   void start() {
-    constexpr std::chrono::seconds noLimit{0};
-    m_thread = std::thread(
-        [this] { ReceiveLoop(m_mainActivity, m_opsActivity, m_debugSocket, m_board, noLimit).run(); });
+    m_thread = std::thread([this] {
+      ReceiveLoop(m_mainActivity, m_opsActivity, m_debugSocket, m_board, std::chrono::seconds(0)).run();
+    });
   }
   void send(int sig) { pthread_kill(m_thread.native_handle(), sig); }
   void join() { m_thread.join(); }
