@@ -240,6 +240,7 @@ TEST_F(Watched, AMessageIsToldOfWithItsAgeAndWhatWaits) {
   EXPECT_FALSE(lookAfter(63s));
   EXPECT_THAT(lines(), IsEmpty());
   EXPECT_THAT(FakeBus::replies(), IsEmpty());
+  OBstubReply::release(std::exchange(MsgArray[readpointer].reply, nullptr));
 }
 
 TEST_F(Watched, ALateRequestIsGivenUpAndTheConnectionClosed) {

@@ -8,6 +8,7 @@
 #include <iterator>
 #include <memory>
 
+#include "message/MsgHandle.h"
 #include "services/ports/PortMessages.h"
 #include "services/ports/PortScript.h"
 #include "services/ports/SrvIss.h"
