@@ -1,5 +1,5 @@
 # Flags that every target of the tree is built with.
-add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
 if(TRELVIK_WERROR)
   add_compile_options(-Werror)
 endif()

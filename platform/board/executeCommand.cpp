@@ -63,7 +63,7 @@ class Orphans {
   }
 
  private:
-  pthread_mutex_t m_mutex = PTHREAD_MUTEX_INITIALIZER;
+  Mutex m_mutex;
   std::vector<pid_t> m_pids;
 };
 

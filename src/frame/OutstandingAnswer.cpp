@@ -83,7 +83,7 @@ void giveUpRequest(SrvDbg& debugSocket) {
 }
 
 bool OutstandingAnswer::look(AnswerWatch::Time now) {
-  if (pthread_mutex_trylock(&mutex) != 0) {
+  if (pthread_mutex_trylock(&mutex.native) != 0) {
     if (m_watch.busy(now) == AnswerWatch::Verdict::TellBlocked)
       LOG(WARNING, atMain, HERE,
           "ISS has not taken a message for %d s, and nothing else can be queued or sent: RP=%d WP=%d",
@@ -97,7 +97,7 @@ bool OutstandingAnswer::look(AnswerWatch::Time now) {
     if (verdict == AnswerWatch::Verdict::Quiet) break;
     if (act(verdict, now)) close = true;
   }
-  pthread_mutex_unlock(&mutex);
+  pthread_mutex_unlock(&mutex.native);
   return close;
 }
 

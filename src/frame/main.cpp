@@ -131,7 +131,7 @@ int main(int argc, char* argv[]) {
   joinThreads(threads);
   const bool workersEnded = waitForWorkers(0);
   if (workersEnded) {
-    pthread_mutex_destroy(&mutex);
+    pthread_mutex_destroy(&mutex.native);
     pthread_cond_destroy(&cond);
     pthread_cond_destroy(&cond2);
   }

@@ -7,7 +7,7 @@ Relaxed<int32_t> IssProcessing;
 Relaxed<int32_t> issReady;
 bool answerOutstanding;
 std::chrono::steady_clock::time_point answerSentAt;
-pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
+Mutex mutex;
 pthread_cond_t cond = PTHREAD_COND_INITIALIZER;
 pthread_cond_t cond2 = PTHREAD_COND_INITIALIZER;
 

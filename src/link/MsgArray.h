@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <string>
 
+#include "Guard.h"
 #include "OtnIpcMsg.h"
 #include "link/Relaxed.h"
 
@@ -98,7 +99,7 @@ extern Relaxed<int32_t> issReady;       ///< non-zero once ISS has finished star
 extern bool answerOutstanding;
 /// When the message with OPS was sent, or its sending began; tells it from every other.
 extern std::chrono::steady_clock::time_point answerSentAt;
-extern pthread_mutex_t mutex;
+extern Mutex mutex;
 extern pthread_cond_t cond;   ///< a message may be ready to send; the sender waits on it
 extern pthread_cond_t cond2;  ///< OPS has answered; the sender waits on it
 

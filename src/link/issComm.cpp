@@ -20,7 +20,7 @@ bool stopped(int line) {
 bool sendNextSlot() {
   const Guard guard(&mutex);
   while (readpointer == writepointer || issReady == 0) {
-    pthread_cond_wait(&cond, &mutex);
+    pthread_cond_wait(&cond, &mutex.native);
     LOG(DEBUG3, atIssComm, 726, "iss thread: signal otn msg ready received\n");
     if (stopped(728)) return false;
   }
@@ -37,7 +37,7 @@ bool sendNextSlot() {
   // Other messages of OPS clear the flag without a signal, and a wait may end without one: only a message
   // that was consumed, or the stop, goes on. Otherwise the same message would be sent twice.
   do {
-    pthread_cond_wait(&cond2, &mutex);
+    pthread_cond_wait(&cond2, &mutex.native);
     LOG(DEBUG3, atIssComm, 741, "iss thread: signal OPS msg ready received\n");
     if (stopped(743)) return false;
   } while (IssProcessing == 1 || answerOutstanding);

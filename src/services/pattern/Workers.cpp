@@ -17,7 +17,7 @@ constexpr size_t mostText = 16U << 20;   ///< bytes of all waiting requests toge
 constexpr long stopCheckInterval = 100;  ///< ms
 
 /// The lock guards all that follows. It is never held while a request runs.
-pthread_mutex_t workersMutex = PTHREAD_MUTEX_INITIALIZER;
+Mutex workersMutex;
 pthread_cond_t workWaits = PTHREAD_COND_INITIALIZER;
 pthread_cond_t placeFree = PTHREAD_COND_INITIALIZER;
 pthread_cond_t allIdle = PTHREAD_COND_INITIALIZER;
@@ -56,7 +56,7 @@ Work take() {
 bool awaitWork() {
   if (count > 0) return true;
   if (++idle == workers) pthread_cond_broadcast(&allIdle);
-  while (count == 0 && !dismissed) pthread_cond_wait(&workWaits, &workersMutex);
+  while (count == 0 && !dismissed) pthread_cond_wait(&workWaits, &workersMutex.native);
   --idle;
   return count > 0;
 }
@@ -65,9 +65,9 @@ void* runWorker(void*) {
   const Guard guard(&workersMutex);
   while (awaitWork()) {
     const Work work = take();
-    pthread_mutex_unlock(&workersMutex);
+    pthread_mutex_unlock(&workersMutex.native);
     work.run(work.request);
-    pthread_mutex_lock(&workersMutex);
+    pthread_mutex_lock(&workersMutex.native);
   }
   --workers;
   pthread_cond_signal(&workerLeft);
@@ -94,7 +94,7 @@ int handToWorker(const Work& work) {
   while (!hasPlace(work)) {
     if (stopRequested()) return ECANCELED;
     const timespec nextCheck = monotonicIn(stopCheckInterval);
-    pthread_cond_clockwait(&placeFree, &workersMutex, CLOCK_MONOTONIC, &nextCheck);
+    pthread_cond_clockwait(&placeFree, &workersMutex.native, CLOCK_MONOTONIC, &nextCheck);
   }
   const bool allTaken = static_cast<size_t>(idle) <= count;
   if (allTaken && workers < mostWorkers) {
@@ -109,7 +109,7 @@ bool waitForWorkers(int milliseconds) {
   const timespec deadline = monotonicIn(milliseconds);
   const Guard guard(&workersMutex);
   while (count > 0 || idle < workers)
-    if (pthread_cond_clockwait(&allIdle, &workersMutex, CLOCK_MONOTONIC, &deadline) != 0) break;
+    if (pthread_cond_clockwait(&allIdle, &workersMutex.native, CLOCK_MONOTONIC, &deadline) != 0) break;
   return count == 0 && idle == workers;
 }
 
@@ -117,6 +117,6 @@ void dismissWorkers() {
   const Guard guard(&workersMutex);
   dismissed = true;
   pthread_cond_broadcast(&workWaits);
-  while (idle > 0) pthread_cond_wait(&workerLeft, &workersMutex);
+  while (idle > 0) pthread_cond_wait(&workerLeft, &workersMutex.native);
   dismissed = false;
 }

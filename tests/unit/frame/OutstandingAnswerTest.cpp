@@ -287,7 +287,7 @@ TEST_F(Watched, ALostRequestIsGivenUpAtTheLimitAndNothingIsClosed) {
 }
 
 TEST_F(Watched, ARingThatIsHeldIsLeftAlone) {
-  ASSERT_EQ(pthread_mutex_lock(&mutex), 0);
+  ASSERT_EQ(pthread_mutex_lock(&mutex.native), 0);
   EXPECT_FALSE(lookAfter(100s));
   EXPECT_EQ(m_answer.lookAgain(), m_sent + 100s + AnswerWatch::busyInterval);
   EXPECT_FALSE(lookAfter(160s));
@@ -297,7 +297,7 @@ TEST_F(Watched, ARingThatIsHeldIsLeftAlone) {
                        "ISS has not taken a message for 60 s, and nothing else can be queued or sent: "
                        "RP=0 WP=3")));
   EXPECT_EQ(readpointer, 0);
-  ASSERT_EQ(pthread_mutex_unlock(&mutex), 0);
+  ASSERT_EQ(pthread_mutex_unlock(&mutex.native), 0);
   EXPECT_TRUE(lookAfter(161s));
   EXPECT_EQ(unnumbered().at(0), line("NOTICE", "ISS takes messages again"));
   EXPECT_EQ(readpointer, 2);

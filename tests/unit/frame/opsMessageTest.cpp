@@ -100,7 +100,7 @@ class MessagesFromOps : public RingTest {
       const Guard guard(&mutex);
       waiting = true;
       const timespec deadline = monotonicIn(milliseconds);
-      result = pthread_cond_clockwait(condition, &mutex, CLOCK_MONOTONIC, &deadline);
+      result = pthread_cond_clockwait(condition, &mutex.native, CLOCK_MONOTONIC, &deadline);
     });
     for (bool seen = false; !seen;) {
       const Guard guard(&mutex);
@@ -115,8 +115,8 @@ class MessagesFromOps : public RingTest {
     EXPECT_EQ(IssProcessing, 0);
     EXPECT_EQ(readpointer, 0);
     EXPECT_EQ(lines().back(), ending);
-    EXPECT_EQ(pthread_mutex_trylock(&mutex), 0);
-    pthread_mutex_unlock(&mutex);
+    EXPECT_EQ(pthread_mutex_trylock(&mutex.native), 0);
+    pthread_mutex_unlock(&mutex.native);
   }
 
   CriticalActivity m_activity;

@@ -230,8 +230,8 @@ TEST_F(Sender, StopsWhileItWaitsForWork) {
   ASSERT_TRUE(wake(&cond, wokenForWork, 1));
   stop();
   EXPECT_EQ(lines().back(), senderLine("DEBUG1", 728, "iss_comm thread stopped"));
-  EXPECT_EQ(pthread_mutex_trylock(&mutex), 0);
-  pthread_mutex_unlock(&mutex);
+  EXPECT_EQ(pthread_mutex_trylock(&mutex.native), 0);
+  pthread_mutex_unlock(&mutex.native);
 }
 
 TEST_F(Sender, StopsWhileItWaitsForIss) {
@@ -251,8 +251,8 @@ TEST_F(Sender, StopsWhileItWaitsForAnAnswer) {
   ASSERT_TRUE(waitFor([] { return processing() == 1; }));
   stop();
   EXPECT_EQ(lines().back(), senderLine("DEBUG1", 743, "iss_comm thread stopped"));
-  EXPECT_EQ(pthread_mutex_trylock(&mutex), 0);
-  pthread_mutex_unlock(&mutex);
+  EXPECT_EQ(pthread_mutex_trylock(&mutex.native), 0);
+  pthread_mutex_unlock(&mutex.native);
 }
 
 TEST_F(Sender, DoesNotBeginInAStoppedProcess) {

@@ -15,8 +15,8 @@ class RingTest : public RoomTest {
   ~RingTest() override { clear(); }
 
   static bool ringIsFree() {
-    if (pthread_mutex_trylock(&mutex) != 0) return false;
-    pthread_mutex_unlock(&mutex);
+    if (pthread_mutex_trylock(&mutex.native) != 0) return false;
+    pthread_mutex_unlock(&mutex.native);
     return true;
   }
 
@@ -29,7 +29,7 @@ class RingTest : public RoomTest {
       const Guard guard(&mutex);
       waiting = true;
       const timespec deadline = monotonicIn(10000);
-      result = pthread_cond_clockwait(&cond, &mutex, CLOCK_MONOTONIC, &deadline);
+      result = pthread_cond_clockwait(&cond, &mutex.native, CLOCK_MONOTONIC, &deadline);
     });
     for (bool seen = false; !seen;) {
       const Guard guard(&mutex);

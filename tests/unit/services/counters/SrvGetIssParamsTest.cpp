@@ -49,8 +49,8 @@ class Counters : public RingTest {
     EXPECT_EQ(FakeBus::replies()[0].results,
               (std::vector<OBvalue>{17U, 101U, 102U, 103U, 104U, 105U, 106U, 107U, 108U, 0xFFFFFFFEU}));
     EXPECT_THAT(FakeBus::released(), IsEmpty());
-    ASSERT_EQ(pthread_mutex_trylock(&mutex), 0);
-    pthread_mutex_unlock(&mutex);
+    ASSERT_EQ(pthread_mutex_trylock(&mutex.native), 0);
+    pthread_mutex_unlock(&mutex.native);
   }
   static void expectNothingIn(int index) {
     EXPECT_EQ(writepointer, index);

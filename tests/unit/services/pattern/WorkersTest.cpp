@@ -29,34 +29,34 @@ constexpr int mostWaiting = 1024;
 class Gate {
  public:
   void open() {
-    pthread_mutex_lock(&m_lock);
+    pthread_mutex_lock(&m_lock.native);
     m_open = true;
     pthread_cond_broadcast(&m_changed);
-    pthread_mutex_unlock(&m_lock);
+    pthread_mutex_unlock(&m_lock.native);
   }
   void pass(int number) {
-    pthread_mutex_lock(&m_lock);
+    pthread_mutex_lock(&m_lock.native);
     ++m_arrived;
-    while (!m_open) pthread_cond_wait(&m_changed, &m_lock);
+    while (!m_open) pthread_cond_wait(&m_changed, &m_lock.native);
     m_passed.push_back(number);
-    pthread_mutex_unlock(&m_lock);
+    pthread_mutex_unlock(&m_lock.native);
   }
   int arrived() {
-    pthread_mutex_lock(&m_lock);
+    pthread_mutex_lock(&m_lock.native);
     const int result = m_arrived;
-    pthread_mutex_unlock(&m_lock);
+    pthread_mutex_unlock(&m_lock.native);
     return result;
   }
   std::vector<int> passed() {
-    pthread_mutex_lock(&m_lock);
+    pthread_mutex_lock(&m_lock.native);
     std::vector<int> result = m_passed;
-    pthread_mutex_unlock(&m_lock);
+    pthread_mutex_unlock(&m_lock.native);
     return result;
   }
   std::atomic<int> deleted{0};
 
  private:
-  pthread_mutex_t m_lock = PTHREAD_MUTEX_INITIALIZER;
+  Mutex m_lock;
   pthread_cond_t m_changed = PTHREAD_COND_INITIALIZER;
   bool m_open = false;
   int m_arrived = 0;

@@ -225,8 +225,8 @@ TEST_F(PortParams, ThatDoNotFitTheRingAreDroppedTogetherAndAnswered) {
   EXPECT_EQ(MsgArray[17].msg.msgType, 0U);
   EXPECT_EQ(MsgArray[17].source, MsgSource::None);
   EXPECT_EQ(unnumbered().back(), workerLine("ERROR", "Buffer overflow, message lost!\n"));
-  EXPECT_EQ(pthread_mutex_trylock(&mutex), 0);
-  pthread_mutex_unlock(&mutex);
+  EXPECT_EQ(pthread_mutex_trylock(&mutex.native), 0);
+  pthread_mutex_unlock(&mutex.native);
 
   run_iss_script_thread(request(3, 5, true, 46));
   EXPECT_EQ(writepointer, 18) << "a single message still fits";

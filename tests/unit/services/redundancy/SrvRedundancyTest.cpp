@@ -97,8 +97,8 @@ TEST_F(RedundancySignal, IsLostWithAFullRingButRemembered) {
   EXPECT_EQ(MsgArray[18].source, MsgSource::None);
   EXPECT_EQ(m_service.redundancyState(), 2);
   EXPECT_EQ(unnumbered().back(), workerLine("ERROR", "Buffer overflow, message lost!\n"));
-  EXPECT_EQ(pthread_mutex_trylock(&mutex), 0);
-  pthread_mutex_unlock(&mutex);
+  EXPECT_EQ(pthread_mutex_trylock(&mutex.native), 0);
+  pthread_mutex_unlock(&mutex.native);
 }
 
 TEST_F(RedundancySignal, IsLostWithoutAThreadButRemembered) {
