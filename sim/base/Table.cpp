@@ -7,7 +7,7 @@ namespace sim {
 namespace {
 
 /// A column is one word, so that programs can take lines apart at blanks.
-std::string shown(std::string cell) {
+std::string shownCell(std::string cell) {
   std::ranges::replace(cell, ' ', '_');
   return cell.empty() ? "-" : cell;
 }
@@ -28,7 +28,7 @@ void appendTable(std::string& text, const Table& table) {
   std::vector<size_t> widths;
   for (size_t i = 0; i < table.columns.size(); ++i) {
     size_t width = table.columns[i].name.size();
-    for (const auto& row : table.rows) width = std::max(width, shown(row[i]).size());
+    for (const auto& row : table.rows) width = std::max(width, shownCell(row[i]).size());
     widths.push_back(width);
   }
   for (size_t i = 0; i < widths.size(); ++i) {
@@ -36,7 +36,7 @@ void appendTable(std::string& text, const Table& table) {
   }
   for (const auto& row : table.rows) {
     for (size_t i = 0; i < widths.size(); ++i) {
-      appendCell(text, shown(row[i]), table.columns[i], widths[i], i + 1 == widths.size());
+      appendCell(text, shownCell(row[i]), table.columns[i], widths[i], i + 1 == widths.size());
     }
   }
 }

@@ -7,12 +7,11 @@
 #include <cerrno>
 #include <cstring>
 
+#include "capture/blocks.h"
+
 namespace sim {
 namespace {
 
-constexpr uint32_t sectionHeaderBlock = 0x0A0D0D0A;
-constexpr uint32_t interfaceBlock = 1;
-constexpr uint32_t packetBlock = 6;
 constexpr uint16_t rawIp = 101;  // the link type of packets that begin with their IP header
 constexpr size_t ipHeaderSize = 20;
 constexpr size_t tcpHeaderSize = 20;

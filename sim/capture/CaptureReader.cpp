@@ -6,12 +6,10 @@
 #include <optional>
 #include <utility>
 
+#include "capture/blocks.h"
+
 namespace sim {
 namespace {
-
-constexpr uint32_t sectionHeaderBlock = 0x0A0D0D0A;
-constexpr uint32_t interfaceBlock = 1;
-constexpr uint32_t packetBlock = 6;
 
 /// Integers of the file's own byte order and of the network's. Reading beyond the end gives 0 and is told.
 class Bytes {

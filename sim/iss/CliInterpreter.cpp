@@ -8,7 +8,7 @@
 namespace sim {
 namespace {
 
-using Words = std::vector<std::string_view>;
+using CommandWords = std::vector<std::string_view>;
 
 constexpr uint32_t in(CliMode mode) {
   return uint32_t{1} << static_cast<uint32_t>(mode);
@@ -44,8 +44,8 @@ constexpr Command commands[] = {
     {in(CliMode::vlanInterface), "no mpls ip", &CliInterpreter::accepted},
 };
 
-Words split(std::string_view line) {
-  Words words;
+CommandWords split(std::string_view line) {
+  CommandWords words;
   for (size_t at = 0; at < line.size();) {
     const size_t end = std::min(line.find(' ', at), line.size());
     if (end > at) words.push_back(line.substr(at, end - at));
@@ -74,7 +74,7 @@ enum class Match : uint8_t { none, keywords, all };
 
 /// `keywords`: the words begin as the pattern does, up to its first argument, but something after that is
 /// wrong; `wrong` then says what, where it is an argument.
-Match match(const char* pattern, const Words& words, CliArguments& arguments, std::string& wrong) {
+Match match(const char* pattern, const CommandWords& words, CliArguments& arguments, std::string& wrong) {
   size_t at = 0;
   size_t portsTaken = 0;
   size_t textsTaken = 0;
@@ -176,7 +176,7 @@ std::string_view CliInterpreter::prompt() const {
 }
 
 CliResult CliInterpreter::run(std::string_view line) {
-  const Words words = split(line);
+  const CommandWords words = split(line);
   if (words.empty() || words[0].starts_with('!')) return {};
   CliRefusal refusal{CliReason::unknownCommand, "unknown command"};
   for (const Command& command : commands) {

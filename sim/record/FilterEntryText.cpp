@@ -30,7 +30,7 @@ std::string mac(const ops::FilterEntry& entry) {
 }
 
 /// A number of 16 bits in a word.
-std::string number(const char* name, const char* format, const ops::FilterEntry& entry) {
+std::string formatted(const char* name, const char* format, const ops::FilterEntry& entry) {
   std::string text = name + formatted(format, word(entry.value));
   if (const uint32_t mask = word(entry.mask); mask != 0xffff) text += formatted("/0x%x", mask);
   return text;
@@ -56,13 +56,13 @@ std::string decodeFilterEntry(const ops::FilterEntry& entry, uint32_t entryKind)
     case 15:
       return mac(entry);
     case 3:
-      return number("vlan=", "%u", entry);
+      return formatted("vlan=", "%u", entry);
     case 4:
     case 9:
     case 10:
-      return number("etherType=", "0x%04x", entry);
+      return formatted("etherType=", "0x%04x", entry);
     case 7:
-      return number("vpn=", "%u", entry);
+      return formatted("vpn=", "%u", entry);
     case 11:
       return entryKind == ops::mstpRule || entryKind == ops::mrpRule ? labels(entry) : "";
     default:

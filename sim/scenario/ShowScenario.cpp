@@ -6,7 +6,6 @@
 namespace sim {
 namespace {
 
-constexpr CellKind number = CellKind::number;
 constexpr uint32_t endless = UINT32_MAX;
 
 std::string typeName(uint32_t type) {
@@ -49,10 +48,10 @@ void addStanding(Table& table, const std::vector<DirectiveInterpreter::Standing>
 View showFaults(const FaultTable& faults) {
   Table table{"faults",
               {{"type"},
-               {"hits", number},
-               {"left", number},
-               {"next", number},
-               {"every", number},
+               {"hits", CellKind::number},
+               {"left", CellKind::number},
+               {"next", CellKind::number},
+               {"every", CellKind::number},
                {"chance"},
                {"fault"}},
               {}};
@@ -66,15 +65,20 @@ View showFaults(const FaultTable& faults) {
 }
 
 View showSchedule(const OpsServer& server, const DirectiveInterpreter& interpreter, Clock::time_point now) {
-  Table waiting{"waiting", {{"dueMs", number}, {"left", number}, {"directive"}}, {}};
+  Table waiting{"waiting", {{"dueMs", CellKind::number}, {"left", CellKind::number}, {"directive"}}, {}};
   for (const TimerQueue::Waiting& timer : server.timers().waiting()) {
     waiting.rows.push_back({milliseconds(timer.due, now), count(timer.note.left), timer.note.text});
   }
-  Table standing{
-      "standing", {{"occasion"}, {"seen", number}, {"skip", number}, {"left", number}, {"directive"}}, {}};
+  Table standing{"standing",
+                 {{"occasion"},
+                  {"seen", CellKind::number},
+                  {"skip", CellKind::number},
+                  {"left", CellKind::number},
+                  {"directive"}},
+                 {}};
   addStanding(standing, interpreter.onConnect());
   addStanding(standing, interpreter.onRequest());
-  Table delayed{"delayed", {{"dueMs", number}, {"message"}, {"rules"}}, {}};
+  Table delayed{"delayed", {{"dueMs", CellKind::number}, {"message"}, {"rules"}}, {}};
   for (const OpsServer::Delayed& held : server.delayed()) {
     delayed.rows.push_back({milliseconds(held.due, now), typeName(held.type), held.what});
   }

@@ -1,5 +1,6 @@
 #include "frame/OutstandingAnswer.h"
 
+#include "frame/mainLines.h"
 #include "link/SrvDbg.h"
 #include "services/ports/SrvIss.h"
 #include "services/rules/SrvIssMgr.h"
@@ -17,10 +18,6 @@ using namespace std::chrono_literals;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-std::string line(const std::string& level, const std::string& text) {
-  return loggedAnywhere(level, "main", "main", text);
-}
-
 using AnswerLimit = RoomTest;
 
 TEST_F(AnswerLimit, IsNoneWithoutTheVariable) {
@@ -33,9 +30,9 @@ TEST_F(AnswerLimit, IsANumberOfSecondsUpToADay) {
   EXPECT_EQ(readAnswerLimit("0060"), 60s);
   EXPECT_EQ(readAnswerLimit("86400"), 86400s);
   EXPECT_THAT(unnumbered(),
-              ElementsAre(line("INFO", "a message that ISS does not answer within 1 s is given up"),
-                          line("INFO", "a message that ISS does not answer within 60 s is given up"),
-                          line("INFO", "a message that ISS does not answer within 86400 s is given up")));
+              ElementsAre(mainLine("INFO", "a message that ISS does not answer within 1 s is given up"),
+                          mainLine("INFO", "a message that ISS does not answer within 60 s is given up"),
+                          mainLine("INFO", "a message that ISS does not answer within 86400 s is given up")));
 }
 
 TEST_F(AnswerLimit, IsNoneForAnythingElse) {
@@ -44,7 +41,7 @@ TEST_F(AnswerLimit, IsNoneForAnythingElse) {
     forget();
     EXPECT_EQ(readAnswerLimit(text.c_str()), 0s) << text;
     EXPECT_THAT(unnumbered(),
-                ElementsAre(line(
+                ElementsAre(mainLine(
                     "ERROR", "TRELVIK_ANSWER_LIMIT is \"" + text.substr(0, text.find_last_not_of(' ') + 1) +
                                  "\" and not a number of seconds from 1 to 86400: no message to ISS "
                                  "is given up")));
@@ -184,7 +181,7 @@ TEST_F(GivenUp, ARequestWithoutAServiceIsReleased) {
   EXPECT_THAT(FakeBus::replies(), IsEmpty());
   EXPECT_THAT(FakeBus::released(), ElementsAre(5U));
   EXPECT_THAT(unnumbered(),
-              ElementsAre(line("ERROR", "no service to send the reply of this answer, source 5")));
+              ElementsAre(mainLine("ERROR", "no service to send the reply of this answer, source 5")));
 }
 
 TEST_F(GivenUp, ASlotOfAnUnknownSourceIsReleased) {
@@ -232,11 +229,11 @@ TEST_F(Watched, AMessageIsToldOfWithItsAgeAndWhatWaits) {
   EXPECT_FALSE(lookAfter(59s));
   EXPECT_THAT(lines(), IsEmpty());
   EXPECT_FALSE(lookAfter(61s));
-  EXPECT_THAT(unnumbered(), ElementsAre(line("WARNING", "no answer from ISS for 61 s: " + message() +
-                                                            "; 2 wait behind it")));
+  EXPECT_THAT(unnumbered(), ElementsAre(mainLine("WARNING", "no answer from ISS for 61 s: " + message() +
+                                                                "; 2 wait behind it")));
   consumeSlot();
   EXPECT_FALSE(lookAfter(62s));
-  EXPECT_THAT(unnumbered(), ElementsAre(line("NOTICE", "ISS answered after 62 s: " + message())));
+  EXPECT_THAT(unnumbered(), ElementsAre(mainLine("NOTICE", "ISS answered after 62 s: " + message())));
   EXPECT_FALSE(lookAfter(63s));
   EXPECT_THAT(lines(), IsEmpty());
   EXPECT_THAT(FakeBus::replies(), IsEmpty());
@@ -247,12 +244,12 @@ TEST_F(Watched, ALateRequestIsGivenUpAndTheConnectionClosed) {
   EXPECT_FALSE(lookAfter(60s));
   EXPECT_EQ(m_answer.lookAgain(), m_sent + limit);
   EXPECT_TRUE(lookAfter(90s));
-  EXPECT_EQ(
-      unnumbered().at(0),
-      line("ERROR", "gave up " + message() +
-                        ", sent 90 s ago: ISS did not answer within TRELVIK_ANSWER_LIMIT; its caller gets "
-                        "the values of its request, 1 more of its messages are not sent; the connection is "
-                        "closed, for a late answer would be taken for another message's"));
+  EXPECT_EQ(unnumbered().at(0),
+            mainLine("ERROR",
+                     "gave up " + message() +
+                         ", sent 90 s ago: ISS did not answer within TRELVIK_ANSWER_LIMIT; its caller gets "
+                         "the values of its request, 1 more of its messages are not sent; the connection is "
+                         "closed, for a late answer would be taken for another message's"));
   EXPECT_EQ(readpointer, 2);
   EXPECT_EQ(issReady, 0) << "nothing is sent on the connection any more";
   EXPECT_EQ(FakeBus::replies().size(), 1U);
@@ -268,11 +265,11 @@ TEST_F(Watched, ALostRequestIsGivenUpOnceIssIsReady) {
   EXPECT_THAT(lines(), IsEmpty());
   issReady = 1;
   EXPECT_FALSE(lookAfter(11s)) << "the new connection stays";
-  EXPECT_EQ(
-      unnumbered().at(0),
-      line("ERROR", "gave up " + message() +
-                        ", sent 11 s ago: the connection was lost before ISS answered; its caller gets the "
-                        "values of its request, 1 more of its messages are not sent"));
+  EXPECT_EQ(unnumbered().at(0),
+            mainLine("ERROR",
+                     "gave up " + message() +
+                         ", sent 11 s ago: the connection was lost before ISS answered; its caller gets the "
+                         "values of its request, 1 more of its messages are not sent"));
   EXPECT_EQ(issReady, 1);
   EXPECT_EQ(readpointer, 2);
   EXPECT_EQ(FakeBus::replies().size(), 1U);
@@ -293,13 +290,13 @@ TEST_F(Watched, ARingThatIsHeldIsLeftAlone) {
   EXPECT_FALSE(lookAfter(160s));
   EXPECT_THAT(
       unnumbered(),
-      ElementsAre(line("WARNING",
-                       "ISS has not taken a message for 60 s, and nothing else can be queued or sent: "
-                       "RP=0 WP=3")));
+      ElementsAre(mainLine("WARNING",
+                           "ISS has not taken a message for 60 s, and nothing else can be queued or sent: "
+                           "RP=0 WP=3")));
   EXPECT_EQ(readpointer, 0);
   ASSERT_EQ(pthread_mutex_unlock(&mutex.native), 0);
   EXPECT_TRUE(lookAfter(161s));
-  EXPECT_EQ(unnumbered().at(0), line("NOTICE", "ISS takes messages again"));
+  EXPECT_EQ(unnumbered().at(0), mainLine("NOTICE", "ISS takes messages again"));
   EXPECT_EQ(readpointer, 2);
 }
 

@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "Guard.h"
+#include "frame/mainLines.h"
 #include "link/CriticalActivity.h"
 #include "link/IssSocket.h"
 #include "link/SrvDbg.h"
@@ -52,10 +53,7 @@ TEST(CsmBoard, HasCsmInItsName) {
   for (const char* name : {"", "csm", "CS M", "CS", "VORNA"}) EXPECT_FALSE(isCsmBoard(name)) << name;
 }
 
-std::string line(const std::string& level, int number, const std::string& text) {
-  return logged(level, "main", number, "main", text);
-}
-const std::string ending = line("DEBUG3", 628, "send signal cond2\n");
+const std::string ending = mainLine("DEBUG3", 628, "send signal cond2\n");
 
 bool exists(const char* path) {
   return access(path, F_OK) == 0;
@@ -162,20 +160,20 @@ TEST_F(MessagesFromOps, AreDumpedFirst) {
 
 TEST_F(MessagesFromOps, ThatAreUnexpectedAreAnError) {
   handle({word(0, 5)});
-  EXPECT_THAT(lines(), Contains(line("ERROR", 624, "unexpected message received from OPS\n")));
+  EXPECT_THAT(lines(), Contains(mainLine("ERROR", 624, "unexpected message received from OPS\n")));
 }
 
 TEST_F(MessagesFromOps, SayThatItIsAlive) {
   handle({word(0, 12)});
-  EXPECT_THAT(lines(), Contains(line("DEBUG2", 439, "Received ALIVE message\n")));
+  EXPECT_THAT(lines(), Contains(mainLine("DEBUG2", 439, "Received ALIVE message\n")));
 }
 
 TEST_F(MessagesFromOps, NameAThreadOverItsThreshold) {
   handle({word(0, 18), {6412, "SpanTask"}});
-  EXPECT_THAT(lines(), Contains(line("INFO", 444, "CPU exceeds threshold for thread SpanTask\n")));
+  EXPECT_THAT(lines(), Contains(mainLine("INFO", 444, "CPU exceeds threshold for thread SpanTask\n")));
   handle({word(0, 18), {6412, std::string(500, 'n')}, word(6912, 0x41414141)});
-  EXPECT_THAT(lines(), Contains(line("INFO", 444,
-                                     "CPU exceeds threshold for thread " + std::string(500, 'n') + "\n")));
+  EXPECT_THAT(lines(), Contains(mainLine(
+                           "INFO", 444, "CPU exceeds threshold for thread " + std::string(500, 'n') + "\n")));
 }
 
 TEST_F(MessagesFromOps, TellAPortsStatus) {
@@ -187,8 +185,8 @@ TEST_F(MessagesFromOps, TellAPortsStatus) {
 
 TEST_F(MessagesFromOps, OfItsReadinessAreOnlyLoggedOnAnOrdinaryBoard) {
   handle({word(0, 2)});
-  EXPECT_THAT(lines(), Contains(line("INFO", 355, "OPS ready to receive messages.\n")));
-  EXPECT_THAT(lines(), Not(Contains(line("INFO", 362, "Creating default.conf!\n"))));
+  EXPECT_THAT(lines(), Contains(mainLine("INFO", 355, "OPS ready to receive messages.\n")));
+  EXPECT_THAT(lines(), Not(Contains(mainLine("INFO", 362, "Creating default.conf!\n"))));
   EXPECT_FALSE(exists("/tmp/iss_is_ready"));
 }
 
@@ -203,7 +201,7 @@ TEST_F(MessagesFromOps, OfItsReadinessMakeACsmBoardSendTheDefaultScript) {
   OtnIpcMsg sent;
   ASSERT_TRUE(peer.receive(sent));
   EXPECT_TRUE(hasExactly(sent, {word(0, 8), defaultScriptPath, {28, "outscr.sh"}}));
-  EXPECT_THAT(lines(), Contains(line("INFO", 362, "Creating default.conf!\n")));
+  EXPECT_THAT(lines(), Contains(mainLine("INFO", 362, "Creating default.conf!\n")));
   EXPECT_EQ(writepointer, 0) << "outside the ring";
   EXPECT_EQ(issReady, 0);
   opsSocket.close();
@@ -215,7 +213,7 @@ TEST_F(MessagesFromOps, OfASuccessfulReloadMakeIssReady) {
   EXPECT_EQ(issReady, 1);
   EXPECT_TRUE(exists("/tmp/iss_msr_succeeded"));
   EXPECT_TRUE(exists("/tmp/iss_is_ready"));
-  EXPECT_THAT(lines(), Contains(line("INFO", 396, "MSR reload succeeded")));
+  EXPECT_THAT(lines(), Contains(mainLine("INFO", 396, "MSR reload succeeded")));
   ASSERT_EQ(FakeBus::signals().size(), 1U);
   EXPECT_EQ(FakeBus::signals()[0].member, "issStatusChange");
   EXPECT_THAT(FakeBus::signals()[0].arguments, ElementsAre(OBvalue(true)));
@@ -223,7 +221,7 @@ TEST_F(MessagesFromOps, OfASuccessfulReloadMakeIssReady) {
 
 TEST_F(MessagesFromOps, OfASuccessfulReloadOpenThePortsOfACsmBoard) {
   const std::string opening =
-      line("DEBUG2", 408, "execute command for opening ports = /bin/sh -c /etc/iss/openPorts.sh\n");
+      mainLine("DEBUG2", 408, "execute command for opening ports = /bin/sh -c /etc/iss/openPorts.sh\n");
   handle({word(0, 1)});
   EXPECT_THAT(lines(), Not(Contains(opening)));
   handle({word(0, 1)}, "CSM");
@@ -234,8 +232,8 @@ TEST_F(MessagesFromOps, OfASuccessfulReloadReportMarkersThatCannotBeMade) {
   ASSERT_EQ(symlink("/nowhere/at/all", "/tmp/iss_msr_succeeded"), 0);
   ASSERT_EQ(symlink("/nowhere/at/all", "/tmp/iss_is_ready"), 0);
   handle({word(0, 1)});
-  EXPECT_THAT(lines(), Contains(line("ERROR", 416, "Failed to touch /tmp/iss_msr_succeeded")));
-  EXPECT_THAT(lines(), Contains(line("ERROR", 420, "Failed to touch /tmp/iss_is_ready")));
+  EXPECT_THAT(lines(), Contains(mainLine("ERROR", 416, "Failed to touch /tmp/iss_msr_succeeded")));
+  EXPECT_THAT(lines(), Contains(mainLine("ERROR", 420, "Failed to touch /tmp/iss_is_ready")));
   EXPECT_EQ(issReady, 1);
 }
 
@@ -246,14 +244,14 @@ TEST_F(MessagesFromOps, OfItsDefaultScriptMakeIssReady) {
   EXPECT_EQ(issReady, 1);
   EXPECT_TRUE(exists("/tmp/iss_is_ready"));
   EXPECT_FALSE(exists("/tmp/iss_msr_succeeded"));
-  EXPECT_THAT(lines(), Not(Contains(line("INFO", 380, "default.conf created!\n"))));
+  EXPECT_THAT(lines(), Not(Contains(mainLine("INFO", 380, "default.conf created!\n"))));
   ASSERT_EQ(FakeBus::signals().size(), 1U);
 }
 
 TEST_F(MessagesFromOps, OfItsDefaultScriptReportAMarkerThatCannotBeMade) {
   ASSERT_EQ(symlink("/nowhere/at/all", "/tmp/iss_is_ready"), 0);
   handle({word(0, 8), defaultScriptPath});
-  EXPECT_THAT(lines(), Contains(line("ERROR", 386, "Failed to touch /tmp/iss_is_ready")));
+  EXPECT_THAT(lines(), Contains(mainLine("ERROR", 386, "Failed to touch /tmp/iss_is_ready")));
 }
 
 TEST_F(MessagesFromOps, ThatMakeIssReadyWakeTheSenderWhenThereIsWork) {
@@ -269,7 +267,7 @@ TEST_F(MessagesFromOps, ThatMakeIssReadyWakeNobodyWithoutWork) {
 TEST_F(MessagesFromOps, OfAFailedReloadAreCritical) {
   handle({word(0, 1), octet(14, 1)});
   expectEndedWithoutRouting();
-  EXPECT_THAT(lines(), Contains(line("CRITICAL", 428, "MSR RELOAD FAILED!")));
+  EXPECT_THAT(lines(), Contains(mainLine("CRITICAL", 428, "MSR RELOAD FAILED!")));
   EXPECT_EQ(issReady, 0);
   EXPECT_FALSE(exists("/tmp/iss_is_ready"));
   EXPECT_THAT(lines(), Not(Contains(logged("DEBUG3", "main", 763, "deletePersistentIssConfig", "called"))));

@@ -1,3 +1,4 @@
+#include "frame/mainLines.h"
 #include "frame/routeAnswer.h"
 #include "link/SrvDbg.h"
 #include "services/counters/SrvGetIssParams.h"
@@ -10,10 +11,6 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-
-std::string line(const std::string& level, const std::string& text) {
-  return loggedAnywhere(level, "main", "main", text);
-}
 
 /// The counters' slots carry the source of the port parameters service, but no such service.
 class CountersAnswer : public RingTest {
@@ -38,10 +35,10 @@ TEST_F(CountersAnswer, IsLoggedAndConsumed) {
   ASSERT_EQ(writepointer, 1);
   forget();
   EXPECT_TRUE(route("No Error\r\n"));
-  EXPECT_THAT(
-      unnumbered(),
-      ElementsAre(line("DEBUG3", "MESSAGE SOURCE 1\n"), line("DEBUG3", "Sending reply msg to OTNBus\n"),
-                  line("ERROR", "no service to send the reply of this answer, source 1")));
+  EXPECT_THAT(unnumbered(),
+              ElementsAre(mainLine("DEBUG3", "MESSAGE SOURCE 1\n"),
+                          mainLine("DEBUG3", "Sending reply msg to OTNBus\n"),
+                          mainLine("ERROR", "no service to send the reply of this answer, source 1")));
   EXPECT_EQ(readpointer, 1);
   EXPECT_EQ(MsgArray[0].source, MsgSource::None);
   EXPECT_EQ(MsgArray[0].reply, nullptr);
@@ -54,12 +51,12 @@ TEST_F(CountersAnswer, IsLoggedAndConsumedAlsoWhenItIsAnError) {
                                               CountersRequest::readCounters, ops::Counters{}});
   forget();
   EXPECT_TRUE(route("No such interface\r\n"));
-  EXPECT_THAT(unnumbered(),
-              ::testing::Contains(line("WARNING",
-                                       "ISS refused IssGetParams (source 1) message 1 of 1, "
-                                       "GET_INTERFACE_RECEPTION_AND_TRANSMISSION_COUNTERS [17], interface 0: "
-                                       "\"No such interface\"; its caller's reply does not show it")));
-  EXPECT_EQ(unnumbered().back(), line("ERROR", "no service to send the reply of this answer, source 1"));
+  EXPECT_THAT(unnumbered(), ::testing::Contains(mainLine(
+                                "WARNING",
+                                "ISS refused IssGetParams (source 1) message 1 of 1, "
+                                "GET_INTERFACE_RECEPTION_AND_TRANSMISSION_COUNTERS [17], interface 0: "
+                                "\"No such interface\"; its caller's reply does not show it")));
+  EXPECT_EQ(unnumbered().back(), mainLine("ERROR", "no service to send the reply of this answer, source 1"));
   EXPECT_EQ(readpointer, 1);
   EXPECT_THAT(FakeBus::released(), ElementsAre(71U));
 }

@@ -1,3 +1,4 @@
+#include "frame/mainLines.h"
 #include "frame/routeAnswer.h"
 #include "link/SrvDbg.h"
 #include "services/smartsfp/SrvSmartSfp.h"
@@ -11,10 +12,6 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-
-std::string line(const std::string& level, int number, const std::string& text) {
-  return logged(level, "main", number, "main", text);
-}
 
 class OtherAnswers : public RingTest {
  protected:
@@ -88,13 +85,13 @@ class OtherAnswers : public RingTest {
   SrvDbg m_debugSocket;
 };
 
-const std::string syncESource = line("DEBUG3", 449, "MESSAGE SOURCE 3\n");
-const std::string syncEToBus = line("DEBUG3", 499, "Sending reply msg to OTNBus\n");
-const std::string syncEOverBus = line("DEBUG3", 503, "send reply over OTNbus\n");
-const std::string smartSfpSource = line("DEBUG3", 449, "MESSAGE SOURCE 5\n");
-const std::string smartSfpToBus = line("DEBUG3", 567, "Sending reply msg to OTNBus\n");
-const std::string smartSfpOverBus = line("DEBUG3", 572, "send reply over OTNbus\n");
-const std::string smartSfpSent = line("DEBUG3", 580, "sent reply over OTNbus\n");
+const std::string syncESource = mainLine("DEBUG3", 449, "MESSAGE SOURCE 3\n");
+const std::string syncEToBus = mainLine("DEBUG3", 499, "Sending reply msg to OTNBus\n");
+const std::string syncEOverBus = mainLine("DEBUG3", 503, "send reply over OTNbus\n");
+const std::string smartSfpSource = mainLine("DEBUG3", 449, "MESSAGE SOURCE 5\n");
+const std::string smartSfpToBus = mainLine("DEBUG3", 567, "Sending reply msg to OTNBus\n");
+const std::string smartSfpOverBus = mainLine("DEBUG3", 572, "send reply over OTNbus\n");
+const std::string smartSfpSent = mainLine("DEBUG3", 580, "sent reply over OTNbus\n");
 
 TEST_F(OtherAnswers, OfSyncEGiveOneReplyAfterTheLastMessage) {
   m_syncE.register_interface(nullptr);

@@ -1,4 +1,5 @@
 #include "frame/answerIds.h"
+#include "frame/mainLines.h"
 #include "frame/routeAnswer.h"
 #include "link/SrvDbg.h"
 #include "message/MsgHandle.h"
@@ -14,12 +15,9 @@ using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-std::string line(const std::string& level, int number, const std::string& text) {
-  return logged(level, "main", number, "main", text);
-}
-const std::string source = line("DEBUG3", 449, "MESSAGE SOURCE 4\n");
-const std::string toBus = line("DEBUG3", 534, "Sending reply msg to OTNBus\n");
-const std::string overBus = line("DEBUG3", 541, "send reply over OTNbus\n");
+const std::string source = mainLine("DEBUG3", 449, "MESSAGE SOURCE 4\n");
+const std::string ruleToBus = mainLine("DEBUG3", 534, "Sending reply msg to OTNBus\n");
+const std::string ruleOverBus = mainLine("DEBUG3", 541, "send reply over OTNbus\n");
 std::string ids(const std::string& text) {
   return logged("DEBUG3", "MsgHandle", 362, "GetFpIds", "Returning FPIDs=" + text);
 }
@@ -94,7 +92,7 @@ TEST_F(RuleAnswers, ReplyWithTheSavedArgumentsAndTheIds) {
   withStub();
   queue(1, 1, FakeBus::call(60));
   EXPECT_TRUE(route(rule(5, 1, 4711, 0xFFFFFFFF, 1)));
-  EXPECT_THAT(lines(), ElementsAre(source, toBus, ids("4711,-1"), overBus));
+  EXPECT_THAT(lines(), ElementsAre(source, ruleToBus, ids("4711,-1"), ruleOverBus));
   expectOneReply(60, 4711, -1);
   EXPECT_EQ(readpointer, 1);
   EXPECT_EQ(MsgArray[0].source, MsgSource::None);
@@ -109,8 +107,8 @@ TEST_F(RuleAnswers, ReplyOnceWithTheIdsOfTheLastAnswer) {
   EXPECT_TRUE(route(rule(2, 1, 4711, 4712, 1)));
   EXPECT_THAT(
       lines(),
-      ElementsAre(source, logged("DEBUG3", "SrvIssMgr", 664, "setMstpLanFpId", "MSTP L2 FP ID = 4711"), toBus,
-                  ids("4711,4712")));
+      ElementsAre(source, logged("DEBUG3", "SrvIssMgr", 664, "setMstpLanFpId", "MSTP L2 FP ID = 4711"),
+                  ruleToBus, ids("4711,4712")));
   EXPECT_THAT(FakeBus::replies(), IsEmpty());
   EXPECT_TRUE(route({word(0, 16), word(220, 5), word(224, 6), {6412, "No Error\r\n"}}));
   expectOneReply(61, 5, 6);
@@ -174,7 +172,7 @@ TEST_F(RuleAnswers, WithAnErrorAreKeptAndRepliedAllTheSame) {
   EXPECT_TRUE(route(rule(2, 1, 71, 72, 1, "Failed\r\n")));
   expectOneReply(65, 71, 72);
   EXPECT_EQ(service().mstpLanFpId(), 71U);
-  EXPECT_THAT(lines(), Contains(overBus));
+  EXPECT_THAT(lines(), Contains(ruleOverBus));
   EXPECT_THAT(
       unnumbered(),
       Contains(loggedAnywhere("WARNING", "main", "main",

@@ -1,5 +1,6 @@
 #include "frame/routeAnswer.h"
 
+#include "frame/mainLines.h"
 #include "link/SrvDbg.h"
 #include "services/ports/DcnTunnel.h"
 #include "services/ports/SrvIss.h"
@@ -15,14 +16,8 @@ using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-std::string line(const std::string& level, int number, const std::string& text) {
-  return logged(level, "main", number, "main", text);
-}
-std::string anywhere(const std::string& level, const std::string& text) {
-  return loggedAnywhere(level, "main", "main", text);
-}
-const std::string toBus = line("DEBUG3", 473, "Sending reply msg to OTNBus\n");
-const std::string overBus = line("DEBUG3", 477, "send reply over OTNbus\n");
+const std::string toBus = mainLine("DEBUG3", 473, "Sending reply msg to OTNBus\n");
+const std::string overBus = mainLine("DEBUG3", 477, "send reply over OTNbus\n");
 
 class Answers : public RingTest {
  protected:
@@ -68,7 +63,7 @@ TEST_F(Answers, OfASlotWithoutASourceAreNotRouted) {
   queue(MsgSource::None, 1, 1);
   EXPECT_FALSE(route(good(7)));
   EXPECT_EQ(readpointer, 0);
-  EXPECT_THAT(lines(), ElementsAre(line("DEBUG3", 449, "MESSAGE SOURCE 0\n")));
+  EXPECT_THAT(lines(), ElementsAre(mainLine("DEBUG3", 449, "MESSAGE SOURCE 0\n")));
   EXPECT_FALSE(route(good(7))) << "the next answer meets the same slot";
   EXPECT_EQ(readpointer, 0);
 }
@@ -90,12 +85,12 @@ TEST_F(Answers, GiveOneReplyAfterTheLastMessage) {
   OBstubReply* const reply = FakeBus::call(60);
   for (int msgNo = 1; msgNo <= 3; ++msgNo) queuePortParams(msgNo, 3, reply);
   EXPECT_TRUE(route(good(8)));
-  EXPECT_THAT(lines(), ElementsAre(line("DEBUG3", 449, "MESSAGE SOURCE 1\n"), toBus));
+  EXPECT_THAT(lines(), ElementsAre(mainLine("DEBUG3", 449, "MESSAGE SOURCE 1\n"), toBus));
   EXPECT_TRUE(route(good(7)));
   EXPECT_THAT(FakeBus::replies(), IsEmpty());
   EXPECT_EQ(readpointer, 2);
   EXPECT_TRUE(route(good(7)));
-  EXPECT_THAT(lines(), ElementsAre(line("DEBUG3", 449, "MESSAGE SOURCE 1\n"), toBus, overBus));
+  EXPECT_THAT(lines(), ElementsAre(mainLine("DEBUG3", 449, "MESSAGE SOURCE 1\n"), toBus, overBus));
   EXPECT_EQ(readpointer, 3);
   ASSERT_EQ(FakeBus::replies().size(), 1U);
   EXPECT_EQ(FakeBus::replies()[0].call, 60U);
@@ -133,13 +128,13 @@ TEST_F(Answers, WithAnErrorAreAnsweredAllTheSame) {
   EXPECT_TRUE(route({word(0, 7), {6412, "Failed\r\n"}}));
   EXPECT_EQ(FakeBus::replies().size(), 1U);
   EXPECT_THAT(unnumbered(),
-              ElementsAre(anywhere("DEBUG3", "MESSAGE SOURCE 1\n"),
-                          anywhere("WARNING",
+              ElementsAre(mainLine("DEBUG3", "MESSAGE SOURCE 1\n"),
+                          mainLine("WARNING",
                                    "ISS refused IssSetLanWanAsync (source 1) message 1 of 1, "
                                    "IFC_INSERT_DELETE_IND [7], port 5, set up [1]: \"Failed\"; its caller's "
                                    "reply does not show it"),
-                          anywhere("DEBUG3", "Sending reply msg to OTNBus\n"),
-                          anywhere("DEBUG3", "send reply over OTNbus\n")));
+                          mainLine("DEBUG3", "Sending reply msg to OTNBus\n"),
+                          mainLine("DEBUG3", "send reply over OTNbus\n")));
 }
 
 TEST_F(Answers, WithoutAStubAreLoggedAndConsumed) {
@@ -173,8 +168,8 @@ TEST_F(Answers, ToTheDebugClientAreItsBytes) {
   EXPECT_TRUE(route(answer));
   EXPECT_EQ(tool.receive(), recordBytes(answer));
   EXPECT_EQ(readpointer, 1);
-  EXPECT_THAT(lines(), ElementsAre(line("DEBUG3", 449, "MESSAGE SOURCE 2\n"),
-                                   line("DEBUG3", 452, "Sending reply msg to debug socket\n")));
+  EXPECT_THAT(lines(), ElementsAre(mainLine("DEBUG3", 449, "MESSAGE SOURCE 2\n"),
+                                   mainLine("DEBUG3", 452, "Sending reply msg to debug socket\n")));
 }
 
 TEST_F(Answers, ToADebugClientThatHasGoneAreConsumed) {
@@ -184,7 +179,7 @@ TEST_F(Answers, ToADebugClientThatHasGoneAreConsumed) {
 }
 
 TEST_F(Answers, ToARedundancyStateAreOnlyExamined) {
-  const std::string received = line("DEBUG3", 589, "Redundancystate reply msg received from OPS\n");
+  const std::string received = mainLine("DEBUG3", 589, "Redundancystate reply msg received from OPS\n");
   readpointer = 19;
   writepointer = 19;
   queue(MsgSource::Redundancy, 9, 1);
@@ -192,17 +187,17 @@ TEST_F(Answers, ToARedundancyStateAreOnlyExamined) {
   queue(MsgSource::Redundancy, 1, 1);
   EXPECT_TRUE(route(good(22)));
   EXPECT_EQ(readpointer, 0) << "whatever its message number";
-  EXPECT_THAT(lines(), ElementsAre(line("DEBUG3", 449, "MESSAGE SOURCE 6\n"), received));
+  EXPECT_THAT(lines(), ElementsAre(mainLine("DEBUG3", 449, "MESSAGE SOURCE 6\n"), received));
   EXPECT_TRUE(route({word(0, 22), {6412, "No Error"}}));
   EXPECT_EQ(readpointer, 1);
   EXPECT_THAT(unnumbered(),
-              ElementsAre(anywhere("DEBUG3", "MESSAGE SOURCE 6\n"),
-                          anywhere("DEBUG3", "Redundancystate reply msg received from OPS\n"),
-                          anywhere("ERROR", "OPS REPORTED ERROR IN REDUNDANCY REPLY MESSAGE!\n"),
-                          anywhere("WARNING",
+              ElementsAre(mainLine("DEBUG3", "MESSAGE SOURCE 6\n"),
+                          mainLine("DEBUG3", "Redundancystate reply msg received from OPS\n"),
+                          mainLine("ERROR", "OPS REPORTED ERROR IN REDUNDANCY REPLY MESSAGE!\n"),
+                          mainLine("WARNING",
                                    "ISS refused redundant_state_signal (source 6) message 1 of 1, "
                                    "IFC_INSERT_DELETE_IND [7], state ACT [2]: \"No Error\"")));
-  EXPECT_EQ(count(line("ERROR", 593, "OPS REPORTED ERROR IN REDUNDANCY REPLY MESSAGE!\n")), 1U);
+  EXPECT_EQ(count(mainLine("ERROR", 593, "OPS REPORTED ERROR IN REDUNDANCY REPLY MESSAGE!\n")), 1U);
   EXPECT_THAT(FakeBus::replies(), IsEmpty());
 }
 

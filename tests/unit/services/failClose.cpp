@@ -6,7 +6,7 @@
 
 namespace {
 
-std::atomic<int> nextError;
+std::atomic<int> nextCloseError;
 
 }  // namespace
 
@@ -17,12 +17,12 @@ int __wrap_close(int fd);
 
 int __wrap_close(int fd) {
   const int result = __real_close(fd);
-  const int error = nextError.exchange(0);
+  const int error = nextCloseError.exchange(0);
   if (error == 0) return result;
   errno = error;
   return -1;
 }
 
 void failNextClose(int error) {
-  nextError = error;
+  nextCloseError = error;
 }

@@ -17,11 +17,11 @@ using ::testing::IsEmpty;
 std::string handlerLine(const std::string& level, int number, const std::string& text) {
   return logged(level, "SrvGetIssParams", number, "getInterfaceReceptionAndTransmissionCounters", text);
 }
-std::string workerLine(const std::string& level, int number, const std::string& text) {
+std::string countersLine(const std::string& level, int number, const std::string& text) {
   return logged(level, "SrvGetIssParams", number, "run_iss_get_data_thread", text);
 }
-const std::string processing = workerLine("DEBUG3", 39, "Processing getparams message!");
-const std::string locked = workerLine("DEBUG3", 74, "mutex lock\n");
+const std::string processing = countersLine("DEBUG3", 39, "Processing getparams message!");
+const std::string locked = countersLine("DEBUG3", 74, "mutex lock\n");
 
 class Counters : public RingTest {
  protected:
@@ -93,12 +93,13 @@ TEST_F(Counters, AreQueuedInTheSlotOfAnEmptyRing) {
   EXPECT_THAT(FakeBus::replies(), IsEmpty());
   EXPECT_THAT(
       lines(),
-      ElementsAre(processing, locked,
-                  workerLine("DEBUG3", 103,
-                             "getInterfaceReceptionAndTransmissionCounters split up in 1 messages to OPS\n"),
-                  workerLine("DEBUG3", 108, "message writepoiter 19\n"),
-                  workerLine("DEBUG3", 119, "send signal for sending message"),
-                  workerLine("DEBUG3", 121, "mutex unlock"), workerLine("DEBUG2", 127, "stopped")));
+      ElementsAre(
+          processing, locked,
+          countersLine("DEBUG3", 103,
+                       "getInterfaceReceptionAndTransmissionCounters split up in 1 messages to OPS\n"),
+          countersLine("DEBUG3", 108, "message writepoiter 19\n"),
+          countersLine("DEBUG3", 119, "send signal for sending message"),
+          countersLine("DEBUG3", 121, "mutex unlock"), countersLine("DEBUG2", 127, "stopped")));
   releaseQueued(19);
 }
 
@@ -125,7 +126,7 @@ TEST_F(Counters, AreRefusedWith18EntriesAheadOfTheReader) {
   expectRefusal(2);
   expectNothingIn(19);
   EXPECT_THAT(lines(),
-              ElementsAre(processing, locked, workerLine("ERROR", 94, "Buffer overflow, message lost!\n")));
+              ElementsAre(processing, locked, countersLine("ERROR", 94, "Buffer overflow, message lost!\n")));
 }
 
 TEST_F(Counters, AreQueuedWith17EntriesAheadOfTheReader) {
@@ -145,7 +146,7 @@ TEST_F(Counters, AreRefusedRightBehindTheReader) {
   expectRefusal(4);
   expectNothingIn(5);
   EXPECT_THAT(lines(),
-              ElementsAre(processing, locked, workerLine("ERROR", 81, "Buffer overflow, message lost!\n")));
+              ElementsAre(processing, locked, countersLine("ERROR", 81, "Buffer overflow, message lost!\n")));
 }
 
 TEST_F(Counters, AreQueuedTwoBehindTheReader) {
@@ -166,7 +167,7 @@ TEST_F(Counters, OfAnotherActionAreRefused) {
     expectRefusal(6);
     expectNothingIn(0);
     EXPECT_THAT(lines(),
-                ElementsAre(processing, workerLine("WARNING", 63, "Unknown action request in message")));
+                ElementsAre(processing, countersLine("WARNING", 63, "Unknown action request in message")));
   }
 }
 

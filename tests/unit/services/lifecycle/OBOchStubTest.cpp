@@ -32,13 +32,13 @@ using ::testing::IsEmpty;
 enum : int32_t { initialized, started, stopped };
 
 const std::string marker = "/tmp/initIssDone";
-const std::string start = "-d -m /etc/rc.d/issStartScript.sh start\n";
+const std::string startScript = "-d -m /etc/rc.d/issStartScript.sh start\n";
 const std::string stop = "-d -m /etc/rc.d/issStartScript.sh stop\n";
 
 std::string line(const std::string& level, const std::string& function, const std::string& text) {
   return loggedAnywhere(level, "SrvIss", function, text);
 }
-std::string workerLine(const std::string& level, const std::string& text) {
+std::string lifeCycleLine(const std::string& level, const std::string& text) {
   return line(level, "run_och_thread", text);
 }
 
@@ -132,10 +132,10 @@ TEST_F(LifeCycle, NamesItsStates) {
 TEST_F(LifeCycle, StartThatFindsTheMarkerRepliesAfterOneSecond) {
   mark();
   EXPECT_GE(trigger(started), milliseconds(1000));
-  EXPECT_EQ(commands(), start);
+  EXPECT_EQ(commands(), startScript);
   expectReply(started, true);
   EXPECT_THAT(unnumbered(),
-              ElementsAre(line("DEBUG1", "triggerDataUser", "STARTED"), workerLine("DEBUG1", "STARTED")));
+              ElementsAre(line("DEBUG1", "triggerDataUser", "STARTED"), lifeCycleLine("DEBUG1", "STARTED")));
 }
 
 TEST_F(LifeCycle, StartTakesAMarkerOfAnyForm) {
@@ -146,7 +146,7 @@ TEST_F(LifeCycle, StartTakesAMarkerOfAnyForm) {
 
 TEST_F(LifeCycle, StartWaitsForTheMarker) {
   expectWaitsFor(started, mark, true);
-  EXPECT_EQ(commands(), start) << "the command runs once";
+  EXPECT_EQ(commands(), startScript) << "the command runs once";
 }
 
 TEST_F(LifeCycle, LooksAtTheMarkerOnceASecond) {
@@ -174,7 +174,7 @@ TEST_F(LifeCycle, StartWaitsOnWhileTheMarkerCannotBeRead) {
 TEST_F(LifeCycle, StartThatFailsStillWaits) {
   screenExits(3);
   expectWaitsFor(started, mark, false);
-  EXPECT_EQ(commands(), start);
+  EXPECT_EQ(commands(), startScript);
 }
 
 TEST_F(LifeCycle, StopWithoutTheMarkerRepliesAfterOneSecond) {
@@ -182,7 +182,7 @@ TEST_F(LifeCycle, StopWithoutTheMarkerRepliesAfterOneSecond) {
   EXPECT_EQ(commands(), stop);
   expectReply(stopped, true);
   EXPECT_THAT(unnumbered(),
-              ElementsAre(line("DEBUG1", "triggerDataUser", "STOPPED"), workerLine("DEBUG1", "STOPPED")));
+              ElementsAre(line("DEBUG1", "triggerDataUser", "STOPPED"), lifeCycleLine("DEBUG1", "STOPPED")));
 }
 
 TEST_F(LifeCycle, StopTakesAMarkerThatCannotBeReadForAbsent) {
@@ -209,9 +209,9 @@ TEST_F(LifeCycle, InitializedIsNotHandled) {
   EXPECT_EQ(commands(), "");
   EXPECT_FALSE(std::filesystem::exists(marker));
   expectReply(initialized, true);
-  const std::string refused = workerLine("DEBUG1", "INITIALIZED is not handled");
+  const std::string refused = lifeCycleLine("DEBUG1", "INITIALIZED is not handled");
   EXPECT_THAT(unnumbered(), ElementsAre(line("DEBUG1", "triggerDataUser", "INITIALIZED"),
-                                        workerLine("DEBUG1", "INITIALIZED"), refused, refused));
+                                        lifeCycleLine("DEBUG1", "INITIALIZED"), refused, refused));
 }
 
 TEST_F(LifeCycle, UnknownStatesAreRejected) {
@@ -221,9 +221,9 @@ TEST_F(LifeCycle, UnknownStatesAreRejected) {
     EXPECT_GE(trigger(state, false, 20), milliseconds(1000));
     expectReply(state, true, 20);
     const std::string refused =
-        workerLine("ERROR", "INVALID(" + std::to_string(state) + ") is not supported");
+        lifeCycleLine("ERROR", "INVALID(" + std::to_string(state) + ") is not supported");
     EXPECT_THAT(unnumbered(), ElementsAre(line("DEBUG1", "triggerDataUser", "INVALID"),
-                                          workerLine("DEBUG1", "INVALID"), refused, refused));
+                                          lifeCycleLine("DEBUG1", "INVALID"), refused, refused));
   }
   EXPECT_EQ(commands(), "");
 }
@@ -235,7 +235,7 @@ TEST_F(LifeCycle, TheFlagHasNoEffect) {
   FakeBus::clear();
   trigger(started, true);
   expectReply(started, true);
-  EXPECT_EQ(commands(), stop + start);
+  EXPECT_EQ(commands(), stop + startScript);
   FakeBus::clear();
   trigger(initialized, true);
   expectReply(initialized, true);
@@ -246,7 +246,7 @@ TEST_F(LifeCycle, LogsOnlyErrorsAtTheStartLevel) {
   trigger(initialized);
   EXPECT_THAT(lines(), IsEmpty());
   trigger(7);
-  const std::string refused = workerLine("ERROR", "INVALID(7) is not supported");
+  const std::string refused = lifeCycleLine("ERROR", "INVALID(7) is not supported");
   EXPECT_THAT(unnumbered(), ElementsAre(refused, refused));
 }
 
@@ -265,13 +265,13 @@ TEST_F(LifeCycle, WithoutAThreadThereIsNoReply) {
 
 TEST_F(LifeCycle, WithoutARequestThereIsNothingToDo) {
   EXPECT_EQ(run_och_thread(nullptr), nullptr);
-  EXPECT_THAT(unnumbered(), ElementsAre(workerLine("ERROR", "Incoming parameters are invalid")));
+  EXPECT_THAT(unnumbered(), ElementsAre(lifeCycleLine("ERROR", "Incoming parameters are invalid")));
   EXPECT_THAT(FakeBus::replies(), IsEmpty());
 }
 
 TEST_F(LifeCycle, WaitEndsWithoutAReplyWhenTheProcessStops) {
   std::thread bus([this] { trigger(started, false, 40); });
-  EXPECT_TRUE(waitFor([this] { return commands() == start; }));
+  EXPECT_TRUE(waitFor([this] { return commands() == startScript; }));
   const auto before = steady_clock::now();
   running = 0;
   bus.join();

@@ -17,15 +17,11 @@
 #include <thread>
 
 #include "services/failClose.h"
+#include "support/contents.h"
 
 namespace {
 
 constexpr uid_t stranger = 65534;
-
-std::string contents(const std::string& path) {
-  std::ifstream file(path);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
 
 class ScriptFile : public ::testing::Test {
  protected:

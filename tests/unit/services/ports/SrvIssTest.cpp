@@ -15,19 +15,15 @@
 #include "support/OwnNamespaces.h"
 #include "support/Record.h"
 #include "support/RingTest.h"
+#include "support/contents.h"
 
 namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-std::string workerLine(const std::string& level, const std::string& text) {
+std::string portWorkerLine(const std::string& level, const std::string& text) {
   return loggedAnywhere(level, "SrvIss", "run_iss_script_thread", text);
-}
-
-std::string contents(const std::string& path) {
-  std::ifstream file(path);
-  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 class PortParams : public RingTest {
@@ -129,13 +125,13 @@ TEST_F(PortParams, SetUpQueuesScriptAndMapping) {
   EXPECT_THAT(contents(path), ::testing::EndsWith("ifMainAdminStatus.188 value 1\n"
                                                   "snmpset mib name ifMainAdminStatus.42 value 1\nend\n"));
   EXPECT_THAT(unnumbered(),
-              ElementsAre(workerLine("DEBUG2", "Processing Setportparam message!"),
-                          workerLine("DEBUG3", "mutex lock\n"),
-                          workerLine("DEBUG3", "SetPortParam split up in 2 messages to OPS\n"),
-                          workerLine("DEBUG3", "message writepointer 19\n"),
-                          workerLine("DEBUG3", "message writepointer 0\n"),
-                          workerLine("DEBUG3", "send signal for sending message"),
-                          workerLine("DEBUG3", "mutex unlock"), workerLine("DEBUG2", "stopped")));
+              ElementsAre(portWorkerLine("DEBUG2", "Processing Setportparam message!"),
+                          portWorkerLine("DEBUG3", "mutex lock\n"),
+                          portWorkerLine("DEBUG3", "SetPortParam split up in 2 messages to OPS\n"),
+                          portWorkerLine("DEBUG3", "message writepointer 19\n"),
+                          portWorkerLine("DEBUG3", "message writepointer 0\n"),
+                          portWorkerLine("DEBUG3", "send signal for sending message"),
+                          portWorkerLine("DEBUG3", "mutex unlock"), portWorkerLine("DEBUG2", "stopped")));
   EXPECT_THAT(FakeBus::replies(), IsEmpty());
   releaseQueued(0);
 }
@@ -153,7 +149,7 @@ TEST_F(PortParams, ReleaseQueuesUnmappingAndScript) {
   expectSlot(4, 2, 2, 2, 5);
   EXPECT_THAT(contents(path), ::testing::StartsWith("configure terminal\nno vlan 4005\nno vlan 77\nend\n"));
   EXPECT_EQ(unnumbered()[1],
-            workerLine("NOTICE", "ReleasePort: portNr=5, tunnelId=100, pwId=102, vpnId=101, acId=103"));
+            portWorkerLine("NOTICE", "ReleasePort: portNr=5, tunnelId=100, pwId=102, vpnId=101, acId=103"));
   releaseQueued(3);
 }
 
@@ -191,7 +187,7 @@ TEST_F(PortParams, WithoutConfigurationIsAnsweredAtOnce) {
     run_iss_script_thread(request(action, 5, false, 42));
     expectOnlyReply(42, action, 5, false);
     EXPECT_EQ(writepointer, 0);
-    EXPECT_EQ(unnumbered().back(), workerLine("DEBUG2", "stopped"));
+    EXPECT_EQ(unnumbered().back(), portWorkerLine("DEBUG2", "stopped"));
   }
 }
 
@@ -210,8 +206,8 @@ TEST_F(PortParams, OfAnUnknownActionIsAnsweredAtOnceWithAWarning) {
     run_iss_script_thread(request(action, 5, true, 44));
     expectOnlyReply(44, action, 5, true);
     EXPECT_EQ(writepointer, 0);
-    EXPECT_THAT(unnumbered(), ElementsAre(workerLine("DEBUG2", "Processing Setportparam message!"),
-                                          workerLine("WARNING", "Unknown action request in message")));
+    EXPECT_THAT(unnumbered(), ElementsAre(portWorkerLine("DEBUG2", "Processing Setportparam message!"),
+                                          portWorkerLine("WARNING", "Unknown action request in message")));
   }
 }
 
@@ -224,7 +220,7 @@ TEST_F(PortParams, ThatDoNotFitTheRingAreDroppedTogetherAndAnswered) {
   EXPECT_EQ(writepointer, 17);
   EXPECT_EQ(MsgArray[17].msg.msgType, 0U);
   EXPECT_EQ(MsgArray[17].source, MsgSource::None);
-  EXPECT_EQ(unnumbered().back(), workerLine("ERROR", "Buffer overflow, message lost!\n"));
+  EXPECT_EQ(unnumbered().back(), portWorkerLine("ERROR", "Buffer overflow, message lost!\n"));
   EXPECT_EQ(pthread_mutex_trylock(&mutex.native), 0);
   pthread_mutex_unlock(&mutex.native);
 

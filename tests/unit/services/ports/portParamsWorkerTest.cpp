@@ -16,6 +16,7 @@
 #include "support/OwnNamespaces.h"
 #include "support/Record.h"
 #include "support/RingTest.h"
+#include "support/contents.h"
 
 namespace {
 
@@ -25,11 +26,6 @@ constexpr uint32_t port = 5;
 
 std::string scriptPath(int32_t index) {
   return "/tmp/SetVlanPort" + std::to_string(port) + "_" + std::to_string(index);
-}
-
-std::string contents(const std::string& path) {
-  std::ifstream file(path);
-  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 std::string creatorLine(const std::string& level, const std::string& text) {

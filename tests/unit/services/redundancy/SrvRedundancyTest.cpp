@@ -12,7 +12,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-std::string workerLine(const std::string& level, const std::string& text) {
+std::string redundancyLine(const std::string& level, const std::string& text) {
   return loggedAnywhere(level, "SrvRedundancy.cpp", "run_iss_redundancy_thread", text);
 }
 std::string signalLine(const std::string& name) {
@@ -46,13 +46,14 @@ TEST_F(RedundancySignal, IsForwardedInOneMessage) {
   EXPECT_EQ(slot.msgCount, 1);
   EXPECT_EQ(static_cast<int>(slot.source), 6);
   EXPECT_EQ(slot.redundancyState, 3);
-  EXPECT_THAT(
-      unnumbered(),
-      ElementsAre(
-          signalLine("ACT0"), workerLine("DEBUG2", "Processing setRedundantState with state = ACT0\n"),
-          workerLine("DEBUG3", "mutex lock"), workerLine("DEBUG3", "message writepoiter 19\n"),
-          workerLine("DEBUG3", "send signal for sending message"), workerLine("DEBUG3", "mutex unlock"),
-          workerLine("DEBUG2", "run_iss_redundancy_thread stopped")));
+  EXPECT_THAT(unnumbered(),
+              ElementsAre(signalLine("ACT0"),
+                          redundancyLine("DEBUG2", "Processing setRedundantState with state = ACT0\n"),
+                          redundancyLine("DEBUG3", "mutex lock"),
+                          redundancyLine("DEBUG3", "message writepoiter 19\n"),
+                          redundancyLine("DEBUG3", "send signal for sending message"),
+                          redundancyLine("DEBUG3", "mutex unlock"),
+                          redundancyLine("DEBUG2", "run_iss_redundancy_thread stopped")));
 }
 
 TEST_F(RedundancySignal, WakesTheSender) {
@@ -96,7 +97,7 @@ TEST_F(RedundancySignal, IsLostWithAFullRingButRemembered) {
   EXPECT_EQ(MsgArray[18].msg.msgType, 0U);
   EXPECT_EQ(MsgArray[18].source, MsgSource::None);
   EXPECT_EQ(m_service.redundancyState(), 2);
-  EXPECT_EQ(unnumbered().back(), workerLine("ERROR", "Buffer overflow, message lost!\n"));
+  EXPECT_EQ(unnumbered().back(), redundancyLine("ERROR", "Buffer overflow, message lost!\n"));
   EXPECT_EQ(pthread_mutex_trylock(&mutex.native), 0);
   pthread_mutex_unlock(&mutex.native);
 }

@@ -3,17 +3,12 @@
 #include <gmock/gmock.h>
 
 #include "control/ShowRequest.h"
+#include "sim/recordOf.h"
 #include "sim/support/TemporaryDirectory.h"
 
 namespace {
 
 using ::testing::HasSubstr;
-
-OtnIpcMsg record(uint32_t type) {
-  OtnIpcMsg msg{};
-  msg.msgType = type;
-  return msg;
-}
 
 class Show : public ::testing::Test {
  protected:
@@ -22,7 +17,7 @@ class Show : public ::testing::Test {
     EXPECT_EQ(fieldText(m_model.answer(request, notes).errorString), ops::noError);
   }
   void runScript(const std::string& text) {
-    OtnIpcMsg request = record(RUN_DEFAULT_SCRIPT_COMMAND);
+    OtnIpcMsg request = recordOf(RUN_DEFAULT_SCRIPT_COMMAND);
     const std::string path = m_directory.write("in", text);
     memcpy(request.payload.script.inputFile, path.data(), path.size());
     tell(request);
@@ -54,7 +49,7 @@ TEST_F(Show, Vlans) {
   runScript(
       "configure terminal\nvlan 7\nports gigabitethernet 0/5 untagged gigabitethernet 0/5\n"
       "ports extreme-ethernet 0/4\nend\n");
-  OtnIpcMsg mapping = record(MRP_VLAN_MAPPING);
+  OtnIpcMsg mapping = recordOf(MRP_VLAN_MAPPING);
   mapping.payload.vlanMapping = {5, 6, 100};
   tell(mapping);
   const std::string shown = text("vlans");
@@ -76,7 +71,7 @@ TEST_F(Show, Ports) {
 }
 
 TEST_F(Show, Interfaces) {
-  OtnIpcMsg request = record(IFC_INSERT_DELETE_IND);
+  OtnIpcMsg request = recordOf(IFC_INSERT_DELETE_IND);
   request.payload.ifc.entry = {3, 1000, 6};
   request.payload.ifc.statusFlag = ops::IfcInsertDelete::insert;
   tell(request);
@@ -104,7 +99,7 @@ TEST_F(Show, Interfaces) {
 }
 
 TEST_F(Show, Tunnels) {
-  OtnIpcMsg request = record(MGMT_INTERFACE_MAPPING_IND);
+  OtnIpcMsg request = recordOf(MGMT_INTERFACE_MAPPING_IND);
   request.payload.mapping.entry.pwPort = 5;
   request.payload.mapping.entry.pwVlan = 4005;
   request.payload.mapping.entryCount = 1;
@@ -117,14 +112,14 @@ TEST_F(Show, Tunnels) {
 }
 
 TEST_F(Show, RulesByTheirKind) {
-  OtnIpcMsg request = record(INTERESTED_PACKET_IND);
+  OtnIpcMsg request = recordOf(INTERESTED_PACKET_IND);
   request.payload.rule.actionCode = ops::actionCreate;
   request.payload.rule.entryKind = ops::synceRule;
   request.payload.rule.portList[0] = 0x80;
   tell(request);
   request.payload.rule.entryKind = ops::smartSfpRule;
   tell(request);
-  OtnIpcMsg flush = record(FLUSH_CMD);
+  OtnIpcMsg flush = recordOf(FLUSH_CMD);
   flush.payload.flush = {7, 2};
   tell(flush);
   const char* header =
@@ -140,33 +135,33 @@ TEST_F(Show, RulesByTheirKind) {
 }
 
 TEST_F(Show, WhatWasSetLast) {
-  OtnIpcMsg request = record(SYNCE_CMD);
+  OtnIpcMsg request = recordOf(SYNCE_CMD);
   request.payload.synce = {1, 2, 3, 4};
   tell(request);
   EXPECT_THAT(text("synce"),
               HasSubstr("clock:\nenableClk  slot  clksrc  phymode\n        1     2       3        4\n"));
-  request = record(LLDP_TLV_INFO);
+  request = recordOf(LLDP_TLV_INFO);
   request.payload.lldp.chassisId = 9;
   request.payload.lldp.mgmtIp = 0x0A000001;
   request.payload.lldp.actionCode = ops::actionCreate;
   tell(request);
   EXPECT_EQ(json("lldp"),
             "{\"lldp\": [{\"chassisId\": 9, \"mgmtIp\": \"10.0.0.1\", \"slotId\": 0, \"create\": 0}]}\n");
-  request = record(SMARTSFP_PDU_CMD);
+  request = recordOf(SMARTSFP_PDU_CMD);
   request.payload.smartSfp.pdu[0] = 0xAB;
   request.payload.smartSfp.pbmp = 3;
   request.payload.smartSfp.size = 1;
   tell(request);
   EXPECT_THAT(text("smartsfp"), HasSubstr("pdu:\npbmp  size  pdu\n0x3      1  [ab]\n"));
   EXPECT_EQ(text("redundancy"), "(none)\n");
-  request = record(REDUNDANCY_STATE);
+  request = recordOf(REDUNDANCY_STATE);
   request.payload.redundancy.state = 2;
   tell(request);
   EXPECT_EQ(text("redundancy"), "state  name\n    2  ACT\n");
 }
 
 TEST_F(Show, Counters) {
-  OtnIpcMsg request = record(GET_INTERFACE_RECEPTION_AND_TRANSMISSION_COUNTERS);
+  OtnIpcMsg request = recordOf(GET_INTERFACE_RECEPTION_AND_TRANSMISSION_COUNTERS);
   request.payload.counters.interfaceNum = 4;
   tell(request);
   EXPECT_THAT(json("counters"), HasSubstr(R"({"counters": [{"interfaceNum": 4, "rxOctets": 53248, )"));

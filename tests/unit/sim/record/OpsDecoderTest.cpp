@@ -4,16 +4,11 @@
 
 #include "OtnIpcFields.h"
 #include "record/FilterEntryText.h"
+#include "sim/recordOf.h"
 
 namespace {
 
 using ::testing::HasSubstr;
-
-OtnIpcMsg record(uint32_t type) {
-  OtnIpcMsg msg{};
-  msg.msgType = type;
-  return msg;
-}
 
 template <size_t N>
 void setText(char (&field)[N], std::string_view text) {
@@ -21,19 +16,19 @@ void setText(char (&field)[N], std::string_view text) {
 }
 
 TEST(OpsDecoder, NamesTypesWithoutPayload) {
-  EXPECT_EQ(sim::decodeRecord(record(0)), "InvalidMsgType [0]");
-  EXPECT_EQ(sim::decodeRecord(record(2)), "TASK_INIT_STATUS [2]");
-  EXPECT_EQ(sim::decodeRecord(record(3)), "RM_ACTIVE_STANDBY_READY_STATUS [3]");
-  EXPECT_EQ(sim::decodeRecord(record(4)), "RM_SYNC_UP_STATUS [4]");
-  EXPECT_EQ(sim::decodeRecord(record(6)), "CONFIG_STATUS [6]");
-  EXPECT_EQ(sim::decodeRecord(record(9)), "MGMT_INTERFACE_MAPPING [9]");
-  EXPECT_EQ(sim::decodeRecord(record(12)), "WATCH_DOG_ISS_ACTIVE [12]");
-  EXPECT_EQ(sim::decodeRecord(record(13)), "WATCH_DOG_INTERVAL [13]");
-  EXPECT_EQ(sim::decodeRecord(record(21)), "GET_PORT_STATUS [21]");
+  EXPECT_EQ(sim::decodeRecord(recordOf(0)), "InvalidMsgType [0]");
+  EXPECT_EQ(sim::decodeRecord(recordOf(2)), "TASK_INIT_STATUS [2]");
+  EXPECT_EQ(sim::decodeRecord(recordOf(3)), "RM_ACTIVE_STANDBY_READY_STATUS [3]");
+  EXPECT_EQ(sim::decodeRecord(recordOf(4)), "RM_SYNC_UP_STATUS [4]");
+  EXPECT_EQ(sim::decodeRecord(recordOf(6)), "CONFIG_STATUS [6]");
+  EXPECT_EQ(sim::decodeRecord(recordOf(9)), "MGMT_INTERFACE_MAPPING [9]");
+  EXPECT_EQ(sim::decodeRecord(recordOf(12)), "WATCH_DOG_ISS_ACTIVE [12]");
+  EXPECT_EQ(sim::decodeRecord(recordOf(13)), "WATCH_DOG_INTERVAL [13]");
+  EXPECT_EQ(sim::decodeRecord(recordOf(21)), "GET_PORT_STATUS [21]");
 }
 
 TEST(OpsDecoder, ShowsUnknownTypesInHexWithTheirPlace) {
-  OtnIpcMsg msg = record(4000000000);
+  OtnIpcMsg msg = recordOf(4000000000);
   msg.payload.bytes[0] = 0xAB;
   msg.payload.bytes[2] = 0x01;
   msg.payload.bytes[6407] = 0xFF;
@@ -44,7 +39,7 @@ TEST(OpsDecoder, ShowsUnknownTypesInHexWithTheirPlace) {
 }
 
 TEST(OpsDecoder, ShowsBytesThatBelongToNoField) {
-  OtnIpcMsg msg = record(FLUSH_CMD);
+  OtnIpcMsg msg = recordOf(FLUSH_CMD);
   msg.payload.flush = {7, 2};
   msg.payload.bytes[8] = 0x5A;
   msg.reserved2[2] = 9;
@@ -54,7 +49,7 @@ TEST(OpsDecoder, ShowsBytesThatBelongToNoField) {
 }
 
 TEST(OpsDecoder, ShowsTheTrailerOfAnAnswer) {
-  OtnIpcMsg msg = record(FLUSH_CMD);
+  OtnIpcMsg msg = recordOf(FLUSH_CMD);
   setText(msg.errorString, "No Error\r\n");
   msg.errorValue[1] = 255;
   msg.isResponse = 1;
@@ -64,26 +59,26 @@ TEST(OpsDecoder, ShowsTheTrailerOfAnAnswer) {
 }
 
 TEST(OpsDecoder, DecodesStatusMessages) {
-  OtnIpcMsg msg = record(MSR_RELOAD_STATUS);
+  OtnIpcMsg msg = recordOf(MSR_RELOAD_STATUS);
   msg.payload.msrReload.reloadStatus = 3;
   EXPECT_EQ(sim::decodeRecord(msg), "MSR_RELOAD_STATUS [1] reloadStatus=3");
 
-  msg = record(RM_GO_ACTIVE_STANDBY_IND);
+  msg = recordOf(RM_GO_ACTIVE_STANDBY_IND);
   msg.payload.goActiveStandby = {1, 200};
   EXPECT_EQ(sim::decodeRecord(msg), "RM_GO_ACTIVE_STANDBY_IND [5] nodeType=1 statusFlag=200");
 
-  msg = record(CPU_THRESHOLD);
+  msg = recordOf(CPU_THRESHOLD);
   setText(msg.errorString, "tmr tsk");
   msg.errorValue[2] = 0x04;
   msg.errorValue[3] = 0xD2;
   EXPECT_EQ(sim::decodeRecord(msg), "CPU_THRESHOLD [18] threadName=\"tmr tsk\" pid=1234");
 
-  msg = record(PORT_STATUS_CHANGE_IND);
+  msg = recordOf(PORT_STATUS_CHANGE_IND);
   msg.payload.portStatus = {5, 1, 0};
   EXPECT_EQ(sim::decodeRecord(msg),
             "PORT_STATUS_CHANGE_IND [20] interfaceNum=5 adminStatus=1 operationalStatus=0");
 
-  msg = record(REDUNDANCY_STATE);
+  msg = recordOf(REDUNDANCY_STATE);
   msg.payload.redundancy.state = 3;
   EXPECT_EQ(sim::decodeRecord(msg), "REDUNDANCY_STATE [22] state=3(ACT0)");
   msg.payload.redundancy.state = -1;
@@ -91,7 +86,7 @@ TEST(OpsDecoder, DecodesStatusMessages) {
 }
 
 TEST(OpsDecoder, DecodesPortMessages) {
-  OtnIpcMsg msg = record(IFC_INSERT_DELETE_IND);
+  OtnIpcMsg msg = recordOf(IFC_INSERT_DELETE_IND);
   msg.payload.ifc.entry = {3, 1000, 6};
   msg.payload.ifc.interfaceCount = 1;
   msg.payload.ifc.statusFlag = 2;
@@ -99,13 +94,13 @@ TEST(OpsDecoder, DecodesPortMessages) {
             "IFC_INSERT_DELETE_IND [7] interfaceNum=3 interfaceSpeed=1000 interfaceType=6 interfaceCount=1 "
             "statusFlag=2");
 
-  msg = record(RUN_DEFAULT_SCRIPT_COMMAND);
+  msg = recordOf(RUN_DEFAULT_SCRIPT_COMMAND);
   setText(msg.payload.script.inputFile, "/tmp/SetVlanPort5_0");
   setText(msg.payload.script.outputFile, "/tmp/outscr.sh");
   EXPECT_EQ(sim::decodeRecord(msg),
             "RUN_DEFAULT_SCRIPT_COMMAND [8] inputFile=/tmp/SetVlanPort5_0 outputFile=/tmp/outscr.sh");
 
-  msg = record(MGMT_INTERFACE_MAPPING_IND);
+  msg = recordOf(MGMT_INTERFACE_MAPPING_IND);
   ops::TunnelEntry& entry = msg.payload.mapping.entry;
   entry = {{1, 0, 0x5e, 0x90, 0, 0},
            {2, 3, 4, 5, 6, 0xFF},
@@ -130,7 +125,7 @@ TEST(OpsDecoder, DecodesPortMessages) {
             "outTunnelLabel=1500 inTunnelLabel=1501 tunnelId=1 vpnId=2 tunnelIndex=3 pwId=4 entryCount=1 "
             "mapFlag=2");
 
-  msg = record(GET_INTERFACE_RECEPTION_AND_TRANSMISSION_COUNTERS);
+  msg = recordOf(GET_INTERFACE_RECEPTION_AND_TRANSMISSION_COUNTERS);
   msg.payload.counters = {1, 2, 3, 4, 5, 6, 7, 8, 9, 4294967295};
   EXPECT_EQ(
       sim::decodeRecord(msg),
@@ -140,7 +135,7 @@ TEST(OpsDecoder, DecodesPortMessages) {
 }
 
 TEST(OpsDecoder, DecodesRules) {
-  OtnIpcMsg msg = record(INTERESTED_PACKET_IND);
+  OtnIpcMsg msg = recordOf(INTERESTED_PACKET_IND);
   msg.payload.rule.entries[0] = {2, {1, 0x80, 0xC2, 0, 0, 2}, {255, 255, 255, 255, 255, 255}};
   msg.payload.rule.entries[1] = {4, {0x09, 0x88}, {255, 255}};
   msg.payload.rule.portList[0] = 0xC0;
@@ -160,7 +155,7 @@ TEST(OpsDecoder, DecodesRules) {
 }
 
 TEST(OpsDecoder, ShowsFilterEntriesThatAreCountedOrFilled) {
-  OtnIpcMsg msg = record(INTERESTED_PACKET_IND);
+  OtnIpcMsg msg = recordOf(INTERESTED_PACKET_IND);
   msg.payload.rule.entryCount = 1;
   EXPECT_THAT(sim::decodeRecord(msg), HasSubstr("entries=[0:0000000000000000/0000000000000000] "));
   msg.payload.rule.entryCount = 0;
@@ -193,22 +188,22 @@ TEST(FilterEntries, SayWhatTheyMatch) {
 }
 
 TEST(OpsDecoder, DecodesCommands) {
-  OtnIpcMsg msg = record(SYNCE_CMD);
+  OtnIpcMsg msg = recordOf(SYNCE_CMD);
   msg.payload.synce = {1, 2, 3, 4};
   EXPECT_EQ(sim::decodeRecord(msg), "SYNCE_CMD [14] enableClk=1 slot=2 clksrc=3 phymode=4");
 
-  msg = record(SYNCE_PDU_CMD);
+  msg = recordOf(SYNCE_PDU_CMD);
   msg.payload.syncePdu = {0x11, 0x22, 0xFFFFFFFF};
   EXPECT_EQ(sim::decodeRecord(msg), "SYNCE_PDU_CMD [15] pduWord1=0x11 pduWord2=0x22 pduWord3=0xffffffff");
 
-  msg = record(SMARTSFP_PDU_CMD);
+  msg = recordOf(SMARTSFP_PDU_CMD);
   msg.payload.smartSfp.pdu[0] = 1;
   msg.payload.smartSfp.pdu[2] = 0x2C;
   msg.payload.smartSfp.pbmp = 3;
   msg.payload.smartSfp.size = 64;
   EXPECT_EQ(sim::decodeRecord(msg), "SMARTSFP_PDU_CMD [19] pdu=[01002c] pbmp=0x3 size=64");
 
-  msg = record(LLDP_TLV_INFO);
+  msg = recordOf(LLDP_TLV_INFO);
   msg.payload.lldp.chassisId = 9;
   msg.payload.lldp.mgmtIp = 0x0A000102;
   msg.payload.lldp.slotId = 65535;
@@ -219,17 +214,17 @@ TEST(OpsDecoder, DecodesCommands) {
 }
 
 TEST(OpsDecoder, DecodesVlanMappingsToTheirLastVlan) {
-  OtnIpcMsg msg = record(MRP_VLAN_MAPPING);
+  OtnIpcMsg msg = recordOf(MRP_VLAN_MAPPING);
   msg.payload.vlanMapping = {5, 6, 100};
   const int32_t more[] = {0, -300};
   memcpy(&msg.payload.bytes[12], more, sizeof more);
   EXPECT_EQ(sim::decodeRecord(msg), "MRP_VLAN_MAPPING [23] key=5 vpn=6 dataVlans=[100,0,-300]");
-  msg = record(ETS_VLAN_MAPPING);
+  msg = recordOf(ETS_VLAN_MAPPING);
   EXPECT_EQ(sim::decodeRecord(msg), "ETS_VLAN_MAPPING [24] key=0 vpn=0 dataVlans=[]");
 }
 
 TEST(OpsDecoder, EndsTheVlansOfAnAnswerAtItsTrailer) {
-  OtnIpcMsg msg = record(ETS_VLAN_MAPPING);
+  OtnIpcMsg msg = recordOf(ETS_VLAN_MAPPING);
   setText(msg.errorString, "No Error\r\n");
   msg.isResponse = 1;
   EXPECT_EQ(
@@ -239,7 +234,7 @@ TEST(OpsDecoder, EndsTheVlansOfAnAnswerAtItsTrailer) {
 }
 
 TEST(OpsDecoder, BoundsTextsWithoutTheirNul) {
-  OtnIpcMsg msg = record(RUN_DEFAULT_SCRIPT_COMMAND);
+  OtnIpcMsg msg = recordOf(RUN_DEFAULT_SCRIPT_COMMAND);
   memset(msg.payload.script.inputFile, 'x', sizeof msg.payload.script.inputFile);
   EXPECT_EQ(sim::decodeRecord(msg),
             "RUN_DEFAULT_SCRIPT_COMMAND [8] inputFile=" + std::string(24, 'x') + " outputFile=\"\"");

@@ -15,7 +15,7 @@ namespace {
 using namespace std::chrono_literals;
 using ::testing::HasSubstr;
 
-constexpr size_t size = sizeof(OtnIpcMsg);
+constexpr size_t recordSize = sizeof(OtnIpcMsg);
 
 class Directives : public ::testing::Test {
  protected:
@@ -191,7 +191,7 @@ TEST_F(Directives, SplitAnAnswerIntoSeparatePieces) {
   OpsClient client(port());
   client.send(record(FLUSH_CMD));
   EXPECT_EQ(client.piece().size(), 6412U);
-  EXPECT_EQ(client.piece().size(), size - 6412);
+  EXPECT_EQ(client.piece().size(), recordSize - 6412);
 }
 
 TEST_F(Directives, KeepWhatFollowsBehindTheLastPiece) {
@@ -200,7 +200,7 @@ TEST_F(Directives, KeepWhatFollowsBehindTheLastPiece) {
   client.send(record(FLUSH_CMD));
   EXPECT_EQ(client.piece().size(), 4000U);
   inject("alive");
-  client.bytes(size - 4000);
+  client.bytes(recordSize - 4000);
   EXPECT_EQ(client.next().msgType, uint32_t{WATCH_DOG_ISS_ACTIVE});
 }
 
@@ -223,7 +223,7 @@ TEST_F(Directives, CloseBehindWhatWaits) {
   client.next();
   inject("flood 50 16");
   inject("close");
-  EXPECT_EQ(client.rest().size(), 50 * size);
+  EXPECT_EQ(client.rest().size(), 50 * recordSize);
 }
 
 TEST_F(Directives, RestartIss) {
