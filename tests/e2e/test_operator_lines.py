@@ -1,6 +1,8 @@
 """What an operator is told at the trace level that the daemon starts with."""
 import time
 
+import pytest
+
 from trelvik import record
 from trelvik.bus import PATH
 from trelvik.wait import SLOW
@@ -98,6 +100,7 @@ def test_refusal_of_a_debug_message_is_its_clients_affair(board):
     assert record.field(board.debug.receive(), "error") == "Error\r\n"
 
 
+@pytest.mark.takes(60)
 def test_message_without_an_answer_is_told_after_a_minute(board):
     message = "IssSetLanWanAsync (source 1) message 1 of 1, IFC_INSERT_DELETE_IND [7], port 4, probe [3]"
     waiting = f"[WARNING] main:* (main) - no answer from ISS for 60 s: {message}; 2 wait behind it"
