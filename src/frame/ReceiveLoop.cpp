@@ -10,8 +10,8 @@
 #include "frame/signals.h"
 #include "link/IssSocket.h"
 #include "link/MsgArray.h"
-#include "link/running.h"
 #include "message/MsgHandle.h"
+#include "process/running.h"
 
 namespace {
 

@@ -15,9 +15,10 @@
 #include "link/IssSocket.h"
 #include "link/MsgArray.h"
 #include "link/SrvDbg.h"
-#include "link/deadline.h"
 #include "link/issComm.h"
-#include "link/threadCommon.h"
+#include "process/deadline.h"
+#include "process/intervals.h"
+#include "process/threadCommon.h"
 #include "services/pattern/ServicePattern.h"
 #include "services/ports/boardMac.h"
 
@@ -27,7 +28,6 @@ constexpr LogPlace atMain{"main", "main"};
 
 constexpr int startTraceLevel = 6;
 constexpr int failed = -1;
-constexpr long wakeInterval = 5;  ///< ms between two wake-ups of a thread that is to stop
 
 bool parseOptions(int argc, char* argv[]) {
   bool noAcPort = false;
@@ -55,7 +55,7 @@ void joinWaking(pthread_t thread) {
     pthread_cond_signal(&cond);
     pthread_cond_signal(&cond2);
     if (pthread_tryjoin_np(thread, nullptr) == 0) return;
-    sleepMilliseconds(wakeInterval);
+    sleepMilliseconds(wakeAgainInterval);
   }
 }
 

@@ -5,8 +5,9 @@
 
 #include "TraceObject.h"
 #include "frame/OBclientComponent.h"
-#include "link/deadline.h"
-#include "link/running.h"
+#include "process/deadline.h"
+#include "process/intervals.h"
+#include "process/running.h"
 #include "services/common/SrvCommon.h"
 #include "services/lifecycle/OBOchStub.h"
 #include "services/pattern/Workers.h"
@@ -24,8 +25,7 @@ constexpr LogPlace atStartOtnComm{"main", "start_otn_comm"};
 
 constexpr int startChecks = 5;
 constexpr std::chrono::seconds checkInterval{1};
-constexpr long stoppingCheckInterval = 20;  ///< ms
-constexpr int workersStopLimit = 1000;      ///< ms, well within the 2 s that a stop may take
+constexpr int workersStopLimit = 1000;  ///< ms, well within the 2 s that a stop may take
 
 /// The services that live and die with the component.
 struct Services {
@@ -42,7 +42,7 @@ bool waitForOtnThread() {
   for (int check = 0; check < startChecks && otnThreadRunning == 0; ++check) {
     nextCheck += checkInterval;
     while (std::chrono::steady_clock::now() < nextCheck && !(stopRequested() && otnThreadRunning != 0))
-      sleepMilliseconds(stoppingCheckInterval);
+      sleepMilliseconds(startCheckInterval);
   }
   return otnThreadRunning != 0;
 }

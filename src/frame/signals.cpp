@@ -10,7 +10,7 @@
 
 #include "OBcomponent.h"
 #include "TraceObject.h"
-#include "link/running.h"
+#include "process/running.h"
 #include "stopPending.h"
 
 namespace {

@@ -13,7 +13,8 @@
 #include <cstring>
 
 #include "TraceObject.h"
-#include "link/running.h"
+#include "process/intervals.h"
+#include "process/running.h"
 
 IssSocket opsSocket;
 
@@ -24,8 +25,6 @@ constexpr LogPlace atSentPacket{"IssSocket", "sentPacket"};
 constexpr LogPlace atGetPacket{"IssSocket", "getPacket"};
 
 constexpr uint16_t opsPort = 8000;
-/// How long a wait for the peer goes on before it looks whether the process is to stop, ms.
-constexpr int stopCheckInterval = 100;
 
 using Clock = std::chrono::steady_clock;
 

@@ -14,7 +14,7 @@
 
 #include "Guard.h"
 #include "OtnIpcMsg.h"
-#include "link/Relaxed.h"
+#include "process/Relaxed.h"
 
 class OBstubReply;
 class SrvGetIssParams;

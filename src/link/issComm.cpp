@@ -4,7 +4,7 @@
 #include "TraceObject.h"
 #include "link/IssSocket.h"
 #include "link/MsgArray.h"
-#include "link/running.h"
+#include "process/running.h"
 
 namespace {
 

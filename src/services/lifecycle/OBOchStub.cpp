@@ -11,8 +11,9 @@
 #include "OBstubReply.h"
 #include "TraceObject.h"
 #include "executeCommand.h"
-#include "link/deadline.h"
-#include "link/running.h"
+#include "process/deadline.h"
+#include "process/intervals.h"
+#include "process/running.h"
 
 namespace {
 
@@ -24,8 +25,7 @@ constexpr LogPlace atTriggerDataUser{"SrvIss", "triggerDataUser"};
 
 constexpr const char* startCommand = "screen -d -m /etc/rc.d/issStartScript.sh start";
 constexpr const char* stopCommand = "screen -d -m /etc/rc.d/issStartScript.sh stop";
-constexpr long pollInterval = 1000;      ///< ms between two looks at the marker file
-constexpr long stopCheckInterval = 100;  ///< ms
+constexpr long pollInterval = 1000;  ///< ms between two looks at the marker file
 
 /// ISS creates it when its start is complete and removes it when it stops.
 const std::string& markerFile() {

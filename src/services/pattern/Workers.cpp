@@ -5,16 +5,16 @@
 #include <cerrno>
 
 #include "Guard.h"
-#include "link/deadline.h"
-#include "link/running.h"
-#include "link/threadCommon.h"
+#include "process/deadline.h"
+#include "process/intervals.h"
+#include "process/running.h"
+#include "process/threadCommon.h"
 
 namespace {
 
 constexpr int mostWorkers = 16;
 constexpr size_t places = 1024;
-constexpr size_t mostText = 16U << 20;   ///< bytes of all waiting requests together
-constexpr long stopCheckInterval = 100;  ///< ms
+constexpr size_t mostText = 16U << 20;  ///< bytes of all waiting requests together
 
 /// The lock guards all that follows. It is never held while a request runs.
 Mutex workersMutex;

@@ -9,7 +9,7 @@
 
 #include "OBsetSmartSfpParams_1_0_S.h"
 #include "OBsetSmartSfpParams_1_0_SI.h"
-#include "link/Relaxed.h"
+#include "process/Relaxed.h"
 #include "services/pattern/ServicePattern.h"
 #include "services/smartsfp/SmartSfpMessages.h"
 

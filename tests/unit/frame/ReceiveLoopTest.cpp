@@ -6,7 +6,7 @@
 #include "Guard.h"
 #include "frame/signals.h"
 #include "link/IssSocket.h"
-#include "link/running.h"
+#include "process/running.h"
 #include "stopPending.h"
 #include "support/OpsPeer.h"
 #include "support/OwnNamespaces.h"

@@ -10,7 +10,7 @@
 #include "link/CriticalActivity.h"
 #include "link/IssSocket.h"
 #include "link/SrvDbg.h"
-#include "link/deadline.h"
+#include "process/deadline.h"
 #include "services/ports/SrvIss.h"
 #include "support/FakeBus.h"
 #include "support/OpsPeer.h"

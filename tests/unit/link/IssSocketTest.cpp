@@ -11,7 +11,7 @@
 #include <thread>
 
 #include "link/recordOptions.h"
-#include "link/running.h"
+#include "process/running.h"
 #include "stopPending.h"
 #include "support/OpsPeer.h"
 #include "support/OwnNamespaces.h"

@@ -5,8 +5,8 @@
 
 #include "Guard.h"
 #include "link/MsgArray.h"
-#include "link/deadline.h"
-#include "link/running.h"
+#include "process/deadline.h"
+#include "process/running.h"
 #include "support/RoomTest.h"
 
 class RingTest : public RoomTest {

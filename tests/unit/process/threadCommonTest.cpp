@@ -1,13 +1,10 @@
-#include "link/threadCommon.h"
+#include "process/threadCommon.h"
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <thread>
 
-#include "link/Relaxed.h"
-#include "link/deadline.h"
-#include "link/failAttributes.h"
+#include "process/failAttributes.h"
 #include "support/RoomTest.h"
 
 namespace {
@@ -66,32 +63,6 @@ TEST_F(CommonAttributes, GiveWayToDefaultOnesWhenTheSystemRefuses) {
               0);
     EXPECT_EQ(pthread_join(thread, nullptr), 0);
   }
-}
-
-long milliseconds(const timespec& when) {
-  return when.tv_sec * 1000 + when.tv_nsec / 1000000;
-}
-
-TEST(Deadline, LiesTheGivenTimeAheadAndIsNormal) {
-  for (const long ahead : {0L, 1L, 999L, 1000L, 2500L, 60999L}) {
-    timespec before{};
-    timespec after{};
-    clock_gettime(CLOCK_MONOTONIC, &before);
-    const timespec deadline = monotonicIn(ahead);
-    clock_gettime(CLOCK_MONOTONIC, &after);
-    EXPECT_GE(milliseconds(deadline), milliseconds(before) + ahead);
-    EXPECT_LE(milliseconds(deadline), milliseconds(after) + ahead);
-    EXPECT_GE(deadline.tv_nsec, 0);
-    EXPECT_LT(deadline.tv_nsec, 1000000000);
-  }
-}
-
-TEST(RelaxedWord, StartsZeroAndIsSeenByOtherThreads) {
-  Relaxed<int32_t> word;
-  EXPECT_EQ(word, 0);
-  std::thread writer([&word] { word = -5; });
-  writer.join();
-  EXPECT_EQ(word, -5);
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "link/threadCommon.h"
+#include "process/threadCommon.h"
 
 #include <cstring>
 

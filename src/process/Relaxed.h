@@ -1,5 +1,5 @@
 // A word that several threads read without a lock. It orders nothing: what must be seen together is guarded
-// by the ring's mutex.
+// by a lock.
 #pragma once
 
 #include <atomic>

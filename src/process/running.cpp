@@ -1,4 +1,4 @@
-#include "link/running.h"
+#include "process/running.h"
 
 #include "stopPending.h"
 

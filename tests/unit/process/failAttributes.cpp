@@ -1,4 +1,4 @@
-#include "link/failAttributes.h"
+#include "process/failAttributes.h"
 
 #include <pthread.h>
 
