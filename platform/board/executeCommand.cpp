@@ -22,9 +22,7 @@ namespace {
 
 constexpr LogPlace atExecuteCommand{"board", "executeCommand", &platformTrace};
 
-/// How often a wait looks whether the process is to stop, ms.
-constexpr int stopSlice = 50;
-/// The same where the kernel has no pidfd, and the child's end has to be asked for.
+/// How often a wait looks where the kernel has no pidfd, and the child's end has to be asked for, ms.
 constexpr int askSlice = 10;
 
 /// Closed when it goes out of scope.
@@ -114,7 +112,7 @@ Wait waitForChild(pid_t pid, Descriptor& pipeEnd, std::string* output, int& stat
   const Descriptor process(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
   for (;;) {
     pollfd events[] = {{process.get(), POLLIN, 0}, {pipeEnd.get(), POLLIN, 0}};
-    poll(events, 2, process.get() >= 0 ? stopSlice : askSlice);
+    poll(events, 2, process.get() >= 0 ? otn::stopCheckInterval : askSlice);
     if (output != nullptr) drain(pipeEnd, *output);
     const pid_t ended = waitpid(pid, &status, WNOHANG);
     const bool lost = ended < 0 && errno != EINTR;

@@ -6,6 +6,9 @@
 
 namespace otn {
 
+/// How often the platform's own waits ask, ms: a stop that is noticed so late still ends within its 2 s.
+inline constexpr int stopCheckInterval = 50;
+
 /// True once setStopping(true) was called, or while a stop signal is pending.
 bool stopPending();
 
