@@ -83,17 +83,23 @@ constexpr const char* msgTypeName(uint32_t type) {
 
 namespace ops {
 
+/// Every payload begins at byte 4 of the record.
+#define OPS_AT(type, field, offset) static_assert(offsetof(type, field) + 4 == (offset))
+
 /// MSR_RELOAD_STATUS, from OPS: how restoring its saved configuration went.
 struct MsrReloadStatus {
   uint8_t reserved[10];
   uint8_t reloadStatus;  ///< 14: 0 = restored, other = failed
 };
+OPS_AT(MsrReloadStatus, reloadStatus, 14);
 
 /// RM_GO_ACTIVE_STANDBY_IND: only logged.
 struct GoActiveStandby {
   uint8_t nodeType;    ///< 4: 1 = active, other = standby
   uint8_t statusFlag;  ///< 5: 0 = OSIX_SUCCESS, other = OSIX_FAILURE
 };
+OPS_AT(GoActiveStandby, nodeType, 4);
+OPS_AT(GoActiveStandby, statusFlag, 5);
 
 /// IFC_INSERT_DELETE_IND: insertion or removal of an interface.
 struct InterfaceEntry {
@@ -101,6 +107,9 @@ struct InterfaceEntry {
   uint32_t interfaceSpeed;  ///< 8
   uint32_t interfaceType;   ///< 12
 };
+OPS_AT(InterfaceEntry, interfaceNum, 4);
+OPS_AT(InterfaceEntry, interfaceSpeed, 8);
+OPS_AT(InterfaceEntry, interfaceType, 12);
 struct IfcInsertDelete {
   static constexpr uint32_t maxEntries = 42;  ///< what the list can hold
   static constexpr uint8_t insert = 1;
@@ -111,12 +120,17 @@ struct IfcInsertDelete {
   uint32_t interfaceCount;  ///< 516
   uint8_t statusFlag;       ///< 520: insert, any other value = remove
 };
+OPS_AT(IfcInsertDelete, entry, 4);
+OPS_AT(IfcInsertDelete, interfaceCount, 516);
+OPS_AT(IfcInsertDelete, statusFlag, 520);
 
 /// RUN_DEFAULT_SCRIPT_COMMAND: OPS runs an ISS command script.
 struct RunScript {
   char inputFile[24];   ///< 4: path of the script
   char outputFile[24];  ///< 28: where ISS writes the script's output
 };
+OPS_AT(RunScript, inputFile, 4);
+OPS_AT(RunScript, outputFile, 28);
 
 /// One match of a filter rule.
 struct FilterEntry {
@@ -124,6 +138,7 @@ struct FilterEntry {
   uint8_t value[8];
   uint8_t mask[8];
 };
+static_assert(sizeof(FilterEntry) == 20);
 enum EntryKind : uint32_t { synceRule = 1, mstpRule = 2, etsRule = 3, smartSfpRule = 4, mrpRule = 5 };
 enum EncapType : uint32_t { encapL2 = 1, encapL3 = 2, encapMpls = 3 };
 enum ActionCode : uint8_t { actionNone = 0, actionCreate = 1, actionDelete = 2, actionModify = 3 };
@@ -142,6 +157,16 @@ struct InterestedPacket {
   uint8_t padding[3];
   uint8_t actionCode;  ///< 236: ActionCode; in an answer 1 = the entry was created
 };
+OPS_AT(InterestedPacket, entries, 4);
+OPS_AT(InterestedPacket, portList, 204);
+OPS_AT(InterestedPacket, entryKind, 208);
+OPS_AT(InterestedPacket, encapType, 212);
+OPS_AT(InterestedPacket, ruleWord, 216);
+OPS_AT(InterestedPacket, fpId0, 220);
+OPS_AT(InterestedPacket, fpId1, 224);
+OPS_AT(InterestedPacket, reserved, 228);
+OPS_AT(InterestedPacket, entryCount, 232);
+OPS_AT(InterestedPacket, actionCode, 236);
 /// An answer to an MSTP rule carries its label stack entries in the second filter entry.
 constexpr size_t mplsLabelEntryOffset = 28;
 constexpr size_t pwLabelEntryOffset = 32;
@@ -164,6 +189,22 @@ struct TunnelEntry {
   uint32_t tunnelIndex;       ///< 60: attachment-circuit id
   uint32_t pwId;              ///< 64
 };
+static_assert(sizeof(TunnelEntry) == 64);
+OPS_AT(TunnelEntry, destinationMac, 4);
+OPS_AT(TunnelEntry, sourceMac, 10);
+OPS_AT(TunnelEntry, acVlan, 16);
+OPS_AT(TunnelEntry, pwVlan, 20);
+OPS_AT(TunnelEntry, acPort, 24);
+OPS_AT(TunnelEntry, pwPort, 28);
+OPS_AT(TunnelEntry, peakRate, 32);
+OPS_AT(TunnelEntry, committedRate, 36);
+OPS_AT(TunnelEntry, outTunnelLabel, 40);
+OPS_AT(TunnelEntry, inTunnelLabel, 44);
+OPS_AT(TunnelEntry, tunnelId, 48);
+OPS_AT(TunnelEntry, reserved, 52);
+OPS_AT(TunnelEntry, vpnId, 56);
+OPS_AT(TunnelEntry, tunnelIndex, 60);
+OPS_AT(TunnelEntry, pwId, 64);
 struct MgmtInterfaceMapping {
   static constexpr uint32_t maxEntries = 100;  ///< what the table can hold
   static constexpr uint8_t map = 1;
@@ -174,6 +215,9 @@ struct MgmtInterfaceMapping {
   uint32_t entryCount;  ///< 6404
   uint8_t mapFlag;      ///< 6408: map, any other value = unmap
 };
+OPS_AT(MgmtInterfaceMapping, entry, 4);
+OPS_AT(MgmtInterfaceMapping, entryCount, 6404);
+OPS_AT(MgmtInterfaceMapping, mapFlag, 6408);
 
 /// SYNCE_CMD
 struct SyncECommand {
@@ -182,6 +226,10 @@ struct SyncECommand {
   uint32_t clksrc;     ///< 12
   uint32_t phymode;    ///< 16
 };
+OPS_AT(SyncECommand, enableClk, 4);
+OPS_AT(SyncECommand, slot, 8);
+OPS_AT(SyncECommand, clksrc, 12);
+OPS_AT(SyncECommand, phymode, 16);
 
 /// SYNCE_PDU_CMD
 struct SyncEPdu {
@@ -189,12 +237,17 @@ struct SyncEPdu {
   uint32_t pduWord2;  ///< 8
   uint32_t pduWord3;  ///< 12
 };
+OPS_AT(SyncEPdu, pduWord1, 4);
+OPS_AT(SyncEPdu, pduWord2, 8);
+OPS_AT(SyncEPdu, pduWord3, 12);
 
 /// FLUSH_CMD
 struct Flush {
   uint32_t vpn;  ///< 4
   uint32_t vp;   ///< 8
 };
+OPS_AT(Flush, vpn, 4);
+OPS_AT(Flush, vp, 8);
 
 /// GET_INTERFACE_RECEPTION_AND_TRANSMISSION_COUNTERS
 struct Counters {
@@ -209,6 +262,16 @@ struct Counters {
   uint32_t txDiscarded;        ///< 36
   uint32_t txErrors;           ///< 40
 };
+OPS_AT(Counters, interfaceNum, 4);
+OPS_AT(Counters, rxOctets, 8);
+OPS_AT(Counters, rxUnicastPackets, 12);
+OPS_AT(Counters, rxDiscarded, 16);
+OPS_AT(Counters, rxErrors, 20);
+OPS_AT(Counters, rxUnknownProtocol, 24);
+OPS_AT(Counters, txOctets, 28);
+OPS_AT(Counters, txUnicastPackets, 32);
+OPS_AT(Counters, txDiscarded, 36);
+OPS_AT(Counters, txErrors, 40);
 
 /// SMARTSFP_PDU_CMD
 struct SmartSfpPdu {
@@ -216,6 +279,9 @@ struct SmartSfpPdu {
   uint32_t pbmp;     ///< 520: port bitmap
   uint32_t size;     ///< 524: as the caller gave it
 };
+OPS_AT(SmartSfpPdu, pdu, 4);
+OPS_AT(SmartSfpPdu, pbmp, 520);
+OPS_AT(SmartSfpPdu, size, 524);
 
 /// PORT_STATUS_CHANGE_IND, from OPS
 struct PortStatusChange {
@@ -223,11 +289,15 @@ struct PortStatusChange {
   uint8_t adminStatus;        ///< 8: 1 = up, other = down
   uint8_t operationalStatus;  ///< 9: 1 = up, other = down
 };
+OPS_AT(PortStatusChange, interfaceNum, 4);
+OPS_AT(PortStatusChange, adminStatus, 8);
+OPS_AT(PortStatusChange, operationalStatus, 9);
 
 /// REDUNDANCY_STATE
 struct Redundancy {
   int32_t state;  ///< 4: see RedundancyState.h
 };
+OPS_AT(Redundancy, state, 4);
 
 /// MRP_VLAN_MAPPING and ETS_VLAN_MAPPING; there is no count, unused values are zero.
 struct VlanMapping {
@@ -237,6 +307,9 @@ struct VlanMapping {
   uint32_t vpn;           ///< 8
   int32_t firstDataVlan;  ///< 12: the data VLANs follow each other from here
 };
+OPS_AT(VlanMapping, key, 4);
+OPS_AT(VlanMapping, vpn, 8);
+OPS_AT(VlanMapping, firstDataVlan, 12);
 
 /// LLDP_TLV_INFO
 struct LldpTlv {
@@ -247,6 +320,11 @@ struct LldpTlv {
   uint8_t reserved[221];
   uint8_t actionCode;  ///< 236: ActionCode
 };
+OPS_AT(LldpTlv, chassisId, 4);
+OPS_AT(LldpTlv, mgmtIp, 8);
+OPS_AT(LldpTlv, slotId, 12);
+OPS_AT(LldpTlv, create, 14);
+OPS_AT(LldpTlv, actionCode, 236);
 
 union Payload {
   uint8_t bytes[6408];
@@ -266,6 +344,7 @@ union Payload {
   VlanMapping vlanMapping;
   LldpTlv lldp;
 };
+#undef OPS_AT
 
 /// OPS's text for success in an answer.
 inline constexpr std::string_view noError = "No Error\r\n";
@@ -283,70 +362,16 @@ struct OtnIpcMsg {
   uint8_t isResponse;  ///< 6920: 1 = 6412..6916 are filled
   uint8_t reserved2[3];
 };
+static_assert(sizeof(OtnIpcMsg) == 6924 && alignof(OtnIpcMsg) == 4);
+static_assert(offsetof(OtnIpcMsg, msgType) == 0);
+static_assert(offsetof(OtnIpcMsg, payload) == 4);
+static_assert(offsetof(OtnIpcMsg, errorString) == 6412);
+static_assert(offsetof(OtnIpcMsg, errorValue) == 6912);
+static_assert(offsetof(OtnIpcMsg, status) == 6916);
+static_assert(offsetof(OtnIpcMsg, isResponse) == 6920);
 
 /// The text of a fixed field, up to its NUL or its end.
 template <size_t N>
 std::string_view fieldText(const char (&field)[N]) {
   return {field, strnlen(field, N)};
 }
-
-#define OPS_AT(field, offset) static_assert(offsetof(OtnIpcMsg, field) == (offset))
-static_assert(sizeof(OtnIpcMsg) == 6924 && alignof(OtnIpcMsg) == 4);
-OPS_AT(msgType, 0);
-OPS_AT(payload, 4);
-OPS_AT(errorString, 6412);
-OPS_AT(errorValue, 6912);
-OPS_AT(status, 6916);
-OPS_AT(isResponse, 6920);
-OPS_AT(payload.msrReload.reloadStatus, 14);
-OPS_AT(payload.goActiveStandby.nodeType, 4);
-OPS_AT(payload.goActiveStandby.statusFlag, 5);
-OPS_AT(payload.ifc.entry.interfaceNum, 4);
-OPS_AT(payload.ifc.entry.interfaceSpeed, 8);
-OPS_AT(payload.ifc.entry.interfaceType, 12);
-OPS_AT(payload.ifc.interfaceCount, 516);
-OPS_AT(payload.ifc.statusFlag, 520);
-OPS_AT(payload.script.inputFile, 4);
-OPS_AT(payload.script.outputFile, 28);
-static_assert(sizeof(ops::FilterEntry) == 20);
-OPS_AT(payload.rule.entries, 4);
-OPS_AT(payload.rule.portList, 204);
-OPS_AT(payload.rule.entryKind, 208);
-OPS_AT(payload.rule.encapType, 212);
-OPS_AT(payload.rule.ruleWord, 216);
-OPS_AT(payload.rule.fpId0, 220);
-OPS_AT(payload.rule.fpId1, 224);
-OPS_AT(payload.rule.entryCount, 232);
-OPS_AT(payload.rule.actionCode, 236);
-OPS_AT(payload.mapping.entry.destinationMac, 4);
-OPS_AT(payload.mapping.entry.sourceMac, 10);
-OPS_AT(payload.mapping.entry.acVlan, 16);
-OPS_AT(payload.mapping.entry.pwVlan, 20);
-OPS_AT(payload.mapping.entry.acPort, 24);
-OPS_AT(payload.mapping.entry.pwPort, 28);
-OPS_AT(payload.mapping.entry.outTunnelLabel, 40);
-OPS_AT(payload.mapping.entry.inTunnelLabel, 44);
-OPS_AT(payload.mapping.entry.tunnelId, 48);
-OPS_AT(payload.mapping.entry.vpnId, 56);
-OPS_AT(payload.mapping.entry.tunnelIndex, 60);
-OPS_AT(payload.mapping.entry.pwId, 64);
-static_assert(sizeof(ops::TunnelEntry) == 64);
-OPS_AT(payload.mapping.entryCount, 6404);
-OPS_AT(payload.mapping.mapFlag, 6408);
-OPS_AT(payload.synce.phymode, 16);
-OPS_AT(payload.syncePdu.pduWord3, 12);
-OPS_AT(payload.flush.vp, 8);
-OPS_AT(payload.counters.interfaceNum, 4);
-OPS_AT(payload.counters.rxOctets, 8);
-OPS_AT(payload.counters.txErrors, 40);
-OPS_AT(payload.smartSfp.pbmp, 520);
-OPS_AT(payload.smartSfp.size, 524);
-OPS_AT(payload.portStatus.interfaceNum, 4);
-OPS_AT(payload.portStatus.adminStatus, 8);
-OPS_AT(payload.portStatus.operationalStatus, 9);
-OPS_AT(payload.redundancy.state, 4);
-OPS_AT(payload.vlanMapping.firstDataVlan, 12);
-OPS_AT(payload.lldp.slotId, 12);
-OPS_AT(payload.lldp.create, 14);
-OPS_AT(payload.lldp.actionCode, 236);
-#undef OPS_AT
