@@ -1,4 +1,4 @@
-// A mutex that the compiler knows as one, and its scoped lock.
+// A mutex that the compiler knows as one, and the scoped lock of every mutex.
 #pragma once
 
 #include <pthread.h>
@@ -7,17 +7,22 @@
 
 /// For a condition's wait, `native` is the mutex.
 struct CAPABILITY("mutex") Mutex {
+  void lock() ACQUIRE() { pthread_mutex_lock(&native); }
+  bool tryLock() TRY_ACQUIRE(true) { return pthread_mutex_trylock(&native) == 0; }
+  void unlock() RELEASE() { pthread_mutex_unlock(&native); }
+
   pthread_mutex_t native = PTHREAD_MUTEX_INITIALIZER;
 };
 
-/// Holds a mutex that outlives it.
+/// Holds a mutex that outlives it: `const Guard guard(&mutex);`.
+template <class Lock>
 class SCOPED_CAPABILITY Guard {
  public:
-  explicit Guard(Mutex* lock) ACQUIRE(lock) : m_mutex(lock) { pthread_mutex_lock(&m_mutex->native); }
-  ~Guard() RELEASE() { pthread_mutex_unlock(&m_mutex->native); }
+  explicit Guard(Lock* lock) ACQUIRE(lock) : m_lock(lock) { m_lock->lock(); }
+  ~Guard() RELEASE() { m_lock->unlock(); }
   Guard(const Guard&) = delete;
   Guard& operator=(const Guard&) = delete;
 
  private:
-  Mutex* m_mutex;
+  Lock* m_lock;
 };

@@ -17,7 +17,7 @@ constexpr LogPlace atMain{"main", "main"};
 
 constexpr int maxLimit = 86400;  ///< s
 
-AnswerWatch::Ring ringNow() {
+AnswerWatch::Ring ringNow() REQUIRES(mutex) {
   return {answerOutstanding, answerSentAt, issReady != 0};
 }
 
@@ -26,7 +26,7 @@ int waitingBehind() {
 }
 
 /// The message at the read index and what is left of its request.
-int messagesLeft() {
+int messagesLeft() REQUIRES(mutex) {
   const MsgArrayEntry& slot = MsgArray[readpointer];
   return std::clamp(slot.msgCount - slot.msgNo + 1, 1, slotsInUse(writepointer, readpointer));
 }
@@ -79,11 +79,11 @@ void giveUpRequest(SrvDbg& debugSocket) {
     consumeSlot();
   }
   IssProcessing = 0;
-  pthread_cond_signal(&cond2);
+  answerRouted();
 }
 
 bool OutstandingAnswer::look(AnswerWatch::Time now) {
-  if (pthread_mutex_trylock(&mutex.native) != 0) {
+  if (!mutex.tryLock()) {
     if (m_watch.busy(now) == AnswerWatch::Verdict::TellBlocked)
       LOG(WARNING, atMain, HERE,
           "ISS has not taken a message for %d s, and nothing else can be queued or sent: RP=%d WP=%d",
@@ -97,7 +97,7 @@ bool OutstandingAnswer::look(AnswerWatch::Time now) {
     if (verdict == AnswerWatch::Verdict::Quiet) break;
     if (act(verdict, now)) close = true;
   }
-  pthread_mutex_unlock(&mutex.native);
+  mutex.unlock();
   return close;
 }
 

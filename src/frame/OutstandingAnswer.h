@@ -6,6 +6,7 @@
 
 #include "frame/AnswerWatch.h"
 #include "frame/slotText.h"
+#include "link/MsgArray.h"
 
 class SrvDbg;
 
@@ -20,13 +21,12 @@ class OutstandingAnswer {
 
   /// To be called in each pass of the loop. True when a late answer may come on the connection, and would be
   /// taken for the next message's: it has to be closed, and nothing is sent on it any more.
-  bool look(AnswerWatch::Time now);
+  bool look(AnswerWatch::Time now) EXCLUDES(mutex);
   AnswerWatch::Time lookAgain() const { return m_watch.lookAgain(); }
-  /// With the ring's mutex held.
-  void connectionLost();
+  void connectionLost() REQUIRES(mutex);
 
  private:
-  bool act(AnswerWatch::Verdict verdict, AnswerWatch::Time now);
+  bool act(AnswerWatch::Verdict verdict, AnswerWatch::Time now) REQUIRES(mutex);
 
   AnswerWatch m_watch;
   SrvDbg& m_debugSocket;
@@ -34,5 +34,5 @@ class OutstandingAnswer {
 };
 
 /// Gives up the message at the ring's read index with the rest of its request: consumes its slots, answers
-/// its caller, and lets the sender go on. With the ring's mutex held.
-void giveUpRequest(SrvDbg& debugSocket);
+/// its caller, and lets the sender go on.
+void giveUpRequest(SrvDbg& debugSocket) REQUIRES(mutex);

@@ -140,7 +140,7 @@ bool ReceiveLoop::debugRequest() {
   slot.msgCount = 1;
   advanceWritePointer();
   LOG(DEBUG3, atMain, 314, "main thread: send signal for sending message\n");
-  pthread_cond_signal(&cond);
+  wakeSender();
   LOG(DEBUG3, atMain, 316, "main thread: mutex unlock\n");
   return true;
 }

@@ -52,8 +52,7 @@ void tellMissingName(const boardUtils& board) {
 /// The sender tests `running` and then waits: a signal in between is lost, so it is repeated.
 void joinWaking(pthread_t thread) {
   for (;;) {
-    pthread_cond_signal(&cond);
-    pthread_cond_signal(&cond2);
+    wakeSenderToStop();
     if (pthread_tryjoin_np(thread, nullptr) == 0) return;
     sleepMilliseconds(wakeAgainInterval);
   }
@@ -85,8 +84,7 @@ bool startThreads(Threads& threads, bool& noAcPort) {
 }
 
 void joinThreads(const Threads& threads) {
-  pthread_cond_signal(&cond);
-  pthread_cond_signal(&cond2);
+  wakeSenderToStop();
   LOG(DEBUG1, atMain, 643, "Waiting for otnbus_thread to stop");
   joinWaking(threads.bus);
   LOG(DEBUG1, atMain, 645, "otnbus_thread stopped; waiting for isscom_thread to stop");

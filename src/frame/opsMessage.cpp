@@ -31,9 +31,8 @@ void touchReadyMarker(int line) {
   if (!run("touch /tmp/iss_is_ready")) LOG(ERROR, atMain, line, "Failed to touch /tmp/iss_is_ready");
 }
 
-/// Messages may have been waiting for ISS.
-void wakeSender() {
-  if (readpointer != writepointer) pthread_cond_signal(&cond);
+void sendWhatWaited() REQUIRES(mutex) {
+  if (readpointer != writepointer) wakeSender();
 }
 
 void createCommitMarker() {
@@ -49,7 +48,7 @@ void opsReady(OtnIpcMsg& msg, bool csmBoard) {
   opsSocket.sentPacket(&msg, sizeof msg);
 }
 
-void defaultScriptDone(bool csmBoard) {
+void defaultScriptDone(bool csmBoard) REQUIRES(mutex) {
   SrvIss::getInstance().sendIssStatusChange(true);
   issReady = 1;
   if (csmBoard) {
@@ -58,10 +57,10 @@ void defaultScriptDone(bool csmBoard) {
     run(openPorts);
   }
   touchReadyMarker(386);
-  wakeSender();
+  sendWhatWaited();
 }
 
-void reloadSucceeded(bool csmBoard) {
+void reloadSucceeded(bool csmBoard) REQUIRES(mutex) {
   LOG(INFO, atMain, 396, "MSR reload succeeded");
   SrvIss::getInstance().sendIssStatusChange(true);
   issReady = 1;
@@ -71,7 +70,7 @@ void reloadSucceeded(bool csmBoard) {
   }
   if (!run("touch /tmp/iss_msr_succeeded")) LOG(ERROR, atMain, 416, "Failed to touch /tmp/iss_msr_succeeded");
   touchReadyMarker(420);
-  wakeSender();
+  sendWhatWaited();
 }
 
 void reloadFailed(bool csmBoard) {
@@ -146,5 +145,5 @@ void handleOpsMessage(OtnIpcMsg& msg, const std::string& boardName, CriticalActi
   IssProcessing = 0;
   LOG(DEBUG3, atMain, 628, "send signal cond2\n");
   // Only a routed answer lets the sender go on: it waits for the answer to its own message.
-  if (routed) pthread_cond_signal(&cond2);
+  if (routed) answerRouted();
 }

@@ -1,5 +1,7 @@
 #include "link/MsgArray.h"
 
+#include <utility>
+
 MsgArrayEntry MsgArray[MsgArraySize];
 Relaxed<int32_t> readpointer;
 Relaxed<int32_t> writepointer;
@@ -7,11 +9,33 @@ Relaxed<int32_t> IssProcessing;
 Relaxed<int32_t> issReady;
 bool answerOutstanding;
 std::chrono::steady_clock::time_point answerSentAt;
-Mutex mutex;
+RingMutex mutex;
 pthread_cond_t cond = PTHREAD_COND_INITIALIZER;
 pthread_cond_t cond2 = PTHREAD_COND_INITIALIZER;
 
+void RingMutex::unlock() {
+  const bool sender = std::exchange(m_wakeSender, false);
+  const bool answered = std::exchange(m_answerRouted, false);
+  Mutex::unlock();
+  if (sender) pthread_cond_signal(&cond);
+  if (answered) pthread_cond_signal(&cond2);
+}
+
+void wakeSender() {
+  mutex.m_wakeSender = true;
+}
+
+void answerRouted() {
+  mutex.m_answerRouted = true;
+}
+
+void wakeSenderToStop() {
+  pthread_cond_signal(&cond);
+  pthread_cond_signal(&cond2);
+}
+
 void resetRing() {
+  const Guard guard(&mutex);
   readpointer = 0;
   writepointer = 0;
   IssProcessing = 0;

@@ -3,7 +3,8 @@
 // Producers (service workers, and the main thread for debug requests) fill slots at writepointer; the sender
 // thread sends the slot at readpointer; the main thread consumes it when OPS has answered. The one lock is
 // `mutex`. It guards the slots, changes of both pointers, IssProcessing, issReady, the MSTP store and the
-// tunnel table. The pointers may be read without it, for logs only.
+// tunnel table. The pointers may be read without it, for logs only. Whom to wake is said by name, and nobody
+// outside this room signals a condition.
 #pragma once
 
 #include <pthread.h>
@@ -89,19 +90,33 @@ static_assert(sizeof(void*) != 4 || sizeof(MsgArrayEntry) == 7108);
 
 inline constexpr int32_t MsgArraySize = 20;
 
-extern MsgArrayEntry MsgArray[MsgArraySize];
+/// Wakes only when it is let go: a thread that is woken finds it free.
+class CAPABILITY("mutex") RingMutex : public Mutex {
+ public:
+  void unlock() RELEASE();
+
+ private:
+  friend void wakeSender();
+  friend void answerRouted();
+
+  bool m_wakeSender = false;  ///< these two with the mutex held
+  bool m_answerRouted = false;
+};
+
+extern RingMutex mutex;
+extern pthread_cond_t cond;   ///< a message may be ready to send; the sender waits on it
+extern pthread_cond_t cond2;  ///< OPS has answered; the sender waits on it
+
+extern MsgArrayEntry MsgArray[MsgArraySize] GUARDED_BY(mutex);
 static_assert(sizeof(void*) != 4 || sizeof MsgArray == 142160);
 extern Relaxed<int32_t> readpointer;
 extern Relaxed<int32_t> writepointer;
 extern Relaxed<int32_t> IssProcessing;  ///< 1 while a sent message awaits its answer
 extern Relaxed<int32_t> issReady;       ///< non-zero once ISS has finished starting
 /// True from a message's sending until its answer is routed, whatever else OPS sends meanwhile.
-extern bool answerOutstanding;
+extern bool answerOutstanding GUARDED_BY(mutex);
 /// When the message with OPS was sent, or its sending began; tells it from every other.
-extern std::chrono::steady_clock::time_point answerSentAt;
-extern Mutex mutex;
-extern pthread_cond_t cond;   ///< a message may be ready to send; the sender waits on it
-extern pthread_cond_t cond2;  ///< OPS has answered; the sender waits on it
+extern std::chrono::steady_clock::time_point answerSentAt GUARDED_BY(mutex);
 
 /// How a batch of messages meets the ring.
 enum class Admission {
@@ -128,12 +143,19 @@ constexpr int32_t slotsInUse(int32_t write, int32_t read) {
 }
 
 /// Empties the ring; before any thread runs.
-void resetRing();
+void resetRing() EXCLUDES(mutex);
 
 /// Copies the message into the slot at writepointer and returns the slot, free of what an earlier request
-/// left there but its message number. With `mutex` held and room admitted.
-MsgArrayEntry& copyToSlot(const OtnIpcMsg& message);
-void advanceWritePointer();
+/// left there but its message number. With room admitted.
+MsgArrayEntry& copyToSlot(const OtnIpcMsg& message) REQUIRES(mutex);
+void advanceWritePointer() REQUIRES(mutex);
 
-/// Marks the slot at readpointer consumed, frees its text and advances readpointer. With `mutex` held.
-void consumeSlot();
+/// Marks the slot at readpointer consumed, frees its text and advances readpointer.
+void consumeSlot() REQUIRES(mutex);
+
+/// A message may be ready to be sent: one was queued, or ISS has become ready.
+void wakeSender() REQUIRES(mutex);
+/// The outstanding message's slot is consumed, and the sender may go on to the next.
+void answerRouted() REQUIRES(mutex);
+/// Once `running` is cleared. To be repeated until the sender has ended: it may be just about to wait.
+void wakeSenderToStop();

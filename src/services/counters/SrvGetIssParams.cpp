@@ -55,7 +55,7 @@ void replyUnchanged(CountersRequest& request) {
 }
 
 /// False when the request is refused: its caller is answered at once.
-bool queueRequest(CountersRequest& request) {
+bool queueRequest(CountersRequest& request) REQUIRES(mutex) {
   if (request.action != CountersRequest::readCounters) {
     LOG(WARNING, worker, 63, "Unknown action request in message");
     return false;

@@ -53,12 +53,12 @@ struct OverflowLine {
 /// Whether the ring has room for n messages now, as a whole; logs ERROR when not. With `mutex` held.
 bool admitBatch(int32_t n, const OverflowLine& line);
 
-/// Queues a request's messages; with `mutex` held and the batch admitted. The reply goes with them; without
+/// Queues a request's messages; with the batch admitted. The reply goes with them; without
 /// messages nobody will answer, and it stays with its owner. `logSlot(index)` writes the service's line for
 /// each slot, `fillSlot(slot)` stores the service and its saved arguments.
 template <class LogSlot, class FillSlot>
 void queueBatch(std::span<const OtnIpcMsg> messages, MsgSource source, ReplyOwner& owner, LogSlot logSlot,
-                FillSlot fillSlot) {
+                FillSlot fillSlot) REQUIRES(mutex) {
   OBstubReply* reply = messages.empty() ? nullptr : owner.take();
   int32_t msgNo = 0;
   for (const OtnIpcMsg& message : messages) {

@@ -50,7 +50,8 @@ class SrvIss : public OBsetPortParams_1_0_SI {
   /// Writes the action's script file, named after the port and the ring's write index, and makes `msg` the
   /// message that runs it; `msg` stays all zero when the file cannot be written, and when the ring, which has
   /// no room for the request, holds a message that runs the file. With `mutex` held.
-  static void CreateOPSFile(OtnIpcMsg* msg, PortAction action, const SetPortParamsRequest* request);
+  static void CreateOPSFile(OtnIpcMsg* msg, PortAction action, const SetPortParamsRequest* request)
+      REQUIRES(mutex);
 
   /// Null until the interface is registered.
   OBsetPortParams_1_0_S* stub() const { return m_pStub; }
@@ -70,7 +71,7 @@ struct PortMessageBatch {
   OtnIpcMsg messages[2];
   int32_t count;
 };
-void buildPortMessages(const SetPortParamsRequest& request, PortMessageBatch& batch);
+void buildPortMessages(const SetPortParamsRequest& request, PortMessageBatch& batch) REQUIRES(mutex);
 
 /// Worker; owns the request.
 void run_iss_script_thread(SetPortParamsRequest* request);

@@ -57,7 +57,7 @@ void fillSlot(MsgArrayEntry& slot, const SetPortParamsRequest& request) {
 }
 
 /// Whether ISS runs the script now, or is going to.
-bool namedInRing(std::string_view script) {
+bool namedInRing(std::string_view script) REQUIRES(mutex) {
   for (int32_t index = readpointer; index != writepointer; index = nextIndex(index)) {
     const OtnIpcMsg& msg = MsgArray[index].msg;
     if (msg.msgType != RUN_DEFAULT_SCRIPT_COMMAND) continue;

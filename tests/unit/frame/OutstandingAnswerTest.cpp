@@ -81,7 +81,10 @@ class GivenUp : public RingTest {
   }
   void giveUp() {
     forget();
-    giveUpRequest(m_debugSocket);
+    {
+      const Guard guard(&mutex);
+      giveUpRequest(m_debugSocket);
+    }
     EXPECT_EQ(IssProcessing, 0);
     EXPECT_FALSE(answerOutstanding);
   }
@@ -217,6 +220,11 @@ class Watched : public GivenUp {
     forget();
     return m_answer.look(m_sent + time);
   }
+  void loseConnection() {
+    const Guard guard(&mutex);
+    issReady = 0;
+    m_answer.connectionLost();
+  }
   static std::string message() {
     return "IssSetLanWanAsync (source 1) message 1 of 2, INTERESTED_PACKET_IND [10], port 5, set up [1]";
   }
@@ -259,8 +267,7 @@ TEST_F(Watched, ALateRequestIsGivenUpAndTheConnectionClosed) {
 }
 
 TEST_F(Watched, ALostRequestIsGivenUpOnceIssIsReady) {
-  issReady = 0;
-  m_answer.connectionLost();
+  loseConnection();
   EXPECT_FALSE(lookAfter(10s));
   EXPECT_THAT(lines(), IsEmpty());
   issReady = 1;
@@ -276,15 +283,14 @@ TEST_F(Watched, ALostRequestIsGivenUpOnceIssIsReady) {
 }
 
 TEST_F(Watched, ALostRequestIsGivenUpAtTheLimitAndNothingIsClosed) {
-  issReady = 0;
-  m_answer.connectionLost();
+  loseConnection();
   lookAfter(60s);
   EXPECT_FALSE(lookAfter(90s));
   EXPECT_EQ(readpointer, 2);
 }
 
 TEST_F(Watched, ARingThatIsHeldIsLeftAlone) {
-  ASSERT_EQ(pthread_mutex_lock(&mutex.native), 0);
+  mutex.lock();
   EXPECT_FALSE(lookAfter(100s));
   EXPECT_EQ(m_answer.lookAgain(), m_sent + 100s + AnswerWatch::busyInterval);
   EXPECT_FALSE(lookAfter(160s));
@@ -294,7 +300,7 @@ TEST_F(Watched, ARingThatIsHeldIsLeftAlone) {
                            "ISS has not taken a message for 60 s, and nothing else can be queued or sent: "
                            "RP=0 WP=3")));
   EXPECT_EQ(readpointer, 0);
-  ASSERT_EQ(pthread_mutex_unlock(&mutex.native), 0);
+  mutex.unlock();
   EXPECT_TRUE(lookAfter(161s));
   EXPECT_EQ(unnumbered().at(0), mainLine("NOTICE", "ISS takes messages again"));
   EXPECT_EQ(readpointer, 2);

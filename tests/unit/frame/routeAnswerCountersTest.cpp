@@ -20,6 +20,7 @@ class CountersAnswer : public RingTest {
   CountersAnswer() { FakeBus::clear(); }
 
   bool route(const std::string& error) {
+    const Guard guard(&mutex);
     return routeAnswer(recordOf({word(0, 17), word(4, 3), word(8, 1234), {6412, error}}), m_debugSocket);
   }
 

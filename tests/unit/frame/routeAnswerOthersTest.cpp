@@ -55,6 +55,7 @@ class OtherAnswers : public RingTest {
   }
   bool route(const std::vector<Field>& answer) {
     forget();
+    const Guard guard(&mutex);
     return routeAnswer(recordOf(answer), m_debugSocket);
   }
   static std::vector<Field> good(uint32_t type) { return {word(0, type), {6412, "No Error\r\n"}}; }

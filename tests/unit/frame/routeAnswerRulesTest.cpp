@@ -60,6 +60,7 @@ class RuleAnswers : public RingTest {
   }
   bool route(const std::vector<Field>& answer) {
     forget();
+    const Guard guard(&mutex);
     return routeAnswer(recordOf(answer), m_debugSocket);
   }
   static std::vector<Field> rule(uint32_t kind, uint32_t encapsulation, uint32_t fpId0, uint32_t fpId1,

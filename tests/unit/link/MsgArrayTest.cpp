@@ -1,10 +1,16 @@
 #include "link/MsgArray.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
+#include <utility>
+#include <vector>
+
+#include "link/condSignals.h"
 #include "support/RingTest.h"
 
 namespace {
+
+using ::testing::IsEmpty;
 
 /// The rule by slots in use: 18 at most while the writer is ahead of the reader, 19 once it has wrapped.
 bool hasRoom(int write, int read, int n) {
@@ -147,6 +153,50 @@ TEST_F(Ring, IsEmptyAndNotReadyAfterTheReset) {
   EXPECT_EQ(IssProcessing, 0);
   EXPECT_EQ(issReady, 0);
   EXPECT_FALSE(answerOutstanding);
+}
+
+/// What a signal met: which condition, and whether the ring's lock was free.
+using Wakeups = std::vector<std::pair<pthread_cond_t*, bool>>;
+
+class RingWakeups : public RingTest {
+ protected:
+  RingWakeups() {
+    onCondSignal([this](pthread_cond_t* which) { m_wakeups.emplace_back(which, ringIsFree()); });
+  }
+  ~RingWakeups() override { onCondSignal(nullptr); }
+
+  Wakeups m_wakeups;
+};
+
+TEST_F(RingWakeups, ComeOnceTheLockIsFree) {
+  {
+    const Guard guard(&mutex);
+    wakeSender();
+    EXPECT_THAT(m_wakeups, IsEmpty());
+  }
+  EXPECT_EQ(m_wakeups, (Wakeups{{&cond, true}}));
+  {
+    const Guard guard(&mutex);
+    answerRouted();
+  }
+  EXPECT_EQ(m_wakeups, (Wakeups{{&cond, true}, {&cond2, true}}));
+}
+
+TEST_F(RingWakeups, AreGivenOnceEach) {
+  {
+    const Guard guard(&mutex);
+    wakeSender();
+    wakeSender();
+  }
+  { const Guard guard(&mutex); }
+  EXPECT_EQ(m_wakeups, (Wakeups{{&cond, true}}));
+}
+
+TEST_F(RingWakeups, OfAStopNeedNoLock) {
+  mutex.lock();
+  wakeSenderToStop();
+  mutex.unlock();
+  EXPECT_EQ(m_wakeups, (Wakeups{{&cond, false}, {&cond2, false}}));
 }
 
 TEST(MsgSourceValues, AreTheTagsOfTheProducers) {

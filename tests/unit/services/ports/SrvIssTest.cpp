@@ -401,6 +401,7 @@ TEST_F(PortMessagesOfARequest, AreAsManyAsTheActionNeeds) {
   const auto countFor = [](uint32_t action, bool bConfigure) {
     const std::unique_ptr<SetPortParamsRequest> built(request(action, 5, bConfigure));
     PortMessageBatch batch{};
+    const Guard guard(&mutex);
     buildPortMessages(*built, batch);
     return batch.count;
   };

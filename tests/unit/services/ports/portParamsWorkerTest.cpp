@@ -69,6 +69,14 @@ class PortScripts : public RingTest {
       if (path == MsgArray[index].msg.payload.script.inputFile) return true;
     return false;
   }
+  /// From one that holds something else.
+  static OtnIpcMsg setUpMessage() {
+    OtnIpcMsg msg;
+    memset(&msg, 0xFF, sizeof msg);
+    const Guard guard(&mutex);
+    SrvIss::CreateOPSFile(&msg, PortAction::SetUp, request(PortAction::SetUp).get());
+    return msg;
+  }
   /// What the documented lines and ours say of a script that could not be written.
   void expectNoScript(const OtnIpcMsg& msg, const std::string& why) {
     EXPECT_TRUE(hasExactly(msg, {}));
@@ -125,9 +133,7 @@ TEST_F(PortScripts, ThatAMessageOfAnotherTypeSeemsToNameAreWritten) {
 
 TEST_F(PortScripts, TellWhatStandsInTheirPlace) {
   ASSERT_EQ(mkdir(scriptPath(0).c_str(), 0700), 0);
-  OtnIpcMsg msg;
-  memset(&msg, 0xFF, sizeof msg);
-  SrvIss::CreateOPSFile(&msg, PortAction::SetUp, request(PortAction::SetUp).get());
+  const OtnIpcMsg msg = setUpMessage();
   expectNoScript(msg, "Is a directory");
 }
 
@@ -137,9 +143,7 @@ TEST_F(PortScripts, ThatFailHalfwayAreNoScripts) {
   const rlimit hundredBytes{100, before.rlim_max};
   const auto disposition = signal(SIGXFSZ, SIG_IGN);
   ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &hundredBytes), 0);
-  OtnIpcMsg msg;
-  memset(&msg, 0xFF, sizeof msg);
-  SrvIss::CreateOPSFile(&msg, PortAction::SetUp, request(PortAction::SetUp).get());
+  const OtnIpcMsg msg = setUpMessage();
   ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
   signal(SIGXFSZ, disposition);
   expectNoScript(msg, "File too large");
