@@ -70,7 +70,7 @@ bool queueRequest(CountersRequest& request) REQUIRES(mutex) {
       [](int index) { LOG(DEBUG3, worker, 108, "message writepoiter %d\n", index); },
       [&request](MsgArrayEntry& slot) { slot.countersService = request.service; });
   LOG(DEBUG3, worker, 119, "send signal for sending message");
-  pthread_cond_signal(&cond);
+  wakeSender();
   LOG(DEBUG3, worker, 121, "mutex unlock");
   return true;
 }

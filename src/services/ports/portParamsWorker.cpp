@@ -151,7 +151,7 @@ void run_iss_script_thread(SetPortParamsRequest* argument) {
         [](int index) { LOG(DEBUG3, worker, HERE, "message writepointer %d\n", index); },
         [&request](MsgArrayEntry& slot) { fillSlot(slot, *request); });
     LOG(DEBUG3, worker, HERE, "send signal for sending message");
-    pthread_cond_signal(&cond);
+    wakeSender();
     LOG(DEBUG3, worker, HERE, "mutex unlock");
   }
   LOG(DEBUG2, worker, HERE, "stopped");

@@ -78,7 +78,7 @@ void run_iss_redundancy_thread(RedundancyRequest* argument) {
           slot.redundancyState = request->state;
         });
     LOG(DEBUG3, worker, HERE, "send signal for sending message");
-    pthread_cond_signal(&cond);
+    wakeSender();
     LOG(DEBUG3, worker, HERE, "mutex unlock");
   }
   LOG(DEBUG2, worker, HERE, "run_iss_redundancy_thread stopped");

@@ -198,7 +198,7 @@ void run_iss_IssMgr_thread(IssMgrRequest* argument) {
         [](int index) { LOG(DEBUG3, worker, 505, "message writepoiter %d\n", index); },
         [&request](MsgArrayEntry& slot) { fillSlot(slot, *request); });
     LOG(DEBUG3, worker, 529, "send signal for sending message");
-    pthread_cond_signal(&cond);
+    wakeSender();
     LOG(DEBUG3, worker, 531, "mutex unlock");
   }
   LOG(DEBUG2, worker, 537, "stopped");

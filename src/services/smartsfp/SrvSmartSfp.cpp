@@ -108,6 +108,6 @@ void run_iss_SmartSfp_thread(SmartSfpRequest* argument) {
       [](int index) { LOG(DEBUG3, worker, HERE, "message writepoiter %d", index); },
       [&request](MsgArrayEntry& slot) { fillSlot(slot, *request); });
   LOG(DEBUG3, worker, HERE, "send signal for sending message");
-  pthread_cond_signal(&cond);
+  wakeSender();
   LOG(DEBUG3, worker, HERE, "mutex unlock");
 }

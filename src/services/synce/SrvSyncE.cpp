@@ -99,7 +99,7 @@ void run_iss_syncE_thread(SyncERequest* argument) {
         [](int index) { LOG(DEBUG3, worker, 145, "message writepoiter %d\n", index); },
         [&request](MsgArrayEntry& slot) { fillSlot(slot, *request); });
     LOG(DEBUG3, worker, 166, "send signal for sending message");
-    pthread_cond_signal(&cond);
+    wakeSender();
     LOG(DEBUG3, worker, 168, "mutex unlock");
   }
   LOG(DEBUG2, worker, 174, "stopped");
