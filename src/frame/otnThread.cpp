@@ -8,6 +8,7 @@
 #include "process/deadline.h"
 #include "process/intervals.h"
 #include "process/running.h"
+#include "process/threadName.h"
 #include "services/common/SrvCommon.h"
 #include "services/lifecycle/OBOchStub.h"
 #include "services/pattern/Workers.h"
@@ -48,6 +49,7 @@ bool waitForOtnThread() {
 }
 
 void* start_otn_comm(void* arg) {
+  nameThread("tv-bus");
   const bool noAcPort = arg != nullptr && *static_cast<const bool*>(arg);
   LOG(INFO, atStartOtnComm, 673, "OTNBUS thread started\n");
 

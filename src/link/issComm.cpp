@@ -5,6 +5,7 @@
 #include "link/IssSocket.h"
 #include "link/MsgArray.h"
 #include "process/running.h"
+#include "process/threadName.h"
 
 namespace {
 
@@ -50,6 +51,7 @@ bool sendNextSlot() {
 }  // namespace
 
 void* iss_comm(void*) {
+  nameThread("tv-sender");
   LOG(INFO, atIssComm, 717, "Started thread: message handling to OPS\n");
   while (running != 0) {
     LOG(DEBUG3, atIssComm, 721, "iss thread: mutex lock rp:%d wp:%d\n", static_cast<int>(readpointer),

@@ -4,7 +4,7 @@ import signal
 import pytest
 
 from trelvik import record
-from trelvik.board import CONNECTED, CSM_BOARD, OPEN_PORTS
+from trelvik.board import CONNECTED, CSM_BOARD, LAUNCHER, OPEN_PORTS
 from trelvik.bus import COMMON
 from trelvik.wait import SLOW, until
 
@@ -32,6 +32,23 @@ def test_lines_come_in_order(board):
     board.connected()
     board.log.sequence([BUS_THREAD, ASK_STATE, SENDER_THREAD])
     board.log.sequence([BUS_THREAD, ASK_STATE, DEBUG_SOCKET, CONNECTED])
+
+
+def test_threads_have_names_and_main_the_programs(board):
+    board.connected()
+
+    def names():
+        tasks = f"/proc/{board.daemon.pid}/task"
+        found = {}
+        for task in os.listdir(tasks):
+            with open(f"{tasks}/{task}/comm", encoding="ascii") as comm:
+                found[int(task)] = comm.read().strip()
+        return found
+    # An emulator's process goes by the emulator's name.
+    program = "Trelvik" if not LAUNCHER else names()[board.daemon.pid]
+    until(lambda: {"tv-bus", "tv-sender"} <= set(names().values()), lambda: f"the threads' names: {names()}")
+    assert names()[board.daemon.pid] == program, "killall and pgrep find the process by this name"
+    assert list(names().values()).count("tv-sender") == 1
 
 
 def test_lines_have_their_syslog_priorities(board):
