@@ -89,38 +89,32 @@ void reset(int fd) {
   close(fd);
 }
 
-/// Opens SIGPIPE for the calling thread while it sends: everywhere else the signal is blocked, because its
-/// handler logs and must not interrupt a log statement.
-class SigPipeOpen {
- public:
-  SigPipeOpen() {
-    sigset_t pipe;
-    sigemptyset(&pipe);
-    sigaddset(&pipe, SIGPIPE);
-    pthread_sigmask(SIG_UNBLOCK, &pipe, &m_before);
-  }
-  ~SigPipeOpen() {
-    const int error = errno;
-    pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
-    errno = error;
-  }
-  SigPipeOpen(const SigPipeOpen&) = delete;
-  SigPipeOpen& operator=(const SigPipeOpen&) = delete;
-
- private:
-  sigset_t m_before;
-};
+/// The signal of a write to a connection that the peer has closed, delivered before it returns. The signal is
+/// blocked everywhere else, because its handler logs and must not interrupt a log statement; so the write
+/// itself raises none, and only one that has failed pays for opening the mask.
+void deliverSigPipe() {
+  sigset_t pipe;
+  sigset_t before;
+  sigemptyset(&pipe);
+  sigaddset(&pipe, SIGPIPE);
+  pthread_sigmask(SIG_UNBLOCK, &pipe, &before);
+  raise(SIGPIPE);
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
 
 ssize_t sendUnlessStopping(int fd, const char* bytes, size_t length, Clock::time_point until) {
-  const SigPipeOpen open;
   size_t sent = 0;
   while (sent < length) {
-    const ssize_t n = send(fd, bytes + sent, length - sent, MSG_DONTWAIT);
+    const ssize_t n = send(fd, bytes + sent, length - sent, MSG_DONTWAIT | MSG_NOSIGNAL);
     if (n >= 0) {
       sent += static_cast<size_t>(n);
       continue;
     }
     if (errno == EINTR) continue;
+    if (errno == EPIPE) {
+      deliverSigPipe();
+      errno = EPIPE;
+    }
     if (errno != EAGAIN) return -1;
     short happened = 0;
     if (!waitUnlessStopping(fd, POLLOUT | POLLRDHUP, happened, until)) return -1;
