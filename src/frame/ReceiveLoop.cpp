@@ -23,6 +23,12 @@ timespec toTimespec(LoopState::Duration duration) {
   return {static_cast<time_t>(seconds.count()), static_cast<long>(rest.count())};
 }
 
+/// What did not come is zero, whatever the record before held.
+void clearRest(OtnIpcMsg& msg, ssize_t received) {
+  const size_t kept = std::min(static_cast<size_t>(std::max<ssize_t>(received, 0)), sizeof msg);
+  memset(reinterpret_cast<uint8_t*>(&msg) + kept, 0, sizeof msg - kept);
+}
+
 }  // namespace
 
 ReceiveLoop::ReceiveLoop(CriticalActivity& mainActivity, CriticalActivity& opsActivity, SrvDbg& debugSocket,
@@ -69,14 +75,18 @@ void ReceiveLoop::pass() {
 }
 
 void ReceiveLoop::watchAnswer() {
-  if (m_answer.look(LoopState::Clock::now())) connectionLost(isCsmBoard(m_board.getName()));
+  if (m_answer.look(LoopState::Clock::now())) connectionLost(isCsmBoard(m_board));
 }
 
 int ReceiveLoop::waitForInput(const timespec& limit) {
   const int ready = ppoll(m_inputs, inputCount, &limit, &m_waitMask);
   const int error = errno;
   // A wait that finds input at once delivers no signal; input that never pauses would keep a stop out.
-  if (ready > 0 && stopRequested()) letSignalsIn();
+  m_inputsInARow = ready > 0 ? m_inputsInARow + 1 : 0;
+  if (m_inputsInARow == inputsPerStopCheck) {
+    m_inputsInARow = 0;
+    if (stopRequested()) letSignalsIn();
+  }
   // Some run-time checkers run the signal's handler only at the next call that they see.
   if (ready < 0) poll(nullptr, 0, 0);
   errno = error;
@@ -118,20 +128,19 @@ void ReceiveLoop::connect() {
 bool ReceiveLoop::debugRequest() {
   LOG(DEBUG3, atMain, 291, "Message from debug server received: RP=%d WP=%d\n", static_cast<int>(readpointer),
       static_cast<int>(writepointer));
-  memset(m_buffer, 0, sizeof m_buffer);
-  const ssize_t size = m_debugSocket.recvRequest(m_buffer, sizeof m_buffer);
-  if (size >= 0 && size != static_cast<ssize_t>(sizeof m_buffer))
-    LOG(WARNING, atMain, HERE, "debug request of %zd bytes instead of %zu: %s", size, sizeof m_buffer,
-        size < static_cast<ssize_t>(sizeof m_buffer) ? "the rest is taken as zero"
-                                                     : "what is beyond is dropped");
-  CopyPacket(m_msg, m_buffer);
+  const ssize_t size = m_debugSocket.recvRequest(&m_msg, sizeof m_msg);
+  if (size >= 0 && size != static_cast<ssize_t>(sizeof m_msg))
+    LOG(WARNING, atMain, HERE, "debug request of %zd bytes instead of %zu: %s", size, sizeof m_msg,
+        size < static_cast<ssize_t>(sizeof m_msg) ? "the rest is taken as zero"
+                                                  : "what is beyond is dropped");
+  clearRest(m_msg, size);
   printPacket(m_msg);
 
   const Guard guard(&mutex);
   if (admit(writepointer, readpointer, 1) != Admission::Fits) {
     LOG(DEBUG3, atMain, 301, "Out of Mem for debug server msg: RP=%d WP=%d\n", static_cast<int>(readpointer),
         static_cast<int>(writepointer));
-    m_debugSocket.sendReply(m_buffer, sizeof m_buffer);
+    m_debugSocket.sendReply(&m_msg, sizeof m_msg);
     return false;
   }
   MsgArrayEntry& slot = copyToSlot(m_msg);
@@ -148,14 +157,12 @@ bool ReceiveLoop::debugRequest() {
 void ReceiveLoop::receive() {
   LOG(DEBUG3, atMain, 322, "Message from OPS received: RP=%d WP=%d\n", static_cast<int>(readpointer),
       static_cast<int>(writepointer));
-  memset(m_buffer, 0, sizeof m_buffer);
-  const ssize_t n = opsSocket.getPacket(m_buffer, sizeof m_buffer);
-  const std::string boardName = m_board.getName();
+  const ssize_t n = opsSocket.getPacket(&m_msg, sizeof m_msg);
   if (n == 0) {
-    connectionLost(isCsmBoard(boardName));
+    connectionLost(isCsmBoard(m_board));
   } else if (n > 0) {
-    CopyPacket(m_msg, m_buffer);
-    handleOpsMessage(m_msg, boardName, m_opsActivity, m_debugSocket);
+    clearRest(m_msg, n);
+    handleOpsMessage(m_msg, m_board, m_opsActivity, m_debugSocket);
   }
 }
 

@@ -46,6 +46,8 @@ class ReceiveLoop {
   LoopState m_state;
   OutstandingAnswer m_answer;
   int m_maxFd = -1;  ///< for the log; never lowered
-  uint8_t m_buffer[sizeof(OtnIpcMsg)] = {};
+  /// To look for a stop costs a system call, and a stop has 2 s: so many inputs are handled in between.
+  static constexpr int inputsPerStopCheck = 8;
+  int m_inputsInARow = 0;
   OtnIpcMsg m_msg{};
 };

@@ -5,6 +5,7 @@
 
 #include "Guard.h"
 #include "TraceObject.h"
+#include "boardUtils.h"
 #include "executeCommand.h"
 #include "frame/deletePersistentIssConfig.h"
 #include "frame/routeAnswer.h"
@@ -99,28 +100,27 @@ OpsMessage classify(const OtnIpcMsg& msg) {
   return OpsMessage::Unexpected;
 }
 
-bool isCsmBoard(const std::string& boardName) {
-  return boardName.find("CSM") != std::string::npos;
+bool isCsmBoard(const boardUtils& board) {
+  return board.getName().find("CSM") != std::string::npos;
 }
 
-void handleOpsMessage(OtnIpcMsg& msg, const std::string& boardName, CriticalActivity& opsActivity,
+void handleOpsMessage(OtnIpcMsg& msg, const boardUtils& board, CriticalActivity& opsActivity,
                       SrvDbg& debugSocket) {
   const Guard guard(&mutex);
   printPacket(msg);
-  const bool csmBoard = isCsmBoard(boardName);
   bool routed = false;
   switch (classify(msg)) {
     case OpsMessage::Ready:
-      opsReady(msg, csmBoard);
+      opsReady(msg, isCsmBoard(board));
       break;
     case OpsMessage::DefaultScriptDone:
-      defaultScriptDone(csmBoard);
+      defaultScriptDone(isCsmBoard(board));
       break;
     case OpsMessage::ReloadSucceeded:
-      reloadSucceeded(csmBoard);
+      reloadSucceeded(isCsmBoard(board));
       break;
     case OpsMessage::ReloadFailed:
-      reloadFailed(csmBoard);
+      reloadFailed(isCsmBoard(board));
       break;
     case OpsMessage::Alive:
       LOG(DEBUG2, atMain, 439, "Received ALIVE message\n");

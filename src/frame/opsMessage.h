@@ -5,6 +5,7 @@
 
 #include "OtnIpcMsg.h"
 
+class boardUtils;
 class CriticalActivity;
 class SrvDbg;
 
@@ -24,10 +25,11 @@ enum class OpsMessage {
 /// Logs the reload flag of a reload message; changes nothing.
 OpsMessage classify(const OtnIpcMsg& msg);
 
-/// Boards with "CSM" in their name get the default script, open their ports, and report a lost connection.
-bool isCsmBoard(const std::string& boardName);
+/// Asked only where it matters, because a board may have to look its name up. Boards with "CSM" in it get the
+/// default script, open their ports, and report a lost connection.
+bool isCsmBoard(const boardUtils& board);
 
 /// Dumps and handles `msg`, with the ring's mutex held throughout. `msg` may be rewritten into a request that
 /// is sent at once.
-void handleOpsMessage(OtnIpcMsg& msg, const std::string& boardName, CriticalActivity& opsActivity,
+void handleOpsMessage(OtnIpcMsg& msg, const boardUtils& board, CriticalActivity& opsActivity,
                       SrvDbg& debugSocket);

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "message/MsgHandle.h"
+
 MsgArrayEntry MsgArray[MsgArraySize];
 Relaxed<int32_t> readpointer;
 Relaxed<int32_t> writepointer;
@@ -46,7 +48,7 @@ void resetRing() {
 
 MsgArrayEntry& copyToSlot(const OtnIpcMsg& message) {
   MsgArrayEntry& slot = MsgArray[writepointer];
-  slot.msg = message;
+  CopyPacket(slot.msg, reinterpret_cast<const uint8_t*>(&message));
   slot.portParamsService = nullptr;
   slot.syncEService = nullptr;
   slot.issMgrService = nullptr;

@@ -73,6 +73,15 @@ TEST_F(Loop, ServesOpsWithoutADebugSocket) {
   EXPECT_EQ(count(mainLine("NOTICE", 280, "select call interrupted: Interrupted system call")), 0U);
 }
 
+TEST_F(Loop, TakesWhatDidNotComeForZero) {
+  start();
+  ASSERT_TRUE(m_peer.accept());
+  ASSERT_TRUE(m_peer.send(recordBytes({word(0, 18), {6412, "of the record before"}})));
+  ASSERT_TRUE(logs(mainLine("INFO", 444, "CPU exceeds threshold for thread of the record before\n")));
+  ASSERT_TRUE(m_peer.send(word(0, 18).bytes));
+  EXPECT_TRUE(logs(mainLine("INFO", 444, "CPU exceeds threshold for thread \n")));
+}
+
 TEST_F(Loop, TellsEverySignalThatIsPendingAtItsEnd) {
   start();
   ASSERT_TRUE(m_peer.accept());

@@ -3,9 +3,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <thread>
 
 #include "Guard.h"
+#include "boardUtils.h"
 #include "frame/mainLines.h"
 #include "link/CriticalActivity.h"
 #include "link/IssSocket.h"
@@ -47,10 +49,15 @@ TEST(OpsMessageKind, DependsOnWhatTheMessageSays) {
   EXPECT_EQ(classify(recordOf({word(0, 8), {4, "/tmp/SetVlanPort5_0"}})), OpsMessage::Answer);
 }
 
+bool isCsm(const char* boardName) {
+  setenv("BOARD_NAME", boardName, 1);
+  return isCsmBoard(boardUtils());
+}
+
 TEST(CsmBoard, HasCsmInItsName) {
-  EXPECT_TRUE(isCsmBoard("CSM"));
-  EXPECT_TRUE(isCsmBoard("ACME CSM-2 rev B"));
-  for (const char* name : {"", "csm", "CS M", "CS", "VORNA"}) EXPECT_FALSE(isCsmBoard(name)) << name;
+  EXPECT_TRUE(isCsm("CSM"));
+  EXPECT_TRUE(isCsm("ACME CSM-2 rev B"));
+  for (const char* name : {"", "csm", "CS M", "CS", "VORNA"}) EXPECT_FALSE(isCsm(name)) << name;
 }
 
 const std::string ending = mainLine("DEBUG3", 628, "send signal cond2\n");
@@ -84,7 +91,8 @@ class MessagesFromOps : public RingTest {
     forget();
     IssProcessing = 1;
     OtnIpcMsg msg = recordOf(fields);
-    handleOpsMessage(msg, boardName, m_activity, m_debugSocket);
+    setenv("BOARD_NAME", boardName, 1);
+    handleOpsMessage(msg, boardUtils(), m_activity, m_debugSocket);
   }
   static void queueOne() {
     copyToSlot(recordOf({word(0, 22)})).source = MsgSource::Redundancy;
