@@ -1,9 +1,9 @@
 #include "File.h"
 
-#include <errno.h>
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <utility>
 
 namespace otn {

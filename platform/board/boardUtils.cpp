@@ -1,6 +1,6 @@
 #include "boardUtils.h"
 
-#include <stdlib.h>
+#include <cstdlib>
 
 #include "File.h"
 

@@ -1,8 +1,7 @@
 #include "stopPending.h"
 
-#include <signal.h>
-
 #include <atomic>
+#include <csignal>
 
 namespace {
 

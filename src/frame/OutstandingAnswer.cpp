@@ -57,13 +57,14 @@ int limitOf(std::string_view text) {
 std::chrono::seconds readAnswerLimit(const char* text) {
   if (text == nullptr) return {};
   const int limit = limitOf(text);
-  if (limit == 0)
+  if (limit == 0) {
     LOG(ERROR, atMain, HERE,
         "TRELVIK_ANSWER_LIMIT is \"%s\" and not a number of seconds from 1 to %d: no message to ISS is given "
         "up",
         Printable(text).c_str(), maxLimit);
-  else
+  } else {
     LOG(INFO, atMain, HERE, "a message that ISS does not answer within %d s is given up", limit);
+  }
   return std::chrono::seconds(limit);
 }
 
@@ -84,11 +85,12 @@ void giveUpRequest(SrvDbg& debugSocket) {
 
 bool OutstandingAnswer::look(AnswerWatch::Time now) {
   if (!mutex.tryLock()) {
-    if (m_watch.busy(now) == AnswerWatch::Verdict::TellBlocked)
+    if (m_watch.busy(now) == AnswerWatch::Verdict::TellBlocked) {
       LOG(WARNING, atMain, HERE,
           "ISS has not taken a message for %d s, and nothing else can be queued or sent: RP=%d WP=%d",
           static_cast<int>(m_watch.age(now).count()), static_cast<int>(readpointer),
           static_cast<int>(writepointer));
+    }
     return false;
   }
   bool close = false;

@@ -113,13 +113,14 @@ void ReceiveLoop::connect() {
   LOG(DEBUG1, atMain, 249, "TrelvikFd=%d, dbgservfd=%d, maxfd=%d", opsFd, m_inputs[debugInput].fd, m_maxFd);
   {
     const Guard guard(&mutex);
-    if (answerOutstanding)
+    if (answerOutstanding) {
       LOG(NOTICE, atMain, HERE,
           "a message is still outstanding since before the connection was lost: RP=%d WP=%d type=%s [%d], "
           "it is not sent again",
           static_cast<int>(readpointer), static_cast<int>(writepointer),
           msgTypeName(MsgArray[readpointer].msg.msgType),
           static_cast<int>(MsgArray[readpointer].msg.msgType));
+    }
   }
   if (!m_opsActivity.registered()) m_opsActivity.start("OPS");
   if (m_opsActivity.registered()) m_opsActivity.setTimeout(criticalActivityTimeout);
@@ -129,10 +130,11 @@ bool ReceiveLoop::debugRequest() {
   LOG(DEBUG3, atMain, 291, "Message from debug server received: RP=%d WP=%d\n", static_cast<int>(readpointer),
       static_cast<int>(writepointer));
   const ssize_t size = m_debugSocket.recvRequest(&m_msg, sizeof m_msg);
-  if (size >= 0 && size != static_cast<ssize_t>(sizeof m_msg))
+  if (size >= 0 && size != static_cast<ssize_t>(sizeof m_msg)) {
     LOG(WARNING, atMain, HERE, "debug request of %zd bytes instead of %zu: %s", size, sizeof m_msg,
         size < static_cast<ssize_t>(sizeof m_msg) ? "the rest is taken as zero"
                                                   : "what is beyond is dropped");
+  }
   clearRest(m_msg, size);
   printPacket(m_msg);
 

@@ -3,9 +3,9 @@
 #pragma once
 
 #include <poll.h>
-#include <signal.h>
 
 #include <chrono>
+#include <csignal>
 
 #include "OtnIpcMsg.h"
 #include "boardUtils.h"

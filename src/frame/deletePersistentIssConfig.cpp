@@ -57,9 +57,10 @@ void deletePersistentIssConfig() {
       selection.actionType.c_str());
   // Fewer than four characters name no folder: nothing is removed, whatever would stand below "/iss".
   if (selection.actionType != "dir" || selected.size() <= actionTypeLength) return;
-  if (selection.newlineAt != std::string::npos)
+  if (selection.newlineAt != std::string::npos) {
     LOG(DEBUG3, atDeletePersistentIssConfig, 793, "delete newline at pos=%d",
         static_cast<int>(selection.newlineAt));
+  }
   LOG(DEBUG3, atDeletePersistentIssConfig, 796, "folder='%s'", selection.folder.c_str());
 
   const std::string onFlash = selection.folder + "/iss";

@@ -43,10 +43,11 @@ bool parseOptions(int argc, char* argv[]) {
 
 /// Such a board is one without "CSM" in its name: an operator who expected another is told.
 void tellMissingName(const boardUtils& board) {
-  if (getenv("BOARD_NAME") == nullptr && board.getName().empty())
+  if (getenv("BOARD_NAME") == nullptr && board.getName().empty()) {
     LOG(NOTICE, atMain, HERE,
         "the board has no name, so it is not handled as a \"CSM\" board; set BOARD_NAME where the hardware "
         "does not tell");
+  }
 }
 
 /// The sender tests `running` and then waits: a signal in between is lost, so it is repeated.

@@ -1,9 +1,9 @@
 // The process's signals. Stop signals and SIGPIPE are blocked in every thread and opened only where their
 // handlers, which log, cannot interrupt a log statement: the stop signals while the main thread waits,
-// SIGPIPE there and around the send to OPS. No handler is interrupted by another.
+// SIGPIPE there and in a send to OPS that has failed. No handler is interrupted by another.
 #pragma once
 
-#include <signal.h>
+#include <csignal>
 
 /// SIGTERM, SIGQUIT, SIGINT: stops the bus component and clears `running`. Once it is cleared, only logs.
 void handle_sig(int sig);

@@ -68,8 +68,9 @@ bool IsDefaultScriptPacket(const OtnIpcMsg& msg) {
 
 bool IsCreateMgmtTunnelPacket(const OtnIpcMsg& msg) {
   if (msg.msgType != MGMT_INTERFACE_MAPPING_IND ||
-      msg.payload.mapping.mapFlag != ops::MgmtInterfaceMapping::map)
+      msg.payload.mapping.mapFlag != ops::MgmtInterfaceMapping::map) {
     return false;
+  }
   LOG(DEBUG3, atIsCreateMgmtTunnelPacket, 242, "IsCreateMgmtTunnelPacket");
   return true;
 }

@@ -1,11 +1,11 @@
 #include "link/IssSocket.h"
 
 #include <sched.h>
-#include <signal.h>
 #include <sys/mount.h>
 #include <sys/wait.h>
 
 #include <atomic>
+#include <csignal>
 #include <cstring>
 #include <fstream>
 #include <thread>
@@ -247,8 +247,9 @@ TEST_F(OwnPort, IsNoConnectionAndIsFreeAtOnce) {
     IssSocket socket;
     if (socket.StartTcpClient() != 1) _exit(1);
     if (lines() != std::vector{logged("WARNING", "IssSocket", 49, "StartTcpClient",
-                                      "OPS socket connection failed (111): Connection refused\n")})
+                                      "OPS socket connection failed (111): Connection refused\n")}) {
       _exit(2);
+    }
     _exit(canBeListenedAt() ? 0 : 3);
   }
   int status = 0;

@@ -20,20 +20,24 @@ bool hasRoom(int write, int read, int n) {
 }
 
 TEST(Admission, FollowsTheRuleForEveryPairOfIndexesAndBatch) {
-  for (int read = 0; read < 20; ++read)
-    for (int write = 0; write < 20; ++write)
-      for (int n = 0; n <= 3; ++n)
+  for (int read = 0; read < 20; ++read) {
+    for (int write = 0; write < 20; ++write) {
+      for (int n = 0; n <= 3; ++n) {
         EXPECT_EQ(admit(write, read, n) == Admission::Fits, hasRoom(write, read, n))
             << "RP=" << read << " WP=" << write << " n=" << n;
+      }
+    }
+  }
 }
 
 TEST(Admission, IsTheSingleMessageRuleForOneMessage) {
-  for (int read = 0; read < 20; ++read)
+  for (int read = 0; read < 20; ++read) {
     for (int write = 0; write < 20; ++write) {
       const bool room =
           write == read || (write > read && write - read <= 17) || (write < read && read - write >= 2);
       EXPECT_EQ(admit(write, read, 1) == Admission::Fits, room) << "RP=" << read << " WP=" << write;
     }
+  }
 }
 
 TEST(Admission, TellsOnWhichSideOfTheReaderThereIsNoRoom) {

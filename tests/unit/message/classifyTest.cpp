@@ -77,8 +77,9 @@ TEST(OpsError, IsEveryTextButTheOneForSuccess) {
   EXPECT_FALSE(IsOpsError(recordOf({{6412, "No Error\r\n"}})));
   EXPECT_FALSE(IsOpsError(recordOf({{6412, std::string("No Error\r\n\0rest", 15)}})));
   for (const char* text : {"", "No Error", "No Error\r", "No Error\n", "No Error\r\n ", " No Error\r\n",
-                           "no error\r\n", "No Error\n\r", "Failed\r\n"})
+                           "no error\r\n", "No Error\n\r", "Failed\r\n"}) {
     EXPECT_TRUE(IsOpsError(recordOf({{6412, text}}))) << text;
+  }
 }
 
 TEST(OpsError, OfATextWithoutAnEndIsOne) {

@@ -197,19 +197,21 @@ TEST_F(Dump, OfARedundancyState) {
   EXPECT_EQ(dump({word(0, 22), word(4, 3)})[0], d1(44, "Msg Type = REDUNDANCY_STATE [22]"));
   const char* const names[] = {"INV",  "BTG",  "ACT",  "ACT0", "ACT1", "ACT2", "ACT3", "PAS0",
                                "PAS1", "PAS2", "STB3", "FAIL", "NIS",  "DEF",  "SWO"};
-  for (uint32_t state = 0; state < 15; ++state)
+  for (uint32_t state = 0; state < 15; ++state) {
     EXPECT_EQ(named(state),
               d2(126, std::string("Redundancy State received from OPS: ") + names[state] + "\n"));
+  }
   for (const uint32_t state : {15U, 0x80000000U, 0xFFFFFFFFU})
     EXPECT_EQ(named(state), d2(126, "Redundancy State received from OPS: RED?\n"));
 }
 
 TEST_F(Dump, OfEveryOtherTypeSaysThatThereIsNoInformation) {
-  for (const uint32_t type : {2U, 3U, 4U, 6U, 9U, 12U, 13U, 14U, 15U, 16U, 19U, 21U, 23U, 24U, 25U})
+  for (const uint32_t type : {2U, 3U, 4U, 6U, 9U, 12U, 13U, 14U, 15U, 16U, 19U, 21U, 23U, 24U, 25U}) {
     EXPECT_THAT(dump({word(0, type)}),
                 ElementsAre(d1(44, std::string("Msg Type = ") + OtnIpcMsgTypeStrings[type] + " [" +
                                        std::to_string(type) + "]"),
                             d2(130, noInformation)));
+  }
 }
 
 TEST_F(Dump, ShowsTheNumberOfAnUnknownType) {

@@ -51,9 +51,11 @@ inline std::string bytesOf(const OtnIpcMsg& msg) {
 inline ::testing::AssertionResult hasExactly(const OtnIpcMsg& msg, const std::vector<Field>& fields) {
   const std::string expected = recordBytes(fields);
   const std::string actual = bytesOf(msg);
-  for (size_t i = 0; i < expected.size(); ++i)
-    if (actual[i] != expected[i])
+  for (size_t i = 0; i < expected.size(); ++i) {
+    if (actual[i] != expected[i]) {
       return ::testing::AssertionFailure()
              << "offset " << i << " holds " << (actual[i] & 0xFF) << " instead of " << (expected[i] & 0xFF);
+    }
+  }
   return ::testing::AssertionSuccess();
 }

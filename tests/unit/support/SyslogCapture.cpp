@@ -1,8 +1,8 @@
 #include "support/SyslogCapture.h"
 
-#include <stdarg.h>
-#include <stdio.h>
-#include <string.h>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
 
 #include <algorithm>
 #include <mutex>
