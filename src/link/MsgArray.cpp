@@ -4,6 +4,8 @@
 
 #include "message/MsgHandle.h"
 
+namespace ring {
+
 MsgArrayEntry MsgArray[MsgArraySize];
 Relaxed<int32_t> readpointer;
 Relaxed<int32_t> writepointer;
@@ -14,6 +16,8 @@ std::chrono::steady_clock::time_point answerSentAt;
 RingMutex mutex;
 pthread_cond_t cond = PTHREAD_COND_INITIALIZER;
 pthread_cond_t cond2 = PTHREAD_COND_INITIALIZER;
+
+}  // namespace ring
 
 void RingMutex::unlock() {
   const bool sender = std::exchange(m_wakeSender, false);

@@ -103,6 +103,9 @@ class CAPABILITY("mutex") RingMutex : public Mutex {
   bool m_answerRouted = false;
 };
 
+/// In a namespace so that a library that is linked in may have a variable `mutex` or `cond` of its own.
+namespace ring {
+
 extern RingMutex mutex;
 extern pthread_cond_t cond;   ///< a message may be ready to send; the sender waits on it
 extern pthread_cond_t cond2;  ///< OPS has answered; the sender waits on it
@@ -117,6 +120,19 @@ extern Relaxed<int32_t> issReady;       ///< non-zero once ISS has finished star
 extern bool answerOutstanding GUARDED_BY(mutex);
 /// When the message with OPS was sent, or its sending began; tells it from every other.
 extern std::chrono::steady_clock::time_point answerSentAt GUARDED_BY(mutex);
+
+}  // namespace ring
+
+using ring::answerOutstanding;
+using ring::answerSentAt;
+using ring::cond;
+using ring::cond2;
+using ring::IssProcessing;
+using ring::issReady;
+using ring::MsgArray;
+using ring::mutex;
+using ring::readpointer;
+using ring::writepointer;
 
 /// How a batch of messages meets the ring.
 enum class Admission {
