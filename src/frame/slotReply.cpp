@@ -24,6 +24,12 @@ void replyWhenLast(MsgArrayEntry& slot, Service* service, bool last, int logLine
   reply(*service->stub(), std::exchange(slot.reply, nullptr), slot.arguments);
 }
 
+/// The text of a request stands in its last slot only.
+void takeText(MsgArrayEntry& slot) {
+  MsgArrayEntry& last = MsgArray[(&slot - MsgArray + slot.msgCount - slot.msgNo) % MsgArraySize];
+  if (last.reply == slot.reply) slot.arguments.dataVfis.swap(last.arguments.dataVfis);
+}
+
 }  // namespace
 
 void replyPortParams(MsgArrayEntry& slot, bool last) {
@@ -45,11 +51,11 @@ void replySyncE(MsgArrayEntry& slot, bool last) {
 
 void replyIssMgr(MsgArrayEntry& slot, bool last, const std::pair<int32_t, int32_t>& ids) {
   replyWhenLast(slot, slot.issMgrService, last, 541,
-                [&ids](OBsetIssMgrParams_1_0_S& stub, OBstubReply* reply, const SavedArguments& saved) {
+                [&ids](OBsetIssMgrParams_1_0_S& stub, OBstubReply* reply, SavedArguments& saved) {
                   stub.setIssMgrParams_reply(reply, saved.ruleType, saved.action, saved.L2Pbmp,
                                              saved.MplsPbmp, saved.flushAct, saved.vpn, saved.vp,
                                              saved.portNr, saved.vlan, saved.mplsLbl, saved.pwLbl,
-                                             saved.dataVfis, 0, 0, 0, 0, ids.first, ids.second);
+                                             std::move(saved.dataVfis), 0, 0, 0, 0, ids.first, ids.second);
                 });
 }
 
@@ -72,6 +78,7 @@ void replyWithoutAnswer(MsgArrayEntry& slot) {
       replySyncE(slot, true);
       break;
     case MsgSource::IssMgr:
+      takeText(slot);
       replyIssMgr(slot, true, refused);
       break;
     case MsgSource::SmartSfp:

@@ -27,10 +27,10 @@ void SrvGetIssParams::handleGetCounters(OBstubReply* reply, uint32_t interfaceNu
                                         uint32_t& txUnicastPackets, uint32_t& txDiscarded,
                                         uint32_t& txErrors) {
   LOG(DEBUG3, atHandler, 157, "getIssParam message received over OTNBus\n");
-  std::unique_ptr<CountersRequest> request(new CountersRequest{
+  CountersRequest request{
       this, ReplyOwner(reply), CountersRequest::readCounters,
       ops::Counters{interfaceNum, rxOctets, rxUnicastPackets, rxDiscarded, rxErrors, rxUnknownProtocol,
-                    txOctets, txUnicastPackets, txDiscarded, txErrors}});
+                    txOctets, txUnicastPackets, txDiscarded, txErrors}};
   if (const int error = startWorker<run_iss_get_data_thread>(std::move(request)); error != 0)
     LOG(ERROR, atHandler, 184, "Failed to create thread: %s", strerror(error));
 }

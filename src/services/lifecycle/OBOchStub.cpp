@@ -3,7 +3,6 @@
 #include <pthread.h>
 
 #include <filesystem>
-#include <memory>
 #include <string>
 #include <system_error>
 
@@ -125,9 +124,9 @@ void OBOchStub::register_interface(OBcomponent* component) {
 
 void OBOchStub::triggerDataUser(OBstubReply* reply, int32_t state, bool) {
   LOG(DEBUG1, atTriggerDataUser, HERE, "%s", dataUserStateName(state));
-  const auto request = std::make_unique<OchTriggerRequest>(OchTriggerRequest{state, reply, m_pStub});
+  OchTriggerRequest request{state, reply, m_pStub};
   pthread_t thread;
-  if (pthread_create(&thread, nullptr, run_och_thread, request.get()) == 0)
+  if (pthread_create(&thread, nullptr, run_och_thread, &request) == 0)
     pthread_join(thread, nullptr);
   else
     OBstubReply::release(reply);

@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <memory>
+#include <new>
 #include <span>
 #include <utility>
 
@@ -22,6 +23,7 @@ class ReplyOwner {
  public:
   explicit ReplyOwner(OBstubReply* reply) : m_reply(reply) {}
   ~ReplyOwner() { OBstubReply::release(m_reply); }
+  ReplyOwner(ReplyOwner&& other) noexcept : m_reply(other.take()) {}
   ReplyOwner(const ReplyOwner&) = delete;
   ReplyOwner& operator=(const ReplyOwner&) = delete;
 
@@ -31,15 +33,18 @@ class ReplyOwner {
   OBstubReply* m_reply;
 };
 
-/// Has a worker run `run(Request*)` for the request, which owns it then. Returns 0, or the system's error
-/// number when there is no worker: the request is then deleted, and its caller gets no reply. When the
-/// process stops while the request waits for a place it is deleted too, which is no error.
+/// Puts the request on the heap and has a worker run `run(Request*)` for it, which owns it then. Returns 0,
+/// or the system's error number when there is no memory or no worker: the request is then deleted, and its
+/// caller gets no reply. When the process stops while the request waits for a place it is deleted too, which
+/// is no error.
 template <auto run, class Request>
-int startWorker(std::unique_ptr<Request> request) {
-  Work work{[](void* argument) { run(static_cast<Request*>(argument)); }, request.get(), 0};
-  if constexpr (requires { request->textSize(); }) work.textSize = request->textSize();
+int startWorker(Request request) {
+  std::unique_ptr<Request> kept(new (std::nothrow) Request(std::move(request)));
+  if (kept == nullptr) return ENOMEM;
+  Work work{[](void* argument) { run(static_cast<Request*>(argument)); }, kept.get(), 0};
+  if constexpr (requires { kept->textSize(); }) work.textSize = kept->textSize();
   const int error = handToWorker(work);
-  if (error == 0) static_cast<void>(request.release());
+  if (error == 0) static_cast<void>(kept.release());
   return error == ECANCELED ? 0 : error;
 }
 

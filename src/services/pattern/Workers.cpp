@@ -3,14 +3,18 @@
 #include <pthread.h>
 
 #include <cerrno>
+#include <new>
 
 #include "Guard.h"
+#include "TraceObject.h"
 #include "process/deadline.h"
 #include "process/intervals.h"
 #include "process/running.h"
 #include "process/threadCommon.h"
 
 namespace {
+
+constexpr LogPlace atCarryOut{"Workers", "carryOut"};
 
 constexpr int mostWorkers = 16;
 constexpr size_t places = 1024;
@@ -61,12 +65,22 @@ bool awaitWork() {
   return count > 0;
 }
 
+/// The request is gone afterwards, and with it what it held: its reply handle and the ring's lock.
+void carryOut(const Work& work) {
+  try {
+    work.run(work.request);
+  } catch (const std::bad_alloc&) {
+    LOG(ERROR, atCarryOut, HERE,
+        "There is no memory to carry a request out: it is dropped, its caller gets no reply");
+  }
+}
+
 void* runWorker(void*) {
   const Guard guard(&workersMutex);
   while (awaitWork()) {
     const Work work = take();
     pthread_mutex_unlock(&workersMutex.native);
-    work.run(work.request);
+    carryOut(work);
     pthread_mutex_lock(&workersMutex.native);
   }
   --workers;

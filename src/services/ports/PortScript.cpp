@@ -1,5 +1,6 @@
 #include "services/ports/PortScript.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdarg>
 #include <cstdio>
@@ -11,22 +12,7 @@ constexpr uint32_t acPort = 24;
 constexpr uint32_t ipInterfaceBase = 37;
 constexpr uint32_t stackedInterfaceBase = 183;
 
-/// A script under construction. Numbers are printed signed, as ISS reads them.
-class Script {
- public:
-  __attribute__((format(printf, 2, 3))) void line(const char* format, ...) {
-    std::array<char, 160> text{};
-    va_list arguments;
-    va_start(arguments, format);
-    vsnprintf(text.data(), text.size(), format, arguments);
-    va_end(arguments);
-    m_text += text.data();
-  }
-  std::string take() { return std::move(m_text); }
-
- private:
-  std::string m_text;
-};
+// Numbers are printed signed, as ISS reads them.
 
 int number(uint32_t value) {
   return static_cast<int>(value);
@@ -40,14 +26,14 @@ int portOnCard(uint32_t portNr) {
   return number(gigabit(portNr) ? portNr : portNr - gigabitPorts);
 }
 
-void addAcVlan(Script& script, const PortScriptInput& input) {
+void addAcVlan(PortScript& script, const PortScriptInput& input) {
   script.line("configure terminal\n");
   script.line("vlan %d\n", number(input.acVlan));
   script.line("ports gigabitethernet 0/%d\n", number(acPort));
   script.line("end\n");
 }
 
-void addPwVlan(Script& script, const PortScriptInput& input) {
+void addPwVlan(PortScript& script, const PortScriptInput& input) {
   const int port = portOnCard(input.portNr);
   script.line("configure terminal\n");
   script.line("vlan %d\n", number(input.pwVlan));
@@ -58,7 +44,7 @@ void addPwVlan(Script& script, const PortScriptInput& input) {
   script.line("end\n");
 }
 
-void addPort(Script& script, const PortScriptInput& input) {
+void addPort(PortScript& script, const PortScriptInput& input) {
   const int port = portOnCard(input.portNr);
   script.line("configure terminal\n");
   if (gigabit(input.portNr))
@@ -72,7 +58,7 @@ void addPort(Script& script, const PortScriptInput& input) {
   script.line("end\n");
 }
 
-void addIpInterface(Script& script, const PortScriptInput& input) {
+void addIpInterface(PortScript& script, const PortScriptInput& input) {
   const int ip = number(input.portNr + ipInterfaceBase);
   const int stacked = number(input.portNr + stackedInterfaceBase);
   std::array<char, 12> alias{};
@@ -99,17 +85,26 @@ void addIpInterface(Script& script, const PortScriptInput& input) {
 
 }  // namespace
 
-std::string setUpScript(const PortScriptInput& input) {
-  Script script;
+void PortScript::line(const char* format, ...) {
+  const size_t left = sizeof m_text - m_size;
+  va_list arguments;
+  va_start(arguments, format);
+  const int length = vsnprintf(m_text + m_size, left, format, arguments);
+  va_end(arguments);
+  if (length > 0) m_size += std::min(static_cast<size_t>(length), left - 1);
+}
+
+PortScript setUpScript(const PortScriptInput& input) {
+  PortScript script;
   if (!input.noAcPort) addAcVlan(script, input);
   addPwVlan(script, input);
   addPort(script, input);
   addIpInterface(script, input);
-  return script.take();
+  return script;
 }
 
-std::string releaseScript(const PortScriptInput& input) {
-  Script script;
+PortScript releaseScript(const PortScriptInput& input) {
+  PortScript script;
   script.line("configure terminal\n");
   script.line("no vlan %d\n", number(input.pwVlan));
   if (!input.noAcPort) script.line("no vlan %d\n", number(input.acVlan));
@@ -126,5 +121,5 @@ std::string releaseScript(const PortScriptInput& input) {
   script.line("configure terminal\n");
   script.line("no interface vlan %d\n", number(input.pwVlan));
   script.line("end\n");
-  return script.take();
+  return script;
 }

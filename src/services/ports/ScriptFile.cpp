@@ -5,9 +5,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
-#include <string>
 
 namespace {
 
@@ -38,11 +38,12 @@ int writeScriptFile(const char* path, std::string_view text) {
   if (unlink(path) != 0 && errno != ENOENT) return errno;
   // Made under a name that nobody can foresee, then moved: whoever keeps putting something at the path cannot
   // come between.
-  std::string made = std::string(path) + ".XXXXXX";
-  const int fd = mkostemp(made.data(), O_CLOEXEC);
+  char made[PATH_MAX];
+  if (snprintf(made, sizeof made, "%s.XXXXXX", path) >= static_cast<int>(sizeof made)) return ENAMETOOLONG;
+  const int fd = mkostemp(made, O_CLOEXEC);
   if (fd < 0) return errno;
   int error = fill(fd, text);
-  if (error == 0 && rename(made.c_str(), path) != 0) error = errno;
-  if (error != 0) unlink(made.c_str());
+  if (error == 0 && rename(made, path) != 0) error = errno;
+  if (error != 0) unlink(made);
   return error;
 }

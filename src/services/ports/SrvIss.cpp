@@ -54,9 +54,8 @@ void SrvIss::setPortParams(OBstubReply* reply, uint32_t action, uint32_t ifType,
                            uint32_t ifSpeed, bool bConfigure, uint32_t acVlan, uint32_t extra1,
                            uint32_t extra2) {
   LOG(DEBUG3, atSetPortParams, HERE, "SetPortParam message received over OTNBus\n");
-  std::unique_ptr<SetPortParamsRequest> request(
-      new SetPortParamsRequest{this, ReplyOwner(reply), action, ifType, portNr, portNr + pwVlanBase, ifSpeed,
-                               bConfigure, acVlan, extra1, extra2, m_bNoAcPort});
+  SetPortParamsRequest request{this,    ReplyOwner(reply), action, ifType, portNr, portNr + pwVlanBase,
+                               ifSpeed, bConfigure,        acVlan, extra1, extra2, m_bNoAcPort};
   if (const int error = startWorker<run_iss_script_thread>(std::move(request)); error != 0)
     LOG(ERROR, atSetPortParams, HERE, "Failed to create thread: %s", strerror(error));
 }

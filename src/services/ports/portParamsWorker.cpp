@@ -1,6 +1,5 @@
 #include <cstdio>
 #include <cstring>
-#include <string>
 #include <string_view>
 
 #include "Guard.h"
@@ -80,8 +79,8 @@ void SrvIss::CreateOPSFile(OtnIpcMsg* msg, PortAction action, const SetPortParam
   if (admit(writepointer, readpointer, messagesWithScript) != Admission::Fits && namedInRing(inputFile))
     return;
   const PortScriptInput input{request->portNr, request->pwVlan, request->acVlan, request->bNoAcPort};
-  const std::string script = action == PortAction::SetUp ? setUpScript(input) : releaseScript(input);
-  if (const int error = writeScriptFile(inputFile, script); error != 0) {
+  const PortScript script = action == PortAction::SetUp ? setUpScript(input) : releaseScript(input);
+  if (const int error = writeScriptFile(inputFile, script.text()); error != 0) {
     // The zero message is queued all the same: OPS's answer to it shows the failure.
     LOG(ERROR, atCreateOPSFile, HERE, "Unable to create OPS file!!\n");
     LOG(WARNING, atCreateOPSFile, HERE,

@@ -48,7 +48,7 @@ void SrvRedundancy::apply(int32_t queried) {
 
 void SrvRedundancy::setRedundantState(int32_t state) {
   LOG(INFO, atSetRedundantState, HERE, "setRedundantState: redundancyState=%s\n", redundancyStateName(state));
-  std::unique_ptr<RedundancyRequest> request(new RedundancyRequest{this, ReplyOwner(nullptr), state});
+  RedundancyRequest request{this, ReplyOwner(nullptr), state};
   m_redundancyState = state;
   if (const int error = startWorker<run_iss_redundancy_thread>(std::move(request)); error != 0)
     LOG(ERROR, atSetRedundantState, HERE, "Failed to create thread: %s", strerror(error));

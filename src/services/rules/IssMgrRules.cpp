@@ -1,11 +1,12 @@
 #include "services/rules/IssMgrRules.h"
 
 #include <iterator>
-#include <sstream>
-#include <vector>
+#include <optional>
+#include <string_view>
 
 #include "PortBitmap.h"
 #include "services/pattern/FilterRule.h"
+#include "services/pattern/NumberText.h"
 
 namespace {
 
@@ -74,17 +75,18 @@ void setPortNumber(uint8_t (&portList)[4], int16_t number) {
   portList[bit / 8] = static_cast<uint8_t>(0x80U >> bit % 8);
 }
 
-/// Comma-separated decimal numbers, as a stream reads them: blanks before a number are skipped, and what is
-/// between it and the next comma; the first thing that is no number ends the list.
-std::vector<int32_t> parseDataVlans(const std::string& text) {
-  std::vector<int32_t> vlans;
-  std::istringstream stream(text);
-  int32_t vlan = 0;
-  while (vlans.size() < ops::VlanMapping::maxDataVlans && stream >> vlan) {
-    stream.ignore(static_cast<std::streamsize>(text.size()), ',');
-    vlans.push_back(vlan);
+/// Comma-separated decimal numbers: what is between one and the next comma is skipped, and the first thing
+/// that is no number ends the list.
+void copyDataVlans(std::string_view text, OtnIpcMsg& msg) {
+  auto* at = reinterpret_cast<uint8_t*>(&msg) + offsetof(OtnIpcMsg, payload.vlanMapping.firstDataVlan);
+  for (size_t count = 0; count < ops::VlanMapping::maxDataVlans; ++count) {
+    const std::optional<int32_t> vlan = takeNumber(text);
+    if (!vlan) return;
+    memcpy(at, &*vlan, sizeof *vlan);
+    at += sizeof *vlan;
+    const size_t comma = text.find(',');
+    text.remove_prefix(comma == std::string_view::npos ? text.size() : comma + 1);
   }
-  return vlans;
 }
 
 }  // namespace
@@ -214,11 +216,7 @@ OtnIpcMsg vlanMapping(const IssMgrArguments& arguments) {
       static_cast<RuleType>(arguments.ruleType) == RuleType::ETS ? ETS_VLAN_MAPPING : MRP_VLAN_MAPPING;
   msg.payload.vlanMapping.key = vlanMappingKey(arguments);
   msg.payload.vlanMapping.vpn = arguments.vpn;
-  const std::vector<int32_t> vlans = parseDataVlans(arguments.dataVfis);
-  auto* bytes = reinterpret_cast<uint8_t*>(&msg);
-  if (!vlans.empty())
-    memcpy(bytes + offsetof(OtnIpcMsg, payload.vlanMapping.firstDataVlan), vlans.data(),
-           vlans.size() * sizeof(int32_t));
+  copyDataVlans(arguments.dataVfis, msg);
   return msg;
 }
 

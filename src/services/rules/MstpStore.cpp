@@ -3,6 +3,7 @@
 #include <sys/types.h>
 
 #include <algorithm>
+#include <new>
 
 #include "TraceObject.h"
 
@@ -52,7 +53,16 @@ void MstpStore::storeWanFpIds(uint32_t pbmp, int32_t mplsLabel, int32_t pwLabel,
         pwLabel);
     return;
   }
-  m_wanFpIds.push_back({port, mplsLabel, pwLabel, fpId0, fpId1});
+  try {
+    m_wanFpIds.push_back({port, mplsLabel, pwLabel, fpId0, fpId1});
+  } catch (const std::bad_alloc&) {
+    LOG(ERROR, atStoreMstpWanConfigFpIds, HERE,
+        "port=%d, mplsLabel=%d, pwLabel=%d: no memory to store FP IDs: the rule cannot be deleted by its "
+        "port "
+        "and labels",
+        port, mplsLabel, pwLabel);
+    return;
+  }
   LOG(DEBUG3, atStoreMstpWanConfigFpIds, 695, "MstpWanConfigFpIds: new list size = %zd",
       static_cast<ssize_t>(m_wanFpIds.size()));
 }

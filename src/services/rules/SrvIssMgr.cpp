@@ -50,10 +50,10 @@ void SrvIssMgr::setIssMgrParams(OBstubReply* reply, uint32_t ruleType, uint32_t 
       static_cast<int>(MplsPbmp), flushAct, static_cast<int>(vpn), static_cast<int>(vp),
       static_cast<int>(port), static_cast<int>(vlan), static_cast<int>(mplsLbl), static_cast<int>(pwLbl),
       dataVfis.c_str(), fpId0, fpId1);
-  std::unique_ptr<IssMgrRequest> request(new IssMgrRequest{
+  IssMgrRequest request{
       this, ReplyOwner(reply),
       IssMgrArguments{ruleType, action, L2Pbmp, MplsPbmp, flushAct, vpn, vp, port, vlan, mplsLbl, pwLbl,
-                      fpId0, fpId1, std::move(dataVfis), chassisId, lldpReserved, MgmtIp, slotId}});
+                      fpId0, fpId1, std::move(dataVfis), chassisId, lldpReserved, MgmtIp, slotId}};
   if (const int error = startWorker<run_iss_IssMgr_thread>(std::move(request)); error != 0)
     LOG(ERROR, atSetIssMgrParams, 623, "Failed to create thread: %s", strerror(error));
 }

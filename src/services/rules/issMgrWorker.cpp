@@ -137,15 +137,15 @@ constexpr OverflowLine overflow{worker, 478, 486};
 
 void replyRefused(IssMgrRequest& request) {
   if (request.service->stub() == nullptr) return;
-  const IssMgrArguments& a = request.arguments;
-  request.service->stub()->setIssMgrParams_reply(request.reply.take(), a.ruleType, a.action, a.L2Pbmp,
-                                                 a.MplsPbmp, a.flushAct, a.vpn, a.vp, a.port, a.vlan,
-                                                 a.mplsLbl, a.pwLbl, a.dataVfis, 0, 0, 0, 0, noFpId, noFpId);
+  IssMgrArguments& a = request.arguments;
+  request.service->stub()->setIssMgrParams_reply(
+      request.reply.take(), a.ruleType, a.action, a.L2Pbmp, a.MplsPbmp, a.flushAct, a.vpn, a.vp, a.port,
+      a.vlan, a.mplsLbl, a.pwLbl, std::move(a.dataVfis), 0, 0, 0, 0, noFpId, noFpId);
 }
 
-void fillSlot(MsgArrayEntry& slot, const IssMgrRequest& request) {
+void fillSlot(MsgArrayEntry& slot, IssMgrRequest& request) noexcept {
   slot.issMgrService = request.service;
-  const IssMgrArguments& arguments = request.arguments;
+  IssMgrArguments& arguments = request.arguments;
   SavedArguments& saved = slot.arguments;
   saved.action = arguments.action;
   saved.portNr = arguments.port;
@@ -158,7 +158,8 @@ void fillSlot(MsgArrayEntry& slot, const IssMgrRequest& request) {
   saved.vp = arguments.vp;
   saved.mplsLbl = arguments.mplsLbl;
   saved.pwLbl = arguments.pwLbl;
-  saved.dataVfis = arguments.dataVfis;
+  // The slot that gives the reply has the text; the request needs it no more.
+  if (slot.msgNo == slot.msgCount) saved.dataVfis = std::move(arguments.dataVfis);
 }
 
 void logProcessing(const IssMgrArguments& arguments) {

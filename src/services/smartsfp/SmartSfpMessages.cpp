@@ -1,10 +1,12 @@
 #include "services/smartsfp/SmartSfpMessages.h"
 
-#include <sstream>
+#include <optional>
+#include <string_view>
 
 #include "PortBitmap.h"
 #include "TraceObject.h"
 #include "services/pattern/FilterRule.h"
+#include "services/pattern/NumberText.h"
 
 namespace {
 
@@ -13,6 +15,16 @@ constexpr LogPlace worker{"SrvSmartSfp", "run_iss_SmartSfp_thread"};
 uint8_t ruleActionOf(const SmartSfpArguments& arguments) {
   if (arguments.fpId == 0) return ops::actionCreate;
   return arguments.pbmp == 0 ? ops::actionDelete : ops::actionModify;
+}
+
+/// Numbers with any one character between them; the first thing that is no number ends them.
+void copyPdu(std::string_view text, uint8_t (&pdu)[sizeof ops::SmartSfpPdu::pdu]) {
+  for (uint8_t& byte : pdu) {
+    const std::optional<int32_t> value = takeNumber(text);
+    if (!value) return;
+    byte = static_cast<uint8_t>(*value);
+    if (!text.empty()) text.remove_prefix(1);
+  }
 }
 
 }  // namespace
@@ -40,12 +52,7 @@ OtnIpcMsg smartSfpPdu(const SmartSfpArguments& arguments) {
   OtnIpcMsg msg{};
   msg.msgType = SMARTSFP_PDU_CMD;
   ops::SmartSfpPdu& payload = msg.payload.smartSfp;
-  std::istringstream stream(arguments.pdu);
-  int32_t value = 0;
-  for (size_t i = 0; i < sizeof payload.pdu && stream >> value; ++i) {
-    payload.pdu[i] = static_cast<uint8_t>(value);
-    stream.ignore(1);
-  }
+  copyPdu(arguments.pdu, payload.pdu);
   payload.pbmp = arguments.pbmp;
   payload.size = arguments.size;
   constexpr int sizeOfStr = 4;

@@ -52,9 +52,9 @@ void SrvSmartSfp::setSmartSfpParams(OBstubReply* reply, uint32_t enableFilter, u
       "setSmartSfpParams: enableFilter=%d, action=%d, sendOutPDU=%d,                   pbmp=%d, size=%d",
       static_cast<int>(enableFilter), static_cast<int>(action), static_cast<int>(sendOutPDU),
       static_cast<int>(pbmp), static_cast<int>(size));
-  std::unique_ptr<SmartSfpRequest> request(new SmartSfpRequest{
+  SmartSfpRequest request{
       this, ReplyOwner(reply),
-      SmartSfpArguments{std::move(pdu), enableFilter, action, sendOutPDU, pbmp, size, fpId()}});
+      SmartSfpArguments{std::move(pdu), enableFilter, action, sendOutPDU, pbmp, size, fpId()}};
   if (const int error = startWorker<run_iss_SmartSfp_thread>(std::move(request)); error != 0)
     LOG(ERROR, atSetSmartSfpParams, HERE, "Failed to create thread: %s", strerror(error));
 }
@@ -63,9 +63,9 @@ namespace {
 
 void replyUnchanged(SmartSfpRequest& request) {
   if (request.service->stub() == nullptr) return;
-  const SmartSfpArguments& a = request.arguments;
+  SmartSfpArguments& a = request.arguments;
   request.service->stub()->setSmartSfpParams_reply(request.reply.take(), a.enableFilter, a.action,
-                                                   a.sendOutPDU, a.pbmp, a.size, a.pdu);
+                                                   a.sendOutPDU, a.pbmp, a.size, std::move(a.pdu));
 }
 
 void fillSlot(MsgArrayEntry& slot, const SmartSfpRequest& request) {

@@ -29,9 +29,9 @@ void SrvSyncE::setSyncEParam(OBstubReply* reply, uint32_t enableFilter, uint32_t
       static_cast<int>(enableFilter), static_cast<int>(enableClk), static_cast<int>(slot),
       static_cast<int>(clksrc), static_cast<int>(phymode));
   LOG(DEBUG3, atSetSyncEParam, 204, "SetSyncEParam message received over OTNBus\n");
-  std::unique_ptr<SyncERequest> request(new SyncERequest{
+  SyncERequest request{
       this, ReplyOwner(reply),
-      SyncEArguments{enableFilter, slot, enableClk, clksrc, phymode, sendPdu, pduWord1, pduWord2, pduWord3}});
+      SyncEArguments{enableFilter, slot, enableClk, clksrc, phymode, sendPdu, pduWord1, pduWord2, pduWord3}};
   if (const int error = startWorker<run_iss_syncE_thread>(std::move(request)); error != 0)
     LOG(ERROR, atSetSyncEParam, 227, "Failed to create thread: %s", strerror(error));
 }

@@ -139,8 +139,7 @@ TEST_F(GivenUp, ARuleIsAnsweredAsARefusedOne) {
   slot.issMgrService = &SrvIssMgr::getInstance();
   slot.arguments.ruleType = 1;
   slot.arguments.vlan = 34;
-  slot.arguments.dataVfis = "1,2";
-  queue(MsgSource::IssMgr, 2, 2, slot.reply);
+  queue(MsgSource::IssMgr, 2, 2, slot.reply).arguments.dataVfis = "1,2";
   giveUp();
   EXPECT_EQ(readpointer, 2);
   expectOneReply(

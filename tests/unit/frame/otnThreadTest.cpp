@@ -5,7 +5,6 @@
 #include <atomic>
 #include <chrono>
 #include <filesystem>
-#include <memory>
 #include <string>
 #include <thread>
 
@@ -82,7 +81,7 @@ void nameTheWorker(int* request) {
 }
 
 TEST_F(BusThreadsStop, EndsTheWorkersThatAreIdle) {
-  ASSERT_EQ(startWorker<nameTheWorker>(std::make_unique<int>()), 0);
+  ASSERT_EQ(startWorker<nameTheWorker>(0), 0);
   ASSERT_TRUE(waitForWorkers(20000));
   const auto task = std::filesystem::path("/proc/self/task") / std::to_string(worker);
   EXPECT_TRUE(exists(task));
@@ -100,7 +99,7 @@ class BusThreadsStopUnderAWorker : public BusThreadsStop {
   /// In a process of its own, which ends under the worker as the daemon does: with 0 when all is as it should
   /// be.
   [[noreturn]] void run() {
-    if (startWorker<waitForEver>(std::make_unique<int>()) != 0) _exit(1);
+    if (startWorker<waitForEver>(0) != 0) _exit(1);
     const auto before = steady_clock::now();
     start_otn_comm(nullptr);
     const auto took = steady_clock::now() - before;

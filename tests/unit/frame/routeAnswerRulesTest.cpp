@@ -8,6 +8,7 @@
 #include "support/OwnNamespaces.h"
 #include "support/Record.h"
 #include "support/RingTest.h"
+#include "support/memory.h"
 
 namespace {
 
@@ -98,6 +99,20 @@ TEST_F(RuleAnswers, ReplyWithTheSavedArgumentsAndTheIds) {
   EXPECT_EQ(readpointer, 1);
   EXPECT_EQ(MsgArray[0].source, MsgSource::None);
   EXPECT_EQ(MsgArray[0].reply, nullptr);
+}
+
+TEST_F(RuleAnswers, NeedNoMemoryForTheirReply) {
+  withStub();
+  const std::string vlans = "11,12,13,14,15,16,17,18,19,20";
+  queue(1, 1, FakeBus::call(62)).arguments.dataVfis = vlans;
+  const OtnIpcMsg answer = recordOf(rule(5, 1, 4711, 0xFFFFFFFF, 1));
+  {
+    const NoMemory lacking;
+    EXPECT_TRUE(routeAnswer(answer, m_debugSocket));
+  }
+  ASSERT_EQ(FakeBus::replies().size(), 1U);
+  EXPECT_EQ(FakeBus::replies()[0].results[11], OBvalue(vlans));
+  EXPECT_EQ(readpointer, 1);
 }
 
 TEST_F(RuleAnswers, ReplyOnceWithTheIdsOfTheLastAnswer) {

@@ -6,6 +6,7 @@
 
 #include "OBstub.h"
 #include "OBstubReply.h"
+#include "support/memory.h"
 
 namespace {
 
@@ -93,6 +94,7 @@ OBstubReply::OBstubReply(std::shared_ptr<otnbus::Outbox> outbox, uint64_t call)
 
 void OBstubReply::release(OBstubReply* reply) {
   if (reply == nullptr) return;
+  const MemoryOutside memory;
   {
     const std::lock_guard guard(state().mutex);
     state().released.push_back(reply->m_call);
@@ -122,6 +124,7 @@ bool OBstub::register_signal(const char* busInterfaceName, std::function<void()>
 
 void OBstub::send_reply(OBstubReply* reply, std::initializer_list<OBvalue> results) {
   if (reply == nullptr) return;
+  const MemoryOutside memory;
   {
     const std::lock_guard guard(state().mutex);
     state().replies.push_back({reply->m_call, results});

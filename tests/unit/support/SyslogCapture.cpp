@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <mutex>
 
+#include "support/memory.h"
+
 #ifdef __SANITIZE_THREAD__
 /// The daemon's signal handlers log, and do no harm with it: signals are open only where nothing else is
 /// logged.
@@ -31,6 +33,7 @@ Sink& sink() {
 }
 
 [[gnu::format(printf, 2, 0)]] void write(int priority, const char* format, va_list arguments) {
+  const MemoryOutside memory;
   va_list again;
   va_copy(again, arguments);
   const int length = vsnprintf(nullptr, 0, format, again);

@@ -13,6 +13,7 @@
 #include "services/pattern/ServicePattern.h"
 #include "support/FakeBus.h"
 #include "support/RingTest.h"
+#include "support/memory.h"
 #include "support/waitFor.h"
 
 namespace {
@@ -65,10 +66,17 @@ class Gate {
 
 struct Job {
   Job(Gate& at, int place, OBstubReply* handle = nullptr, size_t textBytes = 0)
-      : gate(at), number(place), reply(handle), text(textBytes) {}
-  ~Job() { ++gate.deleted; }
+      : gate(&at), number(place), reply(handle), text(textBytes) {}
+  Job(Job&& other) noexcept
+      : gate(std::exchange(other.gate, nullptr)),
+        number(other.number),
+        reply(std::move(other.reply)),
+        text(other.text) {}
+  ~Job() {
+    if (gate != nullptr) ++gate->deleted;
+  }
   size_t textSize() const { return text; }
-  Gate& gate;
+  Gate* gate;
   int number;
   ReplyOwner reply;
   size_t text;
@@ -76,11 +84,11 @@ struct Job {
 
 void waitAtGate(Job* argument) {
   const std::unique_ptr<Job> job(argument);
-  job->gate.pass(job->number);
+  job->gate->pass(job->number);
 }
 
 int start(Gate& gate, int number = 0, OBstubReply* reply = nullptr, size_t textSize = 0) {
-  return startWorker<waitAtGate>(std::make_unique<Job>(gate, number, reply, textSize));
+  return startWorker<waitAtGate>(Job(gate, number, reply, textSize));
 }
 
 class Workers : public RingTest {
@@ -145,7 +153,7 @@ void lookAtOneself(Seen** seen) {
 
 TEST_F(Workers, RunDetachedWithTheCommonStack) {
   Seen seen;
-  ASSERT_EQ(startWorker<lookAtOneself>(std::make_unique<Seen*>(&seen)), 0);
+  ASSERT_EQ(startWorker<lookAtOneself>(&seen), 0);
   ASSERT_TRUE(waitForWorkers(20000));
   EXPECT_EQ(seen.detached, PTHREAD_CREATE_DETACHED);
   EXPECT_EQ(lastStackSize(), 131072U);
@@ -171,6 +179,32 @@ TEST_F(Workers, ThatCannotStartFreeTheRequestAndItsReply) {
   gate.open();
   EXPECT_EQ(start(gate, 0), 0) << "the next one may start";
   EXPECT_TRUE(waitForWorkers(20000));
+}
+
+void runOutOfMemory(Job* argument) {
+  const std::unique_ptr<Job> job(argument);
+  const Guard guard(&mutex);
+  const NoMemory lacking;
+  const std::string text(64, 'x');
+  job->gate->pass(static_cast<int>(text.size()));
+}
+
+TEST_F(Workers, OutliveARequestThatRunsOutOfMemory) {
+  Gate gate;
+  gate.open();
+  const int before = threadsCreated();
+  ASSERT_EQ(startWorker<runOutOfMemory>(Job(gate, 0, FakeBus::call(10))), 0);
+  ASSERT_TRUE(waitForWorkers(20000));
+  EXPECT_EQ(gate.arrived(), 0);
+  EXPECT_EQ(gate.deleted, 1);
+  EXPECT_THAT(FakeBus::released(), ElementsAre(10U));
+  EXPECT_TRUE(ringIsFree());
+  EXPECT_THAT(unnumbered(), ElementsAre(loggedAnywhere("ERROR", "Workers", "carryOut",
+                                                       "There is no memory to carry a request out: it is "
+                                                       "dropped, its caller gets no reply")));
+  ASSERT_EQ(start(gate), 0);
+  ASSERT_TRUE(waitForWorkers(20000));
+  EXPECT_EQ(threadsCreated() - before, 1) << "the same worker goes on";
 }
 
 TEST_F(Workers, AreKeptForTheNextRequest) {

@@ -92,13 +92,14 @@ PortScriptInput inputOf(const Port& port, bool noAcPort) {
 
 TEST(SetUpScript, IsByteForByteForEachKindOfPort) {
   for (const Port& port : ports) {
-    EXPECT_EQ(setUpScript(inputOf(port, false)), acVlanLines + expectedSetUp(port));
-    EXPECT_EQ(setUpScript(inputOf(port, true)), expectedSetUp(port));
+    EXPECT_EQ(setUpScript(inputOf(port, false)).text(), acVlanLines + expectedSetUp(port));
+    EXPECT_EQ(setUpScript(inputOf(port, true)).text(), expectedSetUp(port));
   }
 }
 
 TEST(SetUpScript, MasksTheAliasToTwelveBitsAndNothingElse) {
-  const std::string script = setUpScript({100, 4100, 77, true});
+  const PortScript built = setUpScript({100, 4100, 77, true});
+  const std::string_view script = built.text();
   EXPECT_NE(script.find("snmpset mib name ifAlias.137 value 76:6c:61:6e:30:30:30:34\n"), std::string::npos);
   EXPECT_NE(script.find("vlan 4100\n"), std::string::npos);
   EXPECT_NE(script.find("switchport pvid 4100\n"), std::string::npos);
@@ -106,17 +107,24 @@ TEST(SetUpScript, MasksTheAliasToTwelveBitsAndNothingElse) {
 }
 
 TEST(SetUpScript, ComparesThePortNumberUnsigned) {
-  const std::string script = setUpScript({0xFFFFFFFF, 3999, 77, true});
+  const PortScript built = setUpScript({0xFFFFFFFF, 3999, 77, true});
+  const std::string_view script = built.text();
   EXPECT_NE(script.find("interface extreme-ethernet 0/-25\n"), std::string::npos);
   EXPECT_NE(script.find("ifMainRowStatus.36 value 5\n"), std::string::npos);
   EXPECT_NE(script.find("76:6c:61:6e:33:39:39:39\n"), std::string::npos);
 }
 
+TEST(SetUpScript, HasRoomForNumbersAtTheirLongest) {
+  const PortScript script = setUpScript({0x80000000, 0x80000000, 0x80000000, false});
+  EXPECT_LT(script.text().size(), 2000U);
+  EXPECT_TRUE(script.text().ends_with("ifMainAdminStatus.-2147483611 value 1\nend\n"));
+}
+
 TEST(ReleaseScript, IsByteForByteForEachKindOfPort) {
   for (const Port& port : ports) {
-    EXPECT_EQ(releaseScript(inputOf(port, false)),
+    EXPECT_EQ(releaseScript(inputOf(port, false)).text(),
               filledIn(releaseLines, {{"<PW>", port.pwVlan}, {"<AC>", "no vlan 77\n"}}));
-    EXPECT_EQ(releaseScript(inputOf(port, true)),
+    EXPECT_EQ(releaseScript(inputOf(port, true)).text(),
               filledIn(releaseLines, {{"<PW>", port.pwVlan}, {"<AC>", ""}}));
   }
 }

@@ -16,6 +16,7 @@
 #include "support/Record.h"
 #include "support/RingTest.h"
 #include "support/contents.h"
+#include "support/memory.h"
 
 namespace {
 
@@ -332,6 +333,19 @@ TEST_F(PortParams, WithoutAThreadGetNoReply) {
   EXPECT_THAT(FakeBus::replies(), IsEmpty());
   EXPECT_THAT(FakeBus::released(), ElementsAre(51U));
   EXPECT_TRUE(waitForWorkers(0));
+}
+
+TEST_F(PortParams, NeedNoMemoryButTheirOwn) {
+  scriptFile("/tmp/SetVlanPort5_0");
+  SetPortParamsRequest* const setUp = request(1, 5, true);
+  {
+    const NoMemory lacking;
+    run_iss_script_thread(setUp);
+  }
+  EXPECT_EQ(writepointer, 2);
+  expectSlot(1, 2, 2, 1, 5);
+  EXPECT_THAT(contents("/tmp/SetVlanPort5_0"), ::testing::EndsWith("ifMainAdminStatus.42 value 1\nend\n"));
+  releaseQueued(1);
 }
 
 TEST_F(PortParams, HaveNoSynchronousForm) {

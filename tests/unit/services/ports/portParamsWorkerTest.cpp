@@ -52,7 +52,7 @@ class PortScripts : public RingTest {
         &SrvIss::getInstance(), ReplyOwner(FakeBus::call(1)), static_cast<uint32_t>(action), 6, port,
         port + 4000, 1000, true, 77, 0, 0, false});
   }
-  static std::string setUp() { return setUpScript({port, port + 4000, 77, false}); }
+  static std::string setUp() { return std::string(setUpScript({port, port + 4000, 77, false}).text()); }
 
   /// The ring holds what is between the indexes: releases of the port, seen from their second message on.
   static void fillWithReleases(int32_t read, int32_t write) {

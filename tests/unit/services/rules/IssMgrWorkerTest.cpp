@@ -4,6 +4,7 @@
 
 #include "services/failThreads.h"
 #include "services/rules/IssMgrTest.h"
+#include "support/memory.h"
 
 namespace {
 
@@ -63,7 +64,7 @@ class IssMgrRequests : public IssMgrTest {
     EXPECT_EQ(saved.vlan, a.vlan);
     EXPECT_EQ(saved.mplsLbl, a.mplsLbl);
     EXPECT_EQ(saved.pwLbl, a.pwLbl);
-    EXPECT_EQ(saved.dataVfis, a.dataVfis);
+    EXPECT_EQ(saved.dataVfis, msgNo == msgCount ? a.dataVfis : "") << "the last one replies";
   }
   static void releaseQueued(int index) { OBstubReply::release(MsgArray[index].reply); }
 };
@@ -290,6 +291,46 @@ TEST_F(IssMgrRequests, WithoutAThreadGetNoReply) {
 
 TEST_F(IssMgrRequests, CountByTheirTextWhileTheyWait) {
   EXPECT_EQ((IssMgrRequest{&service(), ReplyOwner(nullptr), second(lldp, creation, 2)}.textSize()), 3U);
+}
+
+TEST_F(IssMgrRequests, NeedNoMemoryButTheirOwn) {
+  IssMgrArguments arguments = second(mstpLan, creation, 2);
+  arguments.dataVfis = "11,12,13,14,15,16,17,18,19,20";
+  auto* const request = new IssMgrRequest{&service(), ReplyOwner(FakeBus::call(56)), arguments};
+  {
+    const NoMemory lacking;
+    run_iss_IssMgr_thread(request);
+  }
+  EXPECT_EQ(writepointer, 2);
+  expectSlot(1, 2, 2, arguments);
+  EXPECT_EQ(bytesOf(MsgArray[1].msg).substr(12, 8), std::string("\x0B\0\0\0\x0C\0\0\0", 8));
+  releaseQueued(1);
+}
+
+TEST_F(IssMgrRequests, AreRefusedWithoutFurtherMemory) {
+  withStub();
+  writepointer = 18;
+  IssMgrArguments arguments = second(mstpLan, creation, 2);
+  arguments.dataVfis = "11,12,13,14,15,16,17,18,19,20";
+  auto* const request = new IssMgrRequest{&service(), ReplyOwner(FakeBus::call(57)), arguments};
+  {
+    const NoMemory lacking;
+    run_iss_IssMgr_thread(request);
+  }
+  expectRefusal(57, arguments);
+}
+
+TEST_F(IssMgrRequests, WithoutMemoryForThemGetNoReply) {
+  withStub();
+  OBstubReply* const reply = FakeBus::call(58);
+  {
+    const NoMemory lacking;
+    service().setIssMgrParams(reply, lldp, creation, 0, 0, 1, 0, 0, 0, 0, 0, 0, "", 0, 0, 0, 0, 0, 0);
+  }
+  EXPECT_EQ(lines().back(), logged("ERROR", "SrvIssMgr", 623, "setIssMgrParams",
+                                   "Failed to create thread: Cannot allocate memory"));
+  EXPECT_EQ(writepointer, 0);
+  EXPECT_THAT(FakeBus::released(), ElementsAre(58U));
 }
 
 TEST_F(IssMgrRequests, HaveNoSynchronousForm) {

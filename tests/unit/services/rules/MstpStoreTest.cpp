@@ -2,6 +2,7 @@
 
 #include "services/rules/SrvIssMgr.h"
 #include "support/RoomTest.h"
+#include "support/memory.h"
 
 namespace {
 
@@ -126,6 +127,18 @@ TEST_F(MstpRules, ThatAreNotThereLeaveTheOutputs) {
               ElementsAre(line("ERROR", 712, taking,
                                "port=3, mplsLabel=5000, pwLabel=1: no FP IDs exist for this combination")));
   EXPECT_TRUE(holds(3, 904, 1, 1, 2));
+}
+
+TEST_F(MstpRules, AreNotStoredWithoutMemory) {
+  {
+    const NoMemory lacking;
+    store().storeMstpWanConfigFpIds(0x8, 100, 200, 71, 72);
+  }
+  EXPECT_EQ(
+      unnumbered().back(),
+      loggedAnywhere("ERROR", "SrvIssMgr", "storeMstpWanConfigFpIds",
+                     "port=3, mplsLabel=100, pwLabel=200: no memory to store FP IDs: the rule cannot be "
+                     "deleted by its port and labels"));
 }
 
 TEST_F(MstpRules, EndWithTheService) {

@@ -7,6 +7,7 @@
 #include "support/FakeBus.h"
 #include "support/Record.h"
 #include "support/RingTest.h"
+#include "support/memory.h"
 
 namespace {
 
@@ -366,6 +367,24 @@ TEST_F(SmartSfpRequests, WithoutAThreadGetNoReply) {
 
 TEST_F(SmartSfpRequests, CountByTheirTextWhileTheyWait) {
   EXPECT_EQ((SmartSfpRequest{&service(), ReplyOwner(nullptr), request(1, 1)}.textSize()), 11U);
+}
+
+TEST_F(SmartSfpRequests, NeedNoMemoryButTheirOwn) {
+  withStub();
+  writepointer = 16;
+  SmartSfpArguments arguments = request(1, 1);
+  arguments.pdu = "1:2:3:4:5:6:7:8:9:10:11:12:13:14:15:16:17:18:19:20";
+  auto* const queued = new SmartSfpRequest{&service(), ReplyOwner(FakeBus::call(32)), arguments};
+  auto* const refused = new SmartSfpRequest{&service(), ReplyOwner(FakeBus::call(33)), arguments};
+  {
+    const NoMemory lacking;
+    run_iss_SmartSfp_thread(queued);
+    run_iss_SmartSfp_thread(refused);
+  }
+  EXPECT_EQ(writepointer, 18);
+  expectSlot(17, 2, 2, arguments);
+  expectEcho(33, arguments);
+  releaseQueued(17);
 }
 
 TEST_F(SmartSfpRequests, HaveNoSynchronousForm) {
