@@ -11,17 +11,22 @@ namespace {
 
 constexpr LogPlace atMain{"main", "main"};
 
-template <class Service, class Reply>
-void replyWhenLast(MsgArrayEntry& slot, Service* service, bool last, int logLine, Reply reply) {
+/// Whether a reply is due now. Without a service or stub there never is one: with the last message its handle
+/// is released.
+template <class Service>
+bool replyIsDue(MsgArrayEntry& slot, const Service* service, bool last, int logLine) {
   if (service == nullptr || service->stub() == nullptr) {
     LOG(ERROR, atMain, HERE, "no service to send the reply of this answer, source %d",
         static_cast<int>(slot.source));
     if (last) OBstubReply::release(std::exchange(slot.reply, nullptr));
-    return;
+    return false;
   }
-  if (!last) return;
-  LOG(DEBUG3, atMain, logLine, "send reply over OTNbus\n");
-  reply(*service->stub(), std::exchange(slot.reply, nullptr), slot.arguments);
+  if (last) LOG(DEBUG3, atMain, logLine, "send reply over OTNbus\n");
+  return last;
+}
+
+ReplyOwner takeReply(MsgArrayEntry& slot) {
+  return ReplyOwner(std::exchange(slot.reply, nullptr));
 }
 
 /// The text of a request stands in its last slot only.
@@ -33,43 +38,28 @@ void takeText(MsgArrayEntry& slot) {
 }  // namespace
 
 void replyPortParams(MsgArrayEntry& slot, bool last) {
-  replyWhenLast(slot, slot.portParamsService, last, 477,
-                [](OBsetPortParams_1_0_S& stub, OBstubReply* reply, const SavedArguments& saved) {
-                  stub.setPortParams_reply(reply, saved.action, saved.ifType, saved.portNr, saved.ifSpeed,
-                                           saved.bConfigure != 0, saved.acVlan, saved.extra1, saved.extra2);
-                });
+  SrvIss* const service = slot.portParamsService;
+  if (replyIsDue(slot, service, last, 477)) service->giveReply(takeReply(slot), slot.arguments);
 }
 
 void replySyncE(MsgArrayEntry& slot, bool last) {
-  replyWhenLast(slot, slot.syncEService, last, 503,
-                [](OBsetSyncEParams_1_0_S& stub, OBstubReply* reply, const SavedArguments& saved) {
-                  stub.setSyncEParam_reply(reply, saved.enableFilter, saved.slot, saved.enableClk,
-                                           saved.clksrc, saved.phymode, saved.sendPdu, saved.pduWord1,
-                                           saved.pduWord2, saved.pduWord3);
-                });
+  SrvSyncE* const service = slot.syncEService;
+  if (replyIsDue(slot, service, last, 503)) service->giveReply(takeReply(slot), slot.arguments);
 }
 
 void replyIssMgr(MsgArrayEntry& slot, bool last, const std::pair<int32_t, int32_t>& ids) {
-  replyWhenLast(slot, slot.issMgrService, last, 541,
-                [&ids](OBsetIssMgrParams_1_0_S& stub, OBstubReply* reply, SavedArguments& saved) {
-                  stub.setIssMgrParams_reply(reply, saved.ruleType, saved.action, saved.L2Pbmp,
-                                             saved.MplsPbmp, saved.flushAct, saved.vpn, saved.vp,
-                                             saved.portNr, saved.vlan, saved.mplsLbl, saved.pwLbl,
-                                             std::move(saved.dataVfis), 0, 0, 0, 0, ids.first, ids.second);
-                });
+  SrvIssMgr* const service = slot.issMgrService;
+  if (replyIsDue(slot, service, last, 541)) service->giveReply(takeReply(slot), slot.arguments, ids);
 }
 
 void replySmartSfp(MsgArrayEntry& slot, bool last, uint32_t ports) {
-  replyWhenLast(slot, slot.smartSfpService, last, 572,
-                [ports](OBsetSmartSfpParams_1_0_S& stub, OBstubReply* reply, const SavedArguments& saved) {
-                  stub.setSmartSfpParams_reply(reply, saved.enableFilter, saved.action, saved.sendOutPDU,
-                                               ports, saved.size, std::string());
-                  LOG(DEBUG3, atMain, 580, "sent reply over OTNbus\n");
-                });
+  SrvSmartSfp* const service = slot.smartSfpService;
+  if (!replyIsDue(slot, service, last, 572)) return;
+  service->giveReply(takeReply(slot), slot.arguments, ports, {});
+  LOG(DEBUG3, atMain, 580, "sent reply over OTNbus\n");
 }
 
 void replyWithoutAnswer(MsgArrayEntry& slot) {
-  constexpr std::pair<int32_t, int32_t> refused{-1, -1};
   switch (slot.source) {
     case MsgSource::PortParams:
       replyPortParams(slot, true);
@@ -79,7 +69,7 @@ void replyWithoutAnswer(MsgArrayEntry& slot) {
       break;
     case MsgSource::IssMgr:
       takeText(slot);
-      replyIssMgr(slot, true, refused);
+      replyIssMgr(slot, true, SrvIssMgr::noFpIds);
       break;
     case MsgSource::SmartSfp:
       replySmartSfp(slot, true, slot.arguments.pbmp);

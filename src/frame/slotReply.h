@@ -1,5 +1,5 @@
-// The bus reply of a request, from one of its slots: the one place that knows which of the saved arguments
-// each interface hands back. Main thread, with the ring's mutex held.
+// The bus reply of a request, from one of its slots: chooses the service, which knows what it hands back.
+// Main thread, with the ring's mutex held.
 #pragma once
 
 #include <cstdint>

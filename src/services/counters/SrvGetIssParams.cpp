@@ -35,6 +35,14 @@ void SrvGetIssParams::handleGetCounters(OBstubReply* reply, uint32_t interfaceNu
     LOG(ERROR, atHandler, 184, "Failed to create thread: %s", strerror(error));
 }
 
+void SrvGetIssParams::giveReply(ReplyOwner reply, ops::Counters& counters) {
+  if (m_pStub == nullptr) return;
+  m_pStub->getInterfaceReceptionAndTransmissionCounters_reply(
+      reply.take(), counters.interfaceNum, counters.rxOctets, counters.rxUnicastPackets, counters.rxDiscarded,
+      counters.rxErrors, counters.rxUnknownProtocol, counters.txOctets, counters.txUnicastPackets,
+      counters.txDiscarded, counters.txErrors);
+}
+
 OtnIpcMsg countersMessage(const ops::Counters& counters) {
   OtnIpcMsg msg{};
   msg.msgType = GET_INTERFACE_RECEPTION_AND_TRANSMISSION_COUNTERS;
@@ -45,14 +53,6 @@ OtnIpcMsg countersMessage(const ops::Counters& counters) {
 namespace {
 
 constexpr OverflowLine overflow{worker, 81, 94};
-
-void replyUnchanged(CountersRequest& request) {
-  if (request.service->stub() == nullptr) return;
-  ops::Counters& c = request.counters;
-  request.service->stub()->getInterfaceReceptionAndTransmissionCounters_reply(
-      request.reply.take(), c.interfaceNum, c.rxOctets, c.rxUnicastPackets, c.rxDiscarded, c.rxErrors,
-      c.rxUnknownProtocol, c.txOctets, c.txUnicastPackets, c.txDiscarded, c.txErrors);
-}
 
 /// False when the request is refused: its caller is answered at once.
 bool queueRequest(CountersRequest& request) REQUIRES(mutex) {
@@ -83,7 +83,7 @@ void run_iss_get_data_thread(CountersRequest* argument) {
     const Guard guard(&mutex);
     LOG(DEBUG3, worker, 39, "Processing getparams message!");
     if (!queueRequest(*request)) {
-      replyUnchanged(*request);
+      request->service->giveReply(std::move(request->reply), request->counters);
       return;
     }
   }

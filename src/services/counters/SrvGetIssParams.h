@@ -36,6 +36,9 @@ class SrvGetIssParams : public OBgetIssParams_1_0_SI {
                                  uint32_t& rxUnknownProtocol, uint32_t& txOctets, uint32_t& txUnicastPackets,
                                  uint32_t& txDiscarded, uint32_t& txErrors);
 
+  /// Answers a call: its values go back as they are. Releases `reply` without a stub. Any thread.
+  void giveReply(ReplyOwner reply, ops::Counters& counters);
+
   /// Null until the interface is registered.
   OBgetIssParams_1_0_S* stub() const { return m_pStub; }
 

@@ -60,6 +60,12 @@ void SrvIss::setPortParams(OBstubReply* reply, uint32_t action, uint32_t ifType,
     LOG(ERROR, atSetPortParams, HERE, "Failed to create thread: %s", strerror(error));
 }
 
+void SrvIss::giveReply(ReplyOwner reply, const SavedArguments& saved) {
+  if (m_pStub == nullptr) return;
+  m_pStub->setPortParams_reply(reply.take(), saved.action, saved.ifType, saved.portNr, saved.ifSpeed,
+                               saved.bConfigure != 0, saved.acVlan, saved.extra1, saved.extra2);
+}
+
 void SrvIss::sendIssStatusChange(bool bStatus) {
   LOG(DEBUG2, atSendIssStatusChange, HERE, "bStatus=%s\n", upDown(bStatus));
   if (m_pPortStatusNotifier != nullptr) m_pPortStatusNotifier->notifyIssStatus(bStatus);

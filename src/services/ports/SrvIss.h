@@ -44,6 +44,9 @@ class SrvIss : public OBsetPortParams_1_0_SI {
                      bool bConfigure, uint32_t acVlan, uint32_t extra1, uint32_t extra2) override;
   using OBsetPortParams_1_0_SI::setPortParams;
 
+  /// Answers a call: its arguments go back as they are. Releases `reply` without a stub. Any thread.
+  void giveReply(ReplyOwner reply, const SavedArguments& saved);
+
   virtual void sendIssStatusChange(bool bStatus);
   virtual void sendLinkStatusChange(uint32_t ifIndex, bool bPortAdminStatus, bool bPortOperationalStatus);
 

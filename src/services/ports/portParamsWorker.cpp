@@ -31,20 +31,8 @@ DcnTunnelEntry tunnelIds(uint32_t portNr) {
   return tunnel != nullptr ? *tunnel : DcnTunnelEntry{};
 }
 
-void replyNow(SetPortParamsRequest& request) {
-  OBstubReply* reply = request.reply.take();
-  if (request.service->stub() == nullptr) {
-    OBstubReply::release(reply);
-    return;
-  }
-  request.service->stub()->setPortParams_reply(reply, request.action, request.ifType, request.portNr,
-                                               request.ifSpeed, request.bConfigure, request.acVlan,
-                                               request.extra1, request.extra2);
-}
-
-void fillSlot(MsgArrayEntry& slot, const SetPortParamsRequest& request) {
-  slot.portParamsService = request.service;
-  SavedArguments& saved = slot.arguments;
+SavedArguments save(const SetPortParamsRequest& request) {
+  SavedArguments saved{};
   saved.action = request.action;
   saved.ifType = request.ifType;
   saved.portNr = request.portNr;
@@ -53,6 +41,11 @@ void fillSlot(MsgArrayEntry& slot, const SetPortParamsRequest& request) {
   saved.acVlan = request.acVlan;
   saved.extra1 = request.extra1;
   saved.extra2 = request.extra2;
+  return saved;
+}
+
+void replyNow(SetPortParamsRequest& request) {
+  request.service->giveReply(std::move(request.reply), save(request));
 }
 
 /// Whether ISS runs the script now, or is going to.
@@ -148,7 +141,10 @@ void run_iss_script_thread(SetPortParamsRequest* argument) {
     queueBatch(
         {batch.messages, static_cast<size_t>(batch.count)}, MsgSource::PortParams, request->reply,
         [](int index) { LOG(DEBUG3, worker, HERE, "message writepointer %d\n", index); },
-        [&request](MsgArrayEntry& slot) { fillSlot(slot, *request); });
+        [&request](MsgArrayEntry& slot) {
+          slot.portParamsService = request->service;
+          slot.arguments = save(*request);
+        });
     LOG(DEBUG3, worker, HERE, "send signal for sending message");
     wakeSender();
     LOG(DEBUG3, worker, HERE, "mutex unlock");

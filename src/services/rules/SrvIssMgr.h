@@ -6,6 +6,8 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
+#include <utility>
 
 #include "OBsetIssMgrParams_1_0_S.h"
 #include "OBsetIssMgrParams_1_0_SI.h"
@@ -39,6 +41,12 @@ class SrvIssMgr : public OBsetIssMgrParams_1_0_SI {
                        uint32_t chassisId, uint32_t lldpReserved, uint32_t MgmtIp, uint16_t slotId,
                        int32_t fpId0, int32_t fpId1) override;
   using OBsetIssMgrParams_1_0_SI::setIssMgrParams;
+
+  /// The forwarding-entry ids of a reply that ISS's answer brought none for.
+  static constexpr std::pair<int32_t, int32_t> noFpIds{-1, -1};
+  /// Answers a call: its arguments go back, their text taken out of `saved`, with these forwarding-entry ids
+  /// in place of its own. Releases `reply` without a stub. Any thread.
+  void giveReply(ReplyOwner reply, SavedArguments& saved, const std::pair<int32_t, int32_t>& fpIds);
 
   /// Null until the interface is registered.
   OBsetIssMgrParams_1_0_S* stub() const { return m_pStub; }

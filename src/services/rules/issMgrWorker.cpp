@@ -6,8 +6,6 @@ namespace {
 
 constexpr LogPlace worker{"SrvIssMgr", "run_iss_IssMgr_thread"};
 
-constexpr int32_t noFpId = -1;
-
 void refuse(IssMgrBatch& batch) {
   batch.refused = true;
 }
@@ -135,18 +133,9 @@ void addSecondCommand(const IssMgrArguments& arguments, IssMgrBatch& batch) {
 
 constexpr OverflowLine overflow{worker, 478, 486};
 
-void replyRefused(IssMgrRequest& request) {
-  if (request.service->stub() == nullptr) return;
-  IssMgrArguments& a = request.arguments;
-  request.service->stub()->setIssMgrParams_reply(
-      request.reply.take(), a.ruleType, a.action, a.L2Pbmp, a.MplsPbmp, a.flushAct, a.vpn, a.vp, a.port,
-      a.vlan, a.mplsLbl, a.pwLbl, std::move(a.dataVfis), 0, 0, 0, 0, noFpId, noFpId);
-}
-
-void fillSlot(MsgArrayEntry& slot, IssMgrRequest& request) noexcept {
-  slot.issMgrService = request.service;
-  IssMgrArguments& arguments = request.arguments;
-  SavedArguments& saved = slot.arguments;
+/// All but the text.
+SavedArguments save(const IssMgrArguments& arguments) {
+  SavedArguments saved{};
   saved.action = arguments.action;
   saved.portNr = arguments.port;
   saved.vlan = arguments.vlan;
@@ -158,8 +147,20 @@ void fillSlot(MsgArrayEntry& slot, IssMgrRequest& request) noexcept {
   saved.vp = arguments.vp;
   saved.mplsLbl = arguments.mplsLbl;
   saved.pwLbl = arguments.pwLbl;
+  return saved;
+}
+
+void replyRefused(IssMgrRequest& request) {
+  SavedArguments saved = save(request.arguments);
+  saved.dataVfis = std::move(request.arguments.dataVfis);
+  request.service->giveReply(std::move(request.reply), saved, SrvIssMgr::noFpIds);
+}
+
+void fillSlot(MsgArrayEntry& slot, IssMgrRequest& request) noexcept {
+  slot.issMgrService = request.service;
+  slot.arguments = save(request.arguments);
   // The slot that gives the reply has the text; the request needs it no more.
-  if (slot.msgNo == slot.msgCount) saved.dataVfis = std::move(arguments.dataVfis);
+  if (slot.msgNo == slot.msgCount) slot.arguments.dataVfis = std::move(request.arguments.dataVfis);
 }
 
 void logProcessing(const IssMgrArguments& arguments) {

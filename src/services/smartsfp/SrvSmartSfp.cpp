@@ -59,24 +59,22 @@ void SrvSmartSfp::setSmartSfpParams(OBstubReply* reply, uint32_t enableFilter, u
     LOG(ERROR, atSetSmartSfpParams, HERE, "Failed to create thread: %s", strerror(error));
 }
 
-namespace {
-
-void replyUnchanged(SmartSfpRequest& request) {
-  if (request.service->stub() == nullptr) return;
-  SmartSfpArguments& a = request.arguments;
-  request.service->stub()->setSmartSfpParams_reply(request.reply.take(), a.enableFilter, a.action,
-                                                   a.sendOutPDU, a.pbmp, a.size, std::move(a.pdu));
+void SrvSmartSfp::giveReply(ReplyOwner reply, const SavedArguments& saved, uint32_t pbmp, std::string pdu) {
+  if (m_pStub == nullptr) return;
+  m_pStub->setSmartSfpParams_reply(reply.take(), saved.enableFilter, saved.action, saved.sendOutPDU, pbmp,
+                                   saved.size, std::move(pdu));
 }
 
-void fillSlot(MsgArrayEntry& slot, const SmartSfpRequest& request) {
-  slot.smartSfpService = request.service;
-  const SmartSfpArguments& arguments = request.arguments;
-  SavedArguments& saved = slot.arguments;
+namespace {
+
+SavedArguments save(const SmartSfpArguments& arguments) {
+  SavedArguments saved{};
   saved.enableFilter = arguments.enableFilter;
   saved.action = arguments.action;
   saved.sendOutPDU = arguments.sendOutPDU;
   saved.pbmp = arguments.pbmp;
   saved.size = arguments.size;
+  return saved;
 }
 
 }  // namespace
@@ -90,7 +88,7 @@ void buildSmartSfpMessages(const SmartSfpArguments& arguments, SmartSfpBatch& ba
 void run_iss_SmartSfp_thread(SmartSfpRequest* argument) {
   const std::unique_ptr<SmartSfpRequest> request(argument);
   const Guard guard(&mutex);
-  const SmartSfpArguments& arguments = request->arguments;
+  SmartSfpArguments& arguments = request->arguments;
   LOG(DEBUG2, worker, HERE,
       "stub-process-thread: enableFilter=%d, action=%d, sendOutPDU=%d,                   L2Pbmp=%d, size=%d",
       static_cast<int>(arguments.enableFilter), static_cast<int>(arguments.action),
@@ -100,13 +98,17 @@ void run_iss_SmartSfp_thread(SmartSfpRequest* argument) {
   buildSmartSfpMessages(arguments, batch);
   LOG(DEBUG3, worker, HERE, "mutex lock");
   if (!admitBatch(batch.count, {worker, HERE, HERE})) {
-    replyUnchanged(*request);
+    request->service->giveReply(std::move(request->reply), save(arguments), arguments.pbmp,
+                                std::move(arguments.pdu));
     return;
   }
   queueBatch(
       {batch.messages, static_cast<size_t>(batch.count)}, MsgSource::SmartSfp, request->reply,
       [](int index) { LOG(DEBUG3, worker, HERE, "message writepoiter %d", index); },
-      [&request](MsgArrayEntry& slot) { fillSlot(slot, *request); });
+      [&request](MsgArrayEntry& slot) {
+        slot.smartSfpService = request->service;
+        slot.arguments = save(request->arguments);
+      });
   LOG(DEBUG3, worker, HERE, "send signal for sending message");
   wakeSender();
   LOG(DEBUG3, worker, HERE, "mutex unlock");

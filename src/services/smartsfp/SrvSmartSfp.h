@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "OBsetSmartSfpParams_1_0_S.h"
 #include "OBsetSmartSfpParams_1_0_SI.h"
@@ -40,6 +41,10 @@ class SrvSmartSfp : public OBsetSmartSfpParams_1_0_SI {
   /// Main thread. The forwarding-entry id of the Smart SFP filter; 0 = no filter installed.
   void setFpId(int32_t id);
   int32_t fpId() const { return m_fpId; }
+
+  /// Answers a call: its arguments go back, with these ports and this PDU. Releases `reply` without a stub.
+  /// Any thread.
+  void giveReply(ReplyOwner reply, const SavedArguments& saved, uint32_t pbmp, std::string pdu);
 
   /// Null until the interface is registered.
   OBsetSmartSfpParams_1_0_S* stub() const { return m_pStub; }

@@ -36,20 +36,16 @@ void SrvSyncE::setSyncEParam(OBstubReply* reply, uint32_t enableFilter, uint32_t
     LOG(ERROR, atSetSyncEParam, 227, "Failed to create thread: %s", strerror(error));
 }
 
-namespace {
-
-void replyUnchanged(SyncERequest& request) {
-  if (request.service->stub() == nullptr) return;
-  const SyncEArguments& a = request.arguments;
-  request.service->stub()->setSyncEParam_reply(request.reply.take(), a.enableFilter, a.slot, a.enableClk,
-                                               a.clksrc, a.phymode, a.sendPdu, a.pduWord1, a.pduWord2,
-                                               a.pduWord3);
+void SrvSyncE::giveReply(ReplyOwner reply, const SavedArguments& saved) {
+  if (m_pStub == nullptr) return;
+  m_pStub->setSyncEParam_reply(reply.take(), saved.enableFilter, saved.slot, saved.enableClk, saved.clksrc,
+                               saved.phymode, saved.sendPdu, saved.pduWord1, saved.pduWord2, saved.pduWord3);
 }
 
-void fillSlot(MsgArrayEntry& slot, const SyncERequest& request) {
-  slot.syncEService = request.service;
-  const SyncEArguments& arguments = request.arguments;
-  SavedArguments& saved = slot.arguments;
+namespace {
+
+SavedArguments save(const SyncEArguments& arguments) {
+  SavedArguments saved{};
   saved.enableFilter = arguments.enableFilter;
   saved.slot = arguments.slot;
   saved.enableClk = arguments.enableClk;
@@ -59,6 +55,7 @@ void fillSlot(MsgArrayEntry& slot, const SyncERequest& request) {
   saved.pduWord1 = arguments.pduWord1;
   saved.pduWord2 = arguments.pduWord2;
   saved.pduWord3 = arguments.pduWord3;
+  return saved;
 }
 
 constexpr OverflowLine overflow{worker, 118, 131};
@@ -90,14 +87,17 @@ void run_iss_syncE_thread(SyncERequest* argument) {
     buildSyncEMessages(arguments, batch);
     LOG(DEBUG3, worker, 111, "mutex lock");
     if (!admitBatch(batch.count, overflow)) {
-      replyUnchanged(*request);
+      request->service->giveReply(std::move(request->reply), save(arguments));
       return;
     }
     LOG(DEBUG3, worker, 140, "SetPortParam split up in %d messages to OPS\n", batch.count);
     queueBatch(
         {batch.messages, static_cast<size_t>(batch.count)}, MsgSource::SyncE, request->reply,
         [](int index) { LOG(DEBUG3, worker, 145, "message writepoiter %d\n", index); },
-        [&request](MsgArrayEntry& slot) { fillSlot(slot, *request); });
+        [&request](MsgArrayEntry& slot) {
+          slot.syncEService = request->service;
+          slot.arguments = save(request->arguments);
+        });
     LOG(DEBUG3, worker, 166, "send signal for sending message");
     wakeSender();
     LOG(DEBUG3, worker, 168, "mutex unlock");

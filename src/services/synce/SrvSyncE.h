@@ -27,6 +27,9 @@ class SrvSyncE : public OBsetSyncEParams_1_0_SI {
                      uint32_t pduWord2, uint32_t pduWord3) override;
   using OBsetSyncEParams_1_0_SI::setSyncEParam;
 
+  /// Answers a call: its arguments go back as they are. Releases `reply` without a stub. Any thread.
+  void giveReply(ReplyOwner reply, const SavedArguments& saved);
+
   /// Null until the interface is registered.
   OBsetSyncEParams_1_0_S* stub() const { return m_pStub; }
 
