@@ -2,7 +2,6 @@
 
 #include <cstring>
 
-#include "Guard.h"
 #include "TraceObject.h"
 
 namespace {
@@ -52,40 +51,39 @@ OtnIpcMsg countersMessage(const ops::Counters& counters) {
 
 namespace {
 
-constexpr OverflowLine overflow{worker, 81, 94};
+constexpr TailLines tail{worker, 81, 94, 119, 121};
 
-/// False when the request is refused: its caller is answered at once.
-bool queueRequest(CountersRequest& request) REQUIRES(mutex) {
+struct Texts {
+  static void locked() { LOG(DEBUG3, worker, 74, "mutex lock\n"); }
+  static void split(int count) {
+    LOG(DEBUG3, worker, 103, "getInterfaceReceptionAndTransmissionCounters split up in %d messages to OPS\n",
+        count);
+  }
+  static void slot(int index) { LOG(DEBUG3, worker, 108, "message writepoiter %d\n", index); }
+};
+
+bool queueCounters(CountersRequest& request) REQUIRES(mutex) {
   if (request.action != CountersRequest::readCounters) {
     LOG(WARNING, worker, 63, "Unknown action request in message");
     return false;
   }
-  const OtnIpcMsg msg = countersMessage(request.counters);
-  LOG(DEBUG3, worker, 74, "mutex lock\n");
-  if (!admitBatch(1, overflow)) return false;
-  LOG(DEBUG3, worker, 103, "getInterfaceReceptionAndTransmissionCounters split up in %d messages to OPS\n",
-      1);
-  queueBatch(
-      {&msg, 1}, MsgSource::PortParams, request.reply,
-      [](int index) { LOG(DEBUG3, worker, 108, "message writepoiter %d\n", index); },
-      [&request](MsgArrayEntry& slot) { slot.countersService = request.service; });
-  LOG(DEBUG3, worker, 119, "send signal for sending message");
-  wakeSender();
-  LOG(DEBUG3, worker, 121, "mutex unlock");
-  return true;
+  MessageBatch<1> batch;
+  batch.add([&request] { return countersMessage(request.counters); });
+  return queueBatch(tail, Texts(), batch, MsgSource::PortParams, request.reply,
+                    [&request](MsgArrayEntry& slot) noexcept { slot.countersService = request.service; });
+}
+
+/// False when the request is refused: its caller is answered at once.
+bool queue(CountersRequest& request) REQUIRES(mutex) {
+  LOG(DEBUG3, worker, 39, "Processing getparams message!");
+  if (queueCounters(request)) return true;
+  request.service->giveReply(std::move(request.reply), request.counters);
+  return false;
 }
 
 }  // namespace
 
 void run_iss_get_data_thread(CountersRequest* argument) {
   const std::unique_ptr<CountersRequest> request(argument);
-  {
-    const Guard guard(&mutex);
-    LOG(DEBUG3, worker, 39, "Processing getparams message!");
-    if (!queueRequest(*request)) {
-      request->service->giveReply(std::move(request->reply), request->counters);
-      return;
-    }
-  }
-  LOG(DEBUG2, worker, 127, "stopped");
+  if (withRing(queue, *request)) LOG(DEBUG2, worker, 127, "stopped");
 }

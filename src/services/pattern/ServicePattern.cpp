@@ -1,11 +1,15 @@
 #include "services/pattern/ServicePattern.h"
 
-#include "TraceObject.h"
-
-bool admitBatch(int32_t n, const OverflowLine& line) {
+bool admitBatch(const TailLines& lines, int32_t n) {
   const Admission admission = admit(writepointer, readpointer, n);
   if (admission == Admission::Fits) return true;
-  LOG(ERROR, line.place, admission == Admission::NoRoomBehindReader ? line.behindReader : line.aheadOfReader,
+  LOG(ERROR, lines.place,
+      admission == Admission::NoRoomBehindReader ? lines.behindReader : lines.aheadOfReader,
       "Buffer overflow, message lost!\n");
   return false;
+}
+
+void logQueued(const TailLines& lines) {
+  LOG(DEBUG3, lines.place, lines.signal, "send signal for sending message");
+  LOG(DEBUG3, lines.place, lines.unlock, "mutex unlock");
 }

@@ -7,14 +7,16 @@
 #pragma once
 
 #include <cerrno>
+#include <cstdint>
 #include <memory>
 #include <new>
-#include <span>
 #include <utility>
 
+#include "Guard.h"
 #include "OBstubReply.h"
 #include "TraceObject.h"
 #include "link/MsgArray.h"
+#include "services/pattern/MessageBatch.h"
 #include "services/pattern/Workers.h"
 
 /// The one owner of a reply handle. Whoever answers, or passes the handle on, takes it; a request that ends
@@ -48,32 +50,57 @@ int startWorker(Request request) {
   return error == ECANCELED ? 0 : error;
 }
 
-/// What a service's overflow line shows: its line numbers for the two ways in which the ring can be full.
-struct OverflowLine {
+/// The numbers of the lines that end every worker, in their order.
+struct TailLines {
   LogPlace place;
-  int behindReader;
-  int aheadOfReader;
+  int behindReader;   ///< the ring is full: the writer has wrapped behind the reader
+  int aheadOfReader;  ///< the ring is full: the writer is ahead of the reader
+  int signal;
+  int unlock;
 };
 
-/// Whether the ring has room for n messages now, as a whole; logs ERROR when not. With `mutex` held.
-bool admitBatch(int32_t n, const OverflowLine& line);
+/// Whether the ring has room for n messages now, as a whole; logs ERROR when not.
+bool admitBatch(const TailLines& lines, int32_t n) REQUIRES(mutex);
+void logQueued(const TailLines& lines);
 
-/// Queues a request's messages; with the batch admitted. The reply goes with them; without
-/// messages nobody will answer, and it stays with its owner. `logSlot(index)` writes the service's line for
-/// each slot, `fillSlot(slot)` stores the service and its saved arguments.
-template <class LogSlot, class FillSlot>
-void queueBatch(std::span<const OtnIpcMsg> messages, MsgSource source, ReplyOwner& owner, LogSlot logSlot,
-                FillSlot fillSlot) REQUIRES(mutex) {
-  OBstubReply* reply = messages.empty() ? nullptr : owner.take();
-  int32_t msgNo = 0;
-  for (const OtnIpcMsg& message : messages) {
-    logSlot(static_cast<int>(writepointer));
-    MsgArrayEntry& slot = copyToSlot(message);
+/// Queues a request's messages, all or none. False when the batch is refused or does not fit; its caller is
+/// to be answered then. The reply goes with the messages; without one nobody will answer, and it stays with
+/// its owner. `texts` writes the lines that are the service's own: locked(), slot(index), and split(count)
+/// where it has one. `fill(slot)` stores the service and its saved arguments, and cannot fail.
+template <class Texts, size_t most, class Fill>
+bool queueBatch(const TailLines& lines, const Texts& texts, const MessageBatch<most>& batch, MsgSource source,
+                ReplyOwner& owner, Fill fill) REQUIRES(mutex);
+
+template <class Texts, size_t most, class Fill>
+bool queueBatch(const TailLines& lines, const Texts& texts, const MessageBatch<most>& batch, MsgSource source,
+                ReplyOwner& owner, Fill fill) {
+  static_assert(noexcept(fill(MsgArray[0])), "half a batch in the ring would never be answered");
+  texts.locked();
+  if (!admitBatch(lines, batch.count) || batch.refused) return false;
+  if constexpr (requires { texts.split(batch.count); }) texts.split(batch.count);
+  OBstubReply* reply = batch.count == 0 ? nullptr : owner.take();
+  for (int32_t i = 0; i < batch.count; ++i) {
+    texts.slot(static_cast<int>(writepointer));
+    MsgArrayEntry& slot = copyToSlot(batch.messages[i]);
     slot.reply = reply;
-    slot.msgNo = ++msgNo;
-    slot.msgCount = static_cast<int32_t>(messages.size());
+    slot.msgNo = i + 1;
+    slot.msgCount = batch.count;
     slot.source = source;
-    fillSlot(slot);
+    fill(slot);
     advanceWritePointer();
   }
+  logQueued(lines);
+  return true;
+}
+
+/// Runs `queue(request)` with `mutex` held, and wakes the sender when it returns true. Returns the same.
+template <class Request>
+bool withRing(bool (*queue)(Request&), Request& request) EXCLUDES(mutex) {
+  {
+    const Guard guard(&mutex);
+    if (!queue(request)) return false;
+  }
+  // After the unlock, or the sender would wake only to wait for the lock.
+  pthread_cond_signal(&cond);
+  return true;
 }

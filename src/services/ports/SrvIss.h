@@ -52,7 +52,7 @@ class SrvIss : public OBsetPortParams_1_0_SI {
 
   /// Writes the action's script file, named after the port and the ring's write index, and makes `msg` the
   /// message that runs it; `msg` stays all zero when the file cannot be written, and when the ring, which has
-  /// no room for the request, holds a message that runs the file. With `mutex` held.
+  /// no room for the request, holds a message that runs the file.
   static void CreateOPSFile(OtnIpcMsg* msg, PortAction action, const SetPortParamsRequest* request)
       REQUIRES(mutex);
 
@@ -69,11 +69,9 @@ class SrvIss : public OBsetPortParams_1_0_SI {
   bool m_bNoAcPort;
 };
 
-/// The messages of a request, in their order; none for an action that sends nothing. With `mutex` held.
-struct PortMessageBatch {
-  OtnIpcMsg messages[2];
-  int32_t count;
-};
+/// The messages of a request, in their order; none for an action that sends nothing.
+using PortMessageBatch = MessageBatch<2>;
+/// Adds them to an empty batch.
 void buildPortMessages(const SetPortParamsRequest& request, PortMessageBatch& batch) REQUIRES(mutex);
 
 /// Worker; owns the request.

@@ -1,8 +1,8 @@
 #include <cstdio>
 #include <cstring>
+#include <new>
 #include <string_view>
 
-#include "Guard.h"
 #include "TraceObject.h"
 #include "message/MsgHandle.h"
 #include "services/ports/PortMessages.h"
@@ -62,15 +62,16 @@ bool namedInRing(std::string_view script) REQUIRES(mutex) {
 }  // namespace
 
 void SrvIss::CreateOPSFile(OtnIpcMsg* msg, PortAction action, const SetPortParamsRequest* request) {
-  *msg = {};
   char inputFile[48];
   snprintf(inputFile, sizeof inputFile, "/tmp/SetVlanPort%d_%d", static_cast<int>(request->portNr),
            static_cast<int>(writepointer));
   // A release's script goes by the index of the message before it, so a ring that begins with it ends at that
   // index. Nothing fits such a ring: the request is going to be refused, and leaves the script as ISS must
   // find it.
-  if (admit(writepointer, readpointer, messagesWithScript) != Admission::Fits && namedInRing(inputFile))
+  if (admit(writepointer, readpointer, messagesWithScript) != Admission::Fits && namedInRing(inputFile)) {
+    new (msg) OtnIpcMsg{};
     return;
+  }
   const PortScriptInput input{request->portNr, request->pwVlan, request->acVlan, request->bNoAcPort};
   const PortScript script = action == PortAction::SetUp ? setUpScript(input) : releaseScript(input);
   if (const int error = writeScriptFile(inputFile, script.text()); error != 0) {
@@ -78,76 +79,88 @@ void SrvIss::CreateOPSFile(OtnIpcMsg* msg, PortAction action, const SetPortParam
     LOG(ERROR, atCreateOPSFile, HERE, "Unable to create OPS file!!\n");
     LOG(WARNING, atCreateOPSFile, HERE,
         "Script %s not written (%s): ISS gets an empty message in its place\n", inputFile, strerror(error));
+    new (msg) OtnIpcMsg{};
     return;
   }
-  *msg = scriptMessage(inputFile, scriptOutput);
+  new (msg) OtnIpcMsg(scriptMessage(inputFile, scriptOutput));
 }
 
 void buildPortMessages(const SetPortParamsRequest& request, PortMessageBatch& batch) {
-  batch.count = 0;
+  const auto addScript = [&request, &batch](PortAction action) REQUIRES(mutex) {
+    SrvIss::CreateOPSFile(&batch.messages[batch.count++], action, &request);
+  };
   switch (static_cast<PortAction>(request.action)) {
     case PortAction::SetUp:
       if (!request.bConfigure) break;
-      SrvIss::CreateOPSFile(&batch.messages[0], PortAction::SetUp, &request);
-      batch.messages[1] = mapMessage(mappingOf(request));
-      batch.count = messagesWithScript;
+      addScript(PortAction::SetUp);
+      batch.add([&request] { return mapMessage(mappingOf(request)); });
       break;
     case PortAction::Release: {
       if (!request.bConfigure) break;
       const DcnTunnelEntry ids = tunnelIds(request.portNr);
-      batch.messages[0] = unmapMessage(mappingOf(request), ids);
+      batch.add([&request, &ids] { return unmapMessage(mappingOf(request), ids); });
       LOG(NOTICE, worker, HERE, "ReleasePort: portNr=%d, tunnelId=%d, pwId=%d, vpnId=%d, acId=%d",
           static_cast<int>(request.portNr), static_cast<int>(ids.tunnelId), static_cast<int>(ids.pwId),
           static_cast<int>(ids.vpnId), static_cast<int>(ids.tunnelIndex));
-      SrvIss::CreateOPSFile(&batch.messages[1], PortAction::Release, &request);
-      batch.count = messagesWithScript;
+      addScript(PortAction::Release);
       break;
     }
     case PortAction::Probe:
     case PortAction::Detach:
-      batch.messages[0] = interfaceMessage(request.portNr, request.ifSpeed, request.ifType,
-                                           static_cast<PortAction>(request.action) == PortAction::Probe
-                                               ? ops::IfcInsertDelete::insert
-                                               : ops::IfcInsertDelete::remove);
-      batch.count = 1;
+      batch.add([&request] {
+        return interfaceMessage(request.portNr, request.ifSpeed, request.ifType,
+                                static_cast<PortAction>(request.action) == PortAction::Probe
+                                    ? ops::IfcInsertDelete::insert
+                                    : ops::IfcInsertDelete::remove);
+      });
       break;
     case PortAction::Acknowledge:
       break;
   }
 }
 
+namespace {
+
+constexpr TailLines tail{
+    .place = worker,
+    .behindReader = HERE,
+    .aheadOfReader = HERE,
+    .signal = HERE,
+    .unlock = HERE,
+};
+
+struct Texts {
+  static void locked() { LOG(DEBUG3, worker, HERE, "mutex lock\n"); }
+  static void split(int count) {
+    LOG(DEBUG3, worker, HERE, "SetPortParam split up in %d messages to OPS\n", count);
+  }
+  static void slot(int index) { LOG(DEBUG3, worker, HERE, "message writepointer %d\n", index); }
+};
+
+/// False when the request is refused: its caller is answered at once.
+bool queue(SetPortParamsRequest& request) REQUIRES(mutex) {
+  LOG(DEBUG2, worker, HERE, "Processing Setportparam message!");
+  if (request.action < static_cast<uint32_t>(PortAction::SetUp) ||
+      request.action > static_cast<uint32_t>(PortAction::Acknowledge)) {
+    LOG(WARNING, worker, HERE, "Unknown action request in message");
+    replyNow(request);
+    return false;
+  }
+  PortMessageBatch batch;
+  buildPortMessages(request, batch);
+  if (batch.count == 0) replyNow(request);
+  const auto fill = [&request](MsgArrayEntry& slot) noexcept {
+    slot.portParamsService = request.service;
+    slot.arguments = save(request);
+  };
+  if (queueBatch(tail, Texts(), batch, MsgSource::PortParams, request.reply, fill)) return true;
+  replyNow(request);
+  return false;
+}
+
+}  // namespace
+
 void run_iss_script_thread(SetPortParamsRequest* argument) {
   const std::unique_ptr<SetPortParamsRequest> request(argument);
-  {
-    const Guard guard(&mutex);
-    LOG(DEBUG2, worker, HERE, "Processing Setportparam message!");
-
-    if (request->action < static_cast<uint32_t>(PortAction::SetUp) ||
-        request->action > static_cast<uint32_t>(PortAction::Acknowledge)) {
-      LOG(WARNING, worker, HERE, "Unknown action request in message");
-      replyNow(*request);
-      return;
-    }
-    PortMessageBatch batch{};
-    buildPortMessages(*request, batch);
-    if (batch.count == 0) replyNow(*request);
-    LOG(DEBUG3, worker, HERE, "mutex lock\n");
-
-    if (!admitBatch(batch.count, {worker, HERE, HERE})) {
-      replyNow(*request);
-      return;
-    }
-    LOG(DEBUG3, worker, HERE, "SetPortParam split up in %d messages to OPS\n", batch.count);
-    queueBatch(
-        {batch.messages, static_cast<size_t>(batch.count)}, MsgSource::PortParams, request->reply,
-        [](int index) { LOG(DEBUG3, worker, HERE, "message writepointer %d\n", index); },
-        [&request](MsgArrayEntry& slot) {
-          slot.portParamsService = request->service;
-          slot.arguments = save(*request);
-        });
-    LOG(DEBUG3, worker, HERE, "send signal for sending message");
-    wakeSender();
-    LOG(DEBUG3, worker, HERE, "mutex unlock");
-  }
-  LOG(DEBUG2, worker, HERE, "stopped");
+  if (withRing(queue, *request)) LOG(DEBUG2, worker, HERE, "stopped");
 }

@@ -2,7 +2,6 @@
 
 #include <cstring>
 
-#include "Guard.h"
 #include "TraceObject.h"
 
 namespace {
@@ -61,25 +60,36 @@ OtnIpcMsg redundancyMessage(int32_t state) {
   return msg;
 }
 
+namespace {
+
+constexpr TailLines tail{
+    .place = worker,
+    .behindReader = HERE,
+    .aheadOfReader = HERE,
+    .signal = HERE,
+    .unlock = HERE,
+};
+
+struct Texts {
+  static void locked() { LOG(DEBUG3, worker, HERE, "mutex lock"); }
+  static void slot(int index) { LOG(DEBUG3, worker, HERE, "message writepoiter %d\n", index); }
+};
+
+bool queue(RedundancyRequest& request) REQUIRES(mutex) {
+  LOG(DEBUG2, worker, HERE, "Processing setRedundantState with state = %s\n",
+      redundancyStateName(request.state));
+  MessageBatch<1> batch;
+  batch.add([&request] { return redundancyMessage(request.state); });
+  return queueBatch(tail, Texts(), batch, MsgSource::Redundancy, request.reply,
+                    [&request](MsgArrayEntry& slot) noexcept {
+                      slot.redundancyService = request.service;
+                      slot.redundancyState = request.state;
+                    });
+}
+
+}  // namespace
+
 void run_iss_redundancy_thread(RedundancyRequest* argument) {
   const std::unique_ptr<RedundancyRequest> request(argument);
-  {
-    const Guard guard(&mutex);
-    LOG(DEBUG2, worker, HERE, "Processing setRedundantState with state = %s\n",
-        redundancyStateName(request->state));
-    const OtnIpcMsg msg = redundancyMessage(request->state);
-    LOG(DEBUG3, worker, HERE, "mutex lock");
-    if (!admitBatch(1, {worker, HERE, HERE})) return;
-    queueBatch(
-        {&msg, 1}, MsgSource::Redundancy, request->reply,
-        [](int index) { LOG(DEBUG3, worker, HERE, "message writepoiter %d\n", index); },
-        [&request](MsgArrayEntry& slot) {
-          slot.redundancyService = request->service;
-          slot.redundancyState = request->state;
-        });
-    LOG(DEBUG3, worker, HERE, "send signal for sending message");
-    wakeSender();
-    LOG(DEBUG3, worker, HERE, "mutex unlock");
-  }
-  LOG(DEBUG2, worker, HERE, "run_iss_redundancy_thread stopped");
+  if (withRing(queue, *request)) LOG(DEBUG2, worker, HERE, "run_iss_redundancy_thread stopped");
 }

@@ -73,14 +73,11 @@ class SrvIssMgr : public OBsetIssMgrParams_1_0_SI {
   MstpStore m_mstp;
 };
 
-/// The messages of a request, in their order.
-struct IssMgrBatch {
-  OtnIpcMsg messages[2];
-  int32_t count;
-  bool refused;  ///< answer at once with ids -1, -1 and queue nothing
-};
-/// Builds them, and takes the id of a rule that is to be deleted out of `service`. With `mutex` held.
-void buildIssMgrMessages(SrvIssMgr& service, const IssMgrArguments& arguments, IssMgrBatch& batch);
+/// The messages of a request, in their order: rule, second command.
+using IssMgrBatch = MessageBatch<2>;
+/// Adds them to an empty batch, and takes the id of a rule that is to be deleted out of `service`.
+void buildIssMgrMessages(SrvIssMgr& service, const IssMgrArguments& arguments, IssMgrBatch& batch)
+    REQUIRES(mutex);
 
 /// Worker; owns the request.
 void run_iss_IssMgr_thread(IssMgrRequest* request);

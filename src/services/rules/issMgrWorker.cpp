@@ -1,4 +1,3 @@
-#include "Guard.h"
 #include "TraceObject.h"
 #include "services/rules/SrvIssMgr.h"
 
@@ -6,18 +5,10 @@ namespace {
 
 constexpr LogPlace worker{"SrvIssMgr", "run_iss_IssMgr_thread"};
 
-void refuse(IssMgrBatch& batch) {
-  batch.refused = true;
-}
-
 void refuseAction(const IssMgrArguments& arguments, int line, IssMgrBatch& batch) {
   LOG(ERROR, worker, line, "ruleType = %s does not support action = %s [%d]",
       ruleTypeName(arguments.ruleType), ruleActionName(arguments.action), static_cast<int>(arguments.action));
-  refuse(batch);
-}
-
-void add(IssMgrBatch& batch, const OtnIpcMsg& message) {
-  batch.messages[batch.count++] = message;
+  batch.refused = true;
 }
 
 bool notApplicable(const IssMgrArguments& arguments) {
@@ -32,28 +23,28 @@ void addEncapsulated(const IssMgrArguments& arguments, OtnIpcMsg (*build)(const 
   if (encap == 0) {
     LOG(ERROR, worker, HERE, "ruleType = %s, action = %s: vp = %u is not supported",
         ruleTypeName(arguments.ruleType), ruleActionName(arguments.action), arguments.vp);
-    refuse(batch);
+    batch.refused = true;
     return;
   }
-  add(batch, build(arguments, encap));
+  batch.add([&] { return build(arguments, encap); });
 }
 
 void addMstpLan(SrvIssMgr& service, const IssMgrArguments& arguments, IssMgrBatch& batch) {
   switch (static_cast<RuleAction>(arguments.action)) {
     case RuleAction::CREATE:
-      add(batch, mstpLanRule(arguments, 0));
+      batch.add([&] { return mstpLanRule(arguments, 0); });
       break;
     case RuleAction::DELETE: {
       const uint32_t fpId = service.mstpLanFpId();
       if (fpId == 0) {
         LOG(ERROR, worker, 176, "ruleType=%s, action=%s, L2Pbmp=0x%x=%d: unable to delete: FP ID is 0",
             ruleTypeName(arguments.ruleType), "DELETE", arguments.L2Pbmp, static_cast<int>(arguments.L2Pbmp));
-        refuse(batch);
+        batch.refused = true;
         break;
       }
       service.setMstpLanFpId(0);
       LOG(DEBUG3, worker, 185, "Delete MST_TOP_LAN: FP_ID=%d", static_cast<int>(fpId));
-      add(batch, mstpLanRule(arguments, fpId));
+      batch.add([&] { return mstpLanRule(arguments, fpId); });
       break;
     }
     default:
@@ -66,7 +57,7 @@ void addMstpWan(SrvIssMgr& service, const IssMgrArguments& arguments, IssMgrBatc
       wanPortWord(arguments.port));
   switch (static_cast<RuleAction>(arguments.action)) {
     case RuleAction::CREATE:
-      add(batch, mstpWanRule(arguments, 0, 0));
+      batch.add([&] { return mstpWanRule(arguments, 0, 0); });
       break;
     case RuleAction::DELETE: {
       int32_t fpId0 = 0;
@@ -74,11 +65,11 @@ void addMstpWan(SrvIssMgr& service, const IssMgrArguments& arguments, IssMgrBatc
       if (!service.getAndDeleteMstpWanConfigFpIds(static_cast<int32_t>(arguments.port),
                                                   static_cast<int32_t>(arguments.mplsLbl),
                                                   static_cast<int32_t>(arguments.pwLbl), fpId0, fpId1)) {
-        refuse(batch);
+        batch.refused = true;
         break;
       }
       LOG(DEBUG3, worker, 267, "Delete MST_TOP_WAN: FP_ID_0=%d, FP_ID_1=%d", fpId0, fpId1);
-      add(batch, mstpWanRule(arguments, fpId0, fpId1));
+      batch.add([&] { return mstpWanRule(arguments, fpId0, fpId1); });
       break;
     }
     default:
@@ -103,13 +94,13 @@ void addRule(SrvIssMgr& service, const IssMgrArguments& arguments, IssMgrBatch& 
       addEncapsulated(arguments, mrpRule, batch);
       break;
     case RuleType::MRP_GLOB:
-      add(batch, mrpGlobalRule(arguments));
+      batch.add([&] { return mrpGlobalRule(arguments); });
       break;
     case RuleType::LLDP:
       LOG(DEBUG1, worker, 411, "Pass LLDP chassisId=%d MgmtIp=0x%08x slotId=%d action=%d",
           static_cast<int>(arguments.chassisId), arguments.MgmtIp, arguments.slotId,
           static_cast<int>(arguments.action));
-      add(batch, lldpInfo(arguments));
+      batch.add([&] { return lldpInfo(arguments); });
       break;
     default:
       LOG(ERROR, worker, 425, "Processing SetIssMgrParam received an unknown ruleType [%d]",
@@ -122,16 +113,14 @@ void addSecondCommand(const IssMgrArguments& arguments, IssMgrBatch& batch) {
   constexpr int32_t mapVlans = 2;
   if (arguments.flushAct == flush) {
     LOG(DEBUG1, worker, 431, "Sending flush cmd");
-    add(batch, flushCommand(arguments));
+    batch.add([&] { return flushCommand(arguments); });
   } else if (arguments.flushAct == mapVlans) {
     LOG(DEBUG2, worker, 451, "Flush Key1=%d VLAN=%d and data vlans=%s",
         static_cast<int>(vlanMappingKey(arguments)), static_cast<int>(arguments.vpn),
         arguments.dataVfis.c_str());
-    add(batch, vlanMapping(arguments));
+    batch.add([&] { return vlanMapping(arguments); });
   }
 }
-
-constexpr OverflowLine overflow{worker, 478, 486};
 
 /// All but the text.
 SavedArguments save(const IssMgrArguments& arguments) {
@@ -174,34 +163,32 @@ void logProcessing(const IssMgrArguments& arguments) {
       static_cast<int>(arguments.pwLbl), arguments.dataVfis.c_str());
 }
 
+constexpr TailLines tail{worker, 478, 486, 529, 531};
+
+struct Texts {
+  static void locked() { LOG(DEBUG3, worker, 471, "mutex lock"); }
+  static void slot(int index) { LOG(DEBUG3, worker, 505, "message writepoiter %d\n", index); }
+};
+
+/// False when the request is refused: its caller is answered at once.
+bool queue(IssMgrRequest& request) REQUIRES(mutex) {
+  logProcessing(request.arguments);
+  IssMgrBatch batch;
+  buildIssMgrMessages(*request.service, request.arguments, batch);
+  const auto fill = [&request](MsgArrayEntry& slot) noexcept { fillSlot(slot, request); };
+  if (queueBatch(tail, Texts(), batch, MsgSource::IssMgr, request.reply, fill)) return true;
+  replyRefused(request);
+  return false;
+}
+
 }  // namespace
 
 void buildIssMgrMessages(SrvIssMgr& service, const IssMgrArguments& arguments, IssMgrBatch& batch) {
-  batch.count = 0;
-  batch.refused = false;
   addRule(service, arguments, batch);
   addSecondCommand(arguments, batch);
 }
 
 void run_iss_IssMgr_thread(IssMgrRequest* argument) {
   const std::unique_ptr<IssMgrRequest> request(argument);
-  {
-    const Guard guard(&mutex);
-    logProcessing(request->arguments);
-    IssMgrBatch batch{};
-    buildIssMgrMessages(*request->service, request->arguments, batch);
-    LOG(DEBUG3, worker, 471, "mutex lock");
-    if (!admitBatch(batch.count, overflow) || batch.refused) {
-      replyRefused(*request);
-      return;
-    }
-    queueBatch(
-        {batch.messages, static_cast<size_t>(batch.count)}, MsgSource::IssMgr, request->reply,
-        [](int index) { LOG(DEBUG3, worker, 505, "message writepoiter %d\n", index); },
-        [&request](MsgArrayEntry& slot) { fillSlot(slot, *request); });
-    LOG(DEBUG3, worker, 529, "send signal for sending message");
-    wakeSender();
-    LOG(DEBUG3, worker, 531, "mutex unlock");
-  }
-  LOG(DEBUG2, worker, 537, "stopped");
+  if (withRing(queue, *request)) LOG(DEBUG2, worker, 537, "stopped");
 }

@@ -2,7 +2,6 @@
 
 #include <cstring>
 
-#include "Guard.h"
 #include "TraceObject.h"
 #include "logAssertFailed.h"
 
@@ -77,39 +76,47 @@ SavedArguments save(const SmartSfpArguments& arguments) {
   return saved;
 }
 
-}  // namespace
+constexpr TailLines tail{
+    .place = worker,
+    .behindReader = HERE,
+    .aheadOfReader = HERE,
+    .signal = HERE,
+    .unlock = HERE,
+};
 
-void buildSmartSfpMessages(const SmartSfpArguments& arguments, SmartSfpBatch& batch) {
-  batch.count = 0;
-  if (arguments.enableFilter != 0) batch.messages[batch.count++] = smartSfpRule(arguments);
-  if (arguments.sendOutPDU != 0) batch.messages[batch.count++] = smartSfpPdu(arguments);
-}
+struct Texts {
+  static void locked() { LOG(DEBUG3, worker, HERE, "mutex lock"); }
+  static void slot(int index) { LOG(DEBUG3, worker, HERE, "message writepoiter %d", index); }
+};
 
-void run_iss_SmartSfp_thread(SmartSfpRequest* argument) {
-  const std::unique_ptr<SmartSfpRequest> request(argument);
-  const Guard guard(&mutex);
-  SmartSfpArguments& arguments = request->arguments;
+/// False when the request is refused: its caller is answered at once.
+bool queue(SmartSfpRequest& request) REQUIRES(mutex) {
+  SmartSfpArguments& arguments = request.arguments;
   LOG(DEBUG2, worker, HERE,
       "stub-process-thread: enableFilter=%d, action=%d, sendOutPDU=%d,                   L2Pbmp=%d, size=%d",
       static_cast<int>(arguments.enableFilter), static_cast<int>(arguments.action),
       static_cast<int>(arguments.sendOutPDU), static_cast<int>(arguments.pbmp),
       static_cast<int>(arguments.size));
-  SmartSfpBatch batch{};
+  SmartSfpBatch batch;
   buildSmartSfpMessages(arguments, batch);
-  LOG(DEBUG3, worker, HERE, "mutex lock");
-  if (!admitBatch(batch.count, {worker, HERE, HERE})) {
-    request->service->giveReply(std::move(request->reply), save(arguments), arguments.pbmp,
-                                std::move(arguments.pdu));
-    return;
-  }
-  queueBatch(
-      {batch.messages, static_cast<size_t>(batch.count)}, MsgSource::SmartSfp, request->reply,
-      [](int index) { LOG(DEBUG3, worker, HERE, "message writepoiter %d", index); },
-      [&request](MsgArrayEntry& slot) {
-        slot.smartSfpService = request->service;
-        slot.arguments = save(request->arguments);
-      });
-  LOG(DEBUG3, worker, HERE, "send signal for sending message");
-  wakeSender();
-  LOG(DEBUG3, worker, HERE, "mutex unlock");
+  const auto fill = [&request](MsgArrayEntry& slot) noexcept {
+    slot.smartSfpService = request.service;
+    slot.arguments = save(request.arguments);
+  };
+  if (queueBatch(tail, Texts(), batch, MsgSource::SmartSfp, request.reply, fill)) return true;
+  request.service->giveReply(std::move(request.reply), save(arguments), arguments.pbmp,
+                             std::move(arguments.pdu));
+  return false;
+}
+
+}  // namespace
+
+void buildSmartSfpMessages(const SmartSfpArguments& arguments, SmartSfpBatch& batch) {
+  if (arguments.enableFilter != 0) batch.add([&arguments] { return smartSfpRule(arguments); });
+  if (arguments.sendOutPDU != 0) batch.add([&arguments] { return smartSfpPdu(arguments); });
+}
+
+void run_iss_SmartSfp_thread(SmartSfpRequest* argument) {
+  const std::unique_ptr<SmartSfpRequest> request(argument);
+  withRing(queue, *request);
 }

@@ -59,10 +59,8 @@ class SrvSmartSfp : public OBsetSmartSfpParams_1_0_SI {
 };
 
 /// The messages of a request, in their order: rule, PDU.
-struct SmartSfpBatch {
-  OtnIpcMsg messages[2];
-  int32_t count;
-};
+using SmartSfpBatch = MessageBatch<2>;
+/// Adds them to an empty batch.
 void buildSmartSfpMessages(const SmartSfpArguments& arguments, SmartSfpBatch& batch);
 
 /// Worker; owns the request.

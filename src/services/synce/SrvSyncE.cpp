@@ -2,7 +2,6 @@
 
 #include <cstring>
 
-#include "Guard.h"
 #include "TraceObject.h"
 
 namespace {
@@ -58,49 +57,48 @@ SavedArguments save(const SyncEArguments& arguments) {
   return saved;
 }
 
-constexpr OverflowLine overflow{worker, 118, 131};
+constexpr TailLines tail{worker, 118, 131, 166, 168};
+
+struct Texts {
+  static void locked() { LOG(DEBUG3, worker, 111, "mutex lock"); }
+  static void split(int count) {
+    LOG(DEBUG3, worker, 140, "SetPortParam split up in %d messages to OPS\n", count);
+  }
+  static void slot(int index) { LOG(DEBUG3, worker, 145, "message writepoiter %d\n", index); }
+};
+
+/// False when the request is refused: its caller is answered at once.
+bool queue(SyncERequest& request) REQUIRES(mutex) {
+  const SyncEArguments& arguments = request.arguments;
+  LOG(DEBUG2, worker, 31, "Processing SetSyncEParam message");
+  LOG(DEBUG2, worker, 33, "enableFilter=%d,enableClk=%d,slot=%d,clksrc=%d,phymode=%d\n",
+      static_cast<int>(arguments.enableFilter), static_cast<int>(arguments.enableClk),
+      static_cast<int>(arguments.slot), static_cast<int>(arguments.clksrc),
+      static_cast<int>(arguments.phymode));
+  SyncEBatch batch;
+  buildSyncEMessages(arguments, batch);
+  const auto fill = [&request](MsgArrayEntry& slot) noexcept {
+    slot.syncEService = request.service;
+    slot.arguments = save(request.arguments);
+  };
+  if (queueBatch(tail, Texts(), batch, MsgSource::SyncE, request.reply, fill)) return true;
+  request.service->giveReply(std::move(request.reply), save(arguments));
+  return false;
+}
 
 }  // namespace
 
 void buildSyncEMessages(const SyncEArguments& arguments, SyncEBatch& batch) {
   constexpr uint32_t installFilter = 2;
-  batch.count = 0;
   if (arguments.enableFilter == installFilter) {
     LOG(INFO, worker, 39, "creating enable filter message");
-    batch.messages[batch.count++] = esmcTrapRule();
+    batch.add(esmcTrapRule);
   }
-  if (arguments.enableClk != 0) batch.messages[batch.count++] = syncECommand(arguments);
-  if (arguments.sendPdu != 0) batch.messages[batch.count++] = syncEPdu(arguments);
+  if (arguments.enableClk != 0) batch.add([&arguments] { return syncECommand(arguments); });
+  if (arguments.sendPdu != 0) batch.add([&arguments] { return syncEPdu(arguments); });
 }
 
 void run_iss_syncE_thread(SyncERequest* argument) {
   const std::unique_ptr<SyncERequest> request(argument);
-  {
-    const Guard guard(&mutex);
-    const SyncEArguments& arguments = request->arguments;
-    LOG(DEBUG2, worker, 31, "Processing SetSyncEParam message");
-    LOG(DEBUG2, worker, 33, "enableFilter=%d,enableClk=%d,slot=%d,clksrc=%d,phymode=%d\n",
-        static_cast<int>(arguments.enableFilter), static_cast<int>(arguments.enableClk),
-        static_cast<int>(arguments.slot), static_cast<int>(arguments.clksrc),
-        static_cast<int>(arguments.phymode));
-    SyncEBatch batch{};
-    buildSyncEMessages(arguments, batch);
-    LOG(DEBUG3, worker, 111, "mutex lock");
-    if (!admitBatch(batch.count, overflow)) {
-      request->service->giveReply(std::move(request->reply), save(arguments));
-      return;
-    }
-    LOG(DEBUG3, worker, 140, "SetPortParam split up in %d messages to OPS\n", batch.count);
-    queueBatch(
-        {batch.messages, static_cast<size_t>(batch.count)}, MsgSource::SyncE, request->reply,
-        [](int index) { LOG(DEBUG3, worker, 145, "message writepoiter %d\n", index); },
-        [&request](MsgArrayEntry& slot) {
-          slot.syncEService = request->service;
-          slot.arguments = save(request->arguments);
-        });
-    LOG(DEBUG3, worker, 166, "send signal for sending message");
-    wakeSender();
-    LOG(DEBUG3, worker, 168, "mutex unlock");
-  }
-  LOG(DEBUG2, worker, 174, "stopped");
+  if (withRing(queue, *request)) LOG(DEBUG2, worker, 174, "stopped");
 }

@@ -38,10 +38,8 @@ class SrvSyncE : public OBsetSyncEParams_1_0_SI {
 };
 
 /// The messages of a request, in their order: rule, clock, PDU.
-struct SyncEBatch {
-  OtnIpcMsg messages[3];
-  int32_t count;
-};
+using SyncEBatch = MessageBatch<3>;
+/// Adds them to an empty batch.
 void buildSyncEMessages(const SyncEArguments& arguments, SyncEBatch& batch);
 
 /// Worker; owns the request.

@@ -414,7 +414,7 @@ TEST_F(PortMessagesOfARequest, AreAsManyAsTheActionNeeds) {
   scriptFile("/tmp/SetVlanPort5_0");
   const auto countFor = [](uint32_t action, bool bConfigure) {
     const std::unique_ptr<SetPortParamsRequest> built(request(action, 5, bConfigure));
-    PortMessageBatch batch{};
+    PortMessageBatch batch;
     const Guard guard(&mutex);
     buildPortMessages(*built, batch);
     return batch.count;

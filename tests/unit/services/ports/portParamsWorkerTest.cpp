@@ -69,13 +69,9 @@ class PortScripts : public RingTest {
       if (path == MsgArray[index].msg.payload.script.inputFile) return true;
     return false;
   }
-  /// From one that holds something else.
-  static OtnIpcMsg setUpMessage() {
-    OtnIpcMsg msg;
-    memset(&msg, 0xFF, sizeof msg);
+  static void create(OtnIpcMsg& msg) {
     const Guard guard(&mutex);
     SrvIss::CreateOPSFile(&msg, PortAction::SetUp, request(PortAction::SetUp).get());
-    return msg;
   }
   /// What the documented lines and ours say of a script that could not be written.
   void expectNoScript(const OtnIpcMsg& msg, const std::string& why) {
@@ -133,7 +129,9 @@ TEST_F(PortScripts, ThatAMessageOfAnotherTypeSeemsToNameAreWritten) {
 
 TEST_F(PortScripts, TellWhatStandsInTheirPlace) {
   ASSERT_EQ(mkdir(scriptPath(0).c_str(), 0700), 0);
-  const OtnIpcMsg msg = setUpMessage();
+  OtnIpcMsg msg;
+  memset(&msg, 0xFF, sizeof msg);
+  create(msg);
   expectNoScript(msg, "Is a directory");
 }
 
@@ -143,7 +141,9 @@ TEST_F(PortScripts, ThatFailHalfwayAreNoScripts) {
   const rlimit hundredBytes{100, before.rlim_max};
   const auto disposition = signal(SIGXFSZ, SIG_IGN);
   ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &hundredBytes), 0);
-  const OtnIpcMsg msg = setUpMessage();
+  OtnIpcMsg msg;
+  memset(&msg, 0xFF, sizeof msg);
+  create(msg);
   ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
   signal(SIGXFSZ, disposition);
   expectNoScript(msg, "File too large");

@@ -42,7 +42,8 @@ class IssMgrTest : public RingTest {
   }
 
   static IssMgrBatch built(const IssMgrArguments& arguments) {
-    IssMgrBatch batch{};
+    IssMgrBatch batch;
+    const Guard guard(&mutex);
     buildIssMgrMessages(service(), arguments, batch);
     return batch;
   }

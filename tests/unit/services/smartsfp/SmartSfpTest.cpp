@@ -63,14 +63,14 @@ class SmartSfpRequests : public RingTest {
   static ::testing::AssertionResult holds(const std::string& text, const std::string& pduBytes) {
     SmartSfpArguments arguments = request(0, 1);
     arguments.pdu = text;
-    SmartSfpBatch batch{};
+    SmartSfpBatch batch;
     buildSmartSfpMessages(arguments, batch);
     if (batch.count != 1) return ::testing::AssertionFailure() << batch.count << " messages";
     return hasExactly(batch.messages[0], pdu(pduBytes));
   }
   static ::testing::AssertionResult makesRule(const SmartSfpArguments& arguments,
                                               const std::vector<Field>& fields) {
-    SmartSfpBatch batch{};
+    SmartSfpBatch batch;
     buildSmartSfpMessages(arguments, batch);
     if (batch.count != 1) return ::testing::AssertionFailure() << batch.count << " messages";
     return hasExactly(batch.messages[0], fields);
