@@ -3,7 +3,6 @@
 #include <cstring>
 
 #include "TraceObject.h"
-#include "logAssertFailed.h"
 
 namespace {
 
@@ -18,23 +17,6 @@ const char* upDown(bool up) {
 }
 
 }  // namespace
-
-SrvIss* SrvIss::m_pInstance = nullptr;
-
-void SrvIss::createInstance(bool bNoAcPort) {
-  if (m_pInstance == nullptr) m_pInstance = new SrvIss(bNoAcPort);
-}
-
-void SrvIss::destroyInstance() {
-  delete m_pInstance;
-  m_pInstance = nullptr;
-}
-
-__attribute__((no_sanitize("null"))) SrvIss& SrvIss::getInstance() {
-  if (m_pInstance == nullptr)
-    logAssertFailed("m_pInstance", "src/services/ports/SrvIss.cpp", "static SrvIss& SrvIss::getInstance()");
-  return *m_pInstance;
-}
 
 SrvIss::~SrvIss() {
   delete m_pPortStatusNotifier;

@@ -8,6 +8,7 @@
 #include "OBsetPortParams_1_0_SI.h"
 #include "OtnIpcMsg.h"
 #include "services/pattern/ServicePattern.h"
+#include "services/pattern/Singleton.h"
 #include "services/ports/PortStatusNotifier.h"
 
 class SrvIss;
@@ -30,12 +31,10 @@ struct SetPortParamsRequest {
 };
 static_assert(sizeof(void*) != 4 || sizeof(SetPortParamsRequest) == 48);
 
-class SrvIss : public OBsetPortParams_1_0_SI {
+class SrvIss : public OBsetPortParams_1_0_SI, public Singleton<SrvIss> {
  public:
-  static void createInstance(bool bNoAcPort);
-  static void destroyInstance();
-  /// Reports a failed assertion when there is no instance.
-  static SrvIss& getInstance();
+  static constexpr const char* instanceSource = "src/services/ports/SrvIss.cpp";
+  static constexpr const char* instanceFunction = "static SrvIss& SrvIss::getInstance()";
 
   void register_interface(OBcomponent* component) override;
   void register_notifications(OBcomponent* component) override;
@@ -60,10 +59,10 @@ class SrvIss : public OBsetPortParams_1_0_SI {
   OBsetPortParams_1_0_S* stub() const { return m_pStub; }
 
  private:
+  friend class Singleton<SrvIss>;
   explicit SrvIss(bool bNoAcPort) : m_bNoAcPort(bNoAcPort) {}
   ~SrvIss() override;
 
-  static SrvIss* m_pInstance;
   OBsetPortParams_1_0_S* m_pStub = nullptr;
   PortStatusNotifier* m_pPortStatusNotifier = nullptr;
   bool m_bNoAcPort;

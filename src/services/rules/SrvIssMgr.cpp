@@ -3,31 +3,12 @@
 #include <cstring>
 
 #include "TraceObject.h"
-#include "logAssertFailed.h"
 
 namespace {
 
 constexpr LogPlace atSetIssMgrParams{"SrvIssMgr", "setIssMgrParams"};
 
 }  // namespace
-
-SrvIssMgr* SrvIssMgr::m_pInstance = nullptr;
-
-void SrvIssMgr::createInstance() {
-  if (m_pInstance == nullptr) m_pInstance = new SrvIssMgr;
-}
-
-void SrvIssMgr::destroyInstance() {
-  delete m_pInstance;
-  m_pInstance = nullptr;
-}
-
-__attribute__((no_sanitize("null"))) SrvIssMgr& SrvIssMgr::getInstance() {
-  if (m_pInstance == nullptr)
-    logAssertFailed("m_pInstance", "src/services/rules/SrvIssMgr.cpp",
-                    "static SrvIssMgr& SrvIssMgr::getInstance()");
-  return *m_pInstance;
-}
 
 SrvIssMgr::~SrvIssMgr() {
   delete m_pStub;

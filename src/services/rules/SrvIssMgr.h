@@ -12,6 +12,7 @@
 #include "OBsetIssMgrParams_1_0_S.h"
 #include "OBsetIssMgrParams_1_0_SI.h"
 #include "services/pattern/ServicePattern.h"
+#include "services/pattern/Singleton.h"
 #include "services/rules/IssMgrRules.h"
 #include "services/rules/MstpStore.h"
 
@@ -26,12 +27,10 @@ struct IssMgrRequest {
 };
 static_assert(sizeof(void*) != 4 || sizeof(IssMgrRequest) == 100);
 
-class SrvIssMgr : public OBsetIssMgrParams_1_0_SI {
+class SrvIssMgr : public OBsetIssMgrParams_1_0_SI, public Singleton<SrvIssMgr> {
  public:
-  static void createInstance();
-  static void destroyInstance();
-  /// Reports a failed assertion when there is no instance.
-  static SrvIssMgr& getInstance();
+  static constexpr const char* instanceSource = "src/services/rules/SrvIssMgr.cpp";
+  static constexpr const char* instanceFunction = "static SrvIssMgr& SrvIssMgr::getInstance()";
 
   void register_interface(OBcomponent* component) override;
 
@@ -65,10 +64,10 @@ class SrvIssMgr : public OBsetIssMgrParams_1_0_SI {
   }
 
  private:
+  friend class Singleton<SrvIssMgr>;
   SrvIssMgr() = default;
   ~SrvIssMgr() override;
 
-  static SrvIssMgr* m_pInstance;
   OBsetIssMgrParams_1_0_S* m_pStub = nullptr;
   MstpStore m_mstp;
 };

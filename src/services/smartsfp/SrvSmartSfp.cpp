@@ -3,7 +3,6 @@
 #include <cstring>
 
 #include "TraceObject.h"
-#include "logAssertFailed.h"
 
 namespace {
 
@@ -12,24 +11,6 @@ constexpr LogPlace atSetSmartSfpParams{"SrvSmartSfp", "setSmartSfpParams"};
 constexpr LogPlace worker{"SrvSmartSfp", "run_iss_SmartSfp_thread"};
 
 }  // namespace
-
-SrvSmartSfp* SrvSmartSfp::m_pInstance = nullptr;
-
-void SrvSmartSfp::createInstance() {
-  if (m_pInstance == nullptr) m_pInstance = new SrvSmartSfp;
-}
-
-void SrvSmartSfp::destroyInstance() {
-  delete m_pInstance;
-  m_pInstance = nullptr;
-}
-
-__attribute__((no_sanitize("null"))) SrvSmartSfp& SrvSmartSfp::getInstance() {
-  if (m_pInstance == nullptr)
-    logAssertFailed("m_pInstance", "src/services/smartsfp/SrvSmartSfp.cpp",
-                    "static SrvSmartSfp& SrvSmartSfp::getInstance()");
-  return *m_pInstance;
-}
 
 SrvSmartSfp::~SrvSmartSfp() {
   delete m_pStub;

@@ -12,6 +12,7 @@
 #include "OBsetSmartSfpParams_1_0_SI.h"
 #include "process/Relaxed.h"
 #include "services/pattern/ServicePattern.h"
+#include "services/pattern/Singleton.h"
 #include "services/smartsfp/SmartSfpMessages.h"
 
 class SrvSmartSfp;
@@ -25,12 +26,10 @@ struct SmartSfpRequest {
 };
 static_assert(sizeof(void*) != 4 || sizeof(SmartSfpRequest) == 56);
 
-class SrvSmartSfp : public OBsetSmartSfpParams_1_0_SI {
+class SrvSmartSfp : public OBsetSmartSfpParams_1_0_SI, public Singleton<SrvSmartSfp> {
  public:
-  static void createInstance();
-  static void destroyInstance();
-  /// Reports a failed assertion when there is no instance.
-  static SrvSmartSfp& getInstance();
+  static constexpr const char* instanceSource = "src/services/smartsfp/SrvSmartSfp.cpp";
+  static constexpr const char* instanceFunction = "static SrvSmartSfp& SrvSmartSfp::getInstance()";
 
   void register_interface(OBcomponent* component) override;
 
@@ -50,10 +49,10 @@ class SrvSmartSfp : public OBsetSmartSfpParams_1_0_SI {
   OBsetSmartSfpParams_1_0_S* stub() const { return m_pStub; }
 
  private:
+  friend class Singleton<SrvSmartSfp>;
   SrvSmartSfp() = default;
   ~SrvSmartSfp() override;
 
-  static SrvSmartSfp* m_pInstance;
   OBsetSmartSfpParams_1_0_S* m_pStub = nullptr;
   Relaxed<int32_t> m_fpId;
 };
