@@ -20,49 +20,59 @@ constexpr int mostWorkers = 16;
 constexpr size_t places = 1024;
 constexpr size_t mostText = 16U << 20;  ///< bytes of all waiting requests together
 
-/// The lock guards all that follows. It is never held while a request runs.
+/// Never held while a request runs.
 Mutex workersMutex;
 pthread_cond_t workWaits = PTHREAD_COND_INITIALIZER;
 pthread_cond_t placeFree = PTHREAD_COND_INITIALIZER;
 pthread_cond_t allIdle = PTHREAD_COND_INITIALIZER;
 pthread_cond_t workerLeft = PTHREAD_COND_INITIALIZER;
 
-Work waiting[places];
-size_t first;
-size_t count;
-size_t text;  ///< bytes of the waiting requests
+Work waiting[places] GUARDED_BY(workersMutex);
+size_t first GUARDED_BY(workersMutex);
+size_t count GUARDED_BY(workersMutex);
+size_t text GUARDED_BY(workersMutex);  ///< bytes of the waiting requests
 
-int workers;
-int idle;  ///< workers that wait for work, also those that have been woken for it
-bool dismissed;
+int workers GUARDED_BY(workersMutex);
+int idle GUARDED_BY(workersMutex);  ///< workers that wait for work, also those that have been woken for it
+bool dismissed GUARDED_BY(workersMutex);
 
-bool hasPlace(const Work& work) {
+bool hasPlace(const Work& work) REQUIRES(workersMutex) {
   return count == 0 || (count < places && text + work.textSize <= mostText);
 }
 
-void put(const Work& work) {
+void put(const Work& work) REQUIRES(workersMutex) {
   waiting[(first + count) % places] = work;
   ++count;
   text += work.textSize;
-  pthread_cond_signal(&workWaits);
 }
 
-Work take() {
+Work take() REQUIRES(workersMutex) {
   const Work work = waiting[first];
   first = (first + 1) % places;
   --count;
   text -= work.textSize;
-  pthread_cond_signal(&placeFree);
   return work;
 }
 
 /// Waits for work; false when the worker is to end.
-bool awaitWork() {
+bool awaitWork() REQUIRES(workersMutex) {
   if (count > 0) return true;
   if (++idle == workers) pthread_cond_broadcast(&allIdle);
   while (count == 0 && !dismissed) pthread_cond_wait(&workWaits, &workersMutex.native);
   --idle;
   return count > 0;
+}
+
+/// The next request for this worker; false when it is to end.
+bool nextWork(Work& work) {
+  const Guard guard(&workersMutex);
+  if (awaitWork()) {
+    work = take();
+    return true;
+  }
+  --workers;
+  pthread_cond_signal(&workerLeft);
+  return false;
 }
 
 /// The request is gone afterwards, and with it what it held: its reply handle and the ring's lock.
@@ -76,34 +86,27 @@ void carryOut(const Work& work) {
 }
 
 void* runWorker(void*) {
-  const Guard guard(&workersMutex);
-  while (awaitWork()) {
-    const Work work = take();
-    pthread_mutex_unlock(&workersMutex.native);
+  pthread_setname_np(pthread_self(), "tv-worker");
+  Work work{};
+  while (nextWork(work)) {
+    pthread_cond_signal(&placeFree);
     carryOut(work);
-    pthread_mutex_lock(&workersMutex.native);
   }
-  --workers;
-  pthread_cond_signal(&workerLeft);
   return nullptr;
 }
 
-int makeWorker() {
-  pthread_attr_t attr;
-  const bool attributes = init_pthread_attr(&attr);
+int makeWorker() REQUIRES(workersMutex) {
+  const ThreadAttributes attributes;
   pthread_t thread;
-  const int error = pthread_create(&thread, attributes ? &attr : nullptr, runWorker, nullptr);
-  if (error == 0) {
-    pthread_detach(thread);
-    ++workers;
-  }
-  if (attributes) pthread_attr_destroy(&attr);
-  return error;
+  const int error = pthread_create(&thread, attributes.get(), runWorker, nullptr);
+  if (error != 0) return error;
+  pthread_detach(thread);
+  ++workers;
+  return 0;
 }
 
-}  // namespace
-
-int handToWorker(const Work& work) {
+/// As handToWorker(), but leaves it to the caller to wake a worker.
+int putInLine(const Work& work) {
   const Guard guard(&workersMutex);
   while (!hasPlace(work)) {
     if (stopRequested()) return ECANCELED;
@@ -119,11 +122,20 @@ int handToWorker(const Work& work) {
   return 0;
 }
 
+}  // namespace
+
+int handToWorker(const Work& work) {
+  const int error = putInLine(work);
+  if (error == 0) pthread_cond_signal(&workWaits);
+  return error;
+}
+
 bool waitForWorkers(int milliseconds) {
   const timespec deadline = monotonicIn(milliseconds);
   const Guard guard(&workersMutex);
-  while (count > 0 || idle < workers)
+  while (count > 0 || idle < workers) {
     if (pthread_cond_clockwait(&allIdle, &workersMutex.native, CLOCK_MONOTONIC, &deadline) != 0) break;
+  }
   return count == 0 && idle == workers;
 }
 

@@ -138,6 +138,7 @@ TEST_F(Workers, CountForTheRequestsThatWaitToo) {
 }
 
 struct Seen {
+  char name[16] = {};
   int detached = -1;
   size_t stackSize = 0;
 };
@@ -149,12 +150,14 @@ void lookAtOneself(Seen** seen) {
   pthread_attr_getdetachstate(&attr, &(*request)->detached);
   pthread_attr_getstacksize(&attr, &(*request)->stackSize);
   pthread_attr_destroy(&attr);
+  pthread_getname_np(pthread_self(), (*request)->name, sizeof(*request)->name);
 }
 
-TEST_F(Workers, RunDetachedWithTheCommonStack) {
+TEST_F(Workers, RunDetachedWithTheirNameAndTheCommonStack) {
   Seen seen;
   ASSERT_EQ(startWorker<lookAtOneself>(&seen), 0);
   ASSERT_TRUE(waitForWorkers(20000));
+  EXPECT_STREQ(seen.name, "tv-worker");
   EXPECT_EQ(seen.detached, PTHREAD_CREATE_DETACHED);
   EXPECT_EQ(lastStackSize(), 131072U);
   EXPECT_GT(seen.stackSize, 65536U);
