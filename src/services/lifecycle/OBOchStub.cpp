@@ -56,9 +56,10 @@ bool issStarted() {
   std::error_code error;
   const std::filesystem::file_status status = std::filesystem::status(markerFile(), error);
   if (!std::filesystem::exists(status)) return false;
-  if (error)
+  if (error) {
     LOG(DEBUG1, worker, HERE, "Waiting for init ISS done '%s': %s", markerFile().c_str(),
         error.message().c_str());
+  }
   return true;
 }
 

@@ -299,12 +299,13 @@ TEST_F(PortParams, LeaveNoDescriptorOpen) {
     return std::distance(begin(all), end(all));
   };
   const auto before = descriptors();
-  for (int i = 0; i < 5; ++i)
+  for (int i = 0; i < 5; ++i) {
     for (const uint32_t action : {1U, 2U}) {
       resetRing();
       run_iss_script_thread(request(action, 5, true));
       releaseQueued(0);
     }
+  }
   EXPECT_EQ(descriptors(), before);
   EXPECT_FALSE(contents(scriptFile("/tmp/SetVlanPort5_0")).empty());
 }

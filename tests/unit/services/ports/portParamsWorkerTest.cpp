@@ -60,9 +60,10 @@ class PortScripts : public RingTest {
     readpointer = read;
     writepointer = write;
     for (MsgArrayEntry& slot : MsgArray) slot = {};
-    for (int32_t index = read; index != write; index = nextIndex(index))
+    for (int32_t index = read; index != write; index = nextIndex(index)) {
       MsgArray[index].msg =
           scriptMessage(scriptPath(index == 0 ? MsgArraySize - 1 : index - 1).c_str(), "/tmp/outscr.sh");
+    }
   }
   static bool namedInRing(const std::string& path) {
     for (int32_t index = readpointer; index != writepointer; index = nextIndex(index))

@@ -125,9 +125,10 @@ TEST_F(MstpRequests, WanLabelsAreCutTo24Bits) {
 TEST_F(MstpRequests, WanPortIsOneBitOfTheWord) {
   EXPECT_TRUE(makesExactly(wan(creation, 0, 0, 0), wanRule(0, 0, 1, 0x80)));
   for (const auto& [port, offset, bit] :
-       {std::tuple(8U, 205U, 0x80U), {27U, 207U, 0x10U}, {31U, 207U, 0x01U}})
+       {std::tuple(8U, 205U, 0x80U), {27U, 207U, 0x10U}, {31U, 207U, 0x01U}}) {
     EXPECT_TRUE(makesExactly(wan(creation, 0, 0, port), joined({wanRule(0, 0, 1, 0), {octet(offset, bit)}})))
         << port;
+  }
 }
 
 TEST_F(MstpRequests, WanPortOutsideTheWordSetsNoBit) {

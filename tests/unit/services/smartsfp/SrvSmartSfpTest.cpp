@@ -109,7 +109,7 @@ class SmartSfpRequests : public RingTest {
 
 TEST_F(SmartSfpRequests, MakeTheMessagesThatTheyAskForInOrder) {
   withStub();
-  for (const uint32_t enableFilter : {0U, 1U, 2U, 0xFFFFFFFFU})
+  for (const uint32_t enableFilter : {0U, 1U, 2U, 0xFFFFFFFFU}) {
     for (const uint32_t sendOutPDU : {0U, 1U, 0x80000000U}) {
       SCOPED_TRACE(::testing::Message() << enableFilter << ' ' << sendOutPDU);
       std::vector<std::vector<Field>> expected;
@@ -131,6 +131,7 @@ TEST_F(SmartSfpRequests, MakeTheMessagesThatTheyAskForInOrder) {
       else
         releaseQueued(0);
     }
+  }
 }
 
 TEST_F(SmartSfpRequests, CreateTheFilterWhenThereIsNone) {
@@ -297,7 +298,7 @@ TEST_F(SmartSfpRequests, ThatDoNotFitBehindTheReaderAreAnsweredAtOnce) {
   releaseQueued(3);
 }
 
-TEST_F(SmartSfpRequests, ThatFindTheRingOneShortOfWrappedAreAnsweredEvenWithoutAMessage) {
+TEST_F(SmartSfpRequests, WithoutAMessageAreAnsweredOneShortOfAWrappedRing) {
   withStub();
   writepointer = 19;
   run(request(0, 0), 28);

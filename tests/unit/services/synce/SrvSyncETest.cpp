@@ -92,8 +92,8 @@ class SyncERequests : public RingTest {
 
 TEST_F(SyncERequests, MakeTheMessagesThatTheyAskForInOrder) {
   withStub();
-  for (const uint32_t enableFilter : {0U, 1U, 2U, 3U, 0xFFFFFFFFU})
-    for (const uint32_t enableClk : {0U, 1U, 0x80000000U})
+  for (const uint32_t enableFilter : {0U, 1U, 2U, 3U, 0xFFFFFFFFU}) {
+    for (const uint32_t enableClk : {0U, 1U, 0x80000000U}) {
       for (const uint32_t sendPdu : {0U, 1U, 0xFFFFFFFFU}) {
         SCOPED_TRACE(::testing::Message() << enableFilter << ' ' << enableClk << ' ' << sendPdu);
         std::vector<std::vector<Field>> expected;
@@ -116,6 +116,8 @@ TEST_F(SyncERequests, MakeTheMessagesThatTheyAskForInOrder) {
         else
           releaseQueued(0);
       }
+    }
+  }
 }
 
 TEST_F(SyncERequests, ForAllThreeMessagesFillThreeSlots) {
@@ -219,7 +221,7 @@ TEST_F(SyncERequests, ThatDoNotFitBehindTheReaderAreAnsweredAtOnce) {
   releaseQueued(2);
 }
 
-TEST_F(SyncERequests, ThatFindTheRingOneShortOfWrappedAreAnsweredEvenWithoutAMessage) {
+TEST_F(SyncERequests, WithoutAMessageAreAnsweredOneShortOfAWrappedRing) {
   withStub();
   writepointer = 19;
   run(request(0, 0, 0), 28);

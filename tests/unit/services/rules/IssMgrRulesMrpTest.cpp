@@ -82,16 +82,18 @@ TEST_F(MrpRules, TakeThePortNumberFromTheLow16Bits) {
     uint8_t bit;
   } cases[] = {{1, 204, 0x80},          {8, 204, 0x01},  {9, 205, 0x80},
                {0x00070009, 205, 0x80}, {24, 206, 0x01}, {32, 207, 0x01}};
-  for (const auto& [number, offset, bit] : cases)
+  for (const auto& [number, offset, bit] : cases) {
     EXPECT_TRUE(makesExactly(onPort(number, creation, 1),
                              joined({l2Rule(64, 4, 1), {octet(204, 0), octet(offset, bit)}})))
         << number;
+  }
 }
 
 TEST_F(MrpRules, OfANumberThatIsNoPortSetNoBit) {
-  for (const uint32_t number : {0U, 33U, 0x7FFFU, 0x8001U, 0xFFFFU, 0x00050000U})
+  for (const uint32_t number : {0U, 33U, 0x7FFFU, 0x8001U, 0xFFFFU, 0x00050000U}) {
     EXPECT_TRUE(makesExactly(onPort(number, creation, 2), joined({mplsRule(64, 4, 1), {octet(204, 0)}})))
         << number;
+  }
   EXPECT_THAT(lines(), IsEmpty());
 }
 
