@@ -32,20 +32,20 @@ bool refused(const MsgArrayEntry& slot, const OtnIpcMsg& answer, const char* eve
   return true;
 }
 
-void answerPortParams(MsgArrayEntry& slot, const OtnIpcMsg& answer) {
+void answerPortParams(MsgArrayEntry& slot, const OtnIpcMsg& answer) REQUIRES(mutex) {
   if (!refused(slot, answer, "OPS REPORTED ERROR IN REPLY MESSAGE!\n") && IsCreateMgmtTunnelPacket(answer))
     StoreDcnTunnelIds(answer);
   LOG(DEBUG3, atMain, 473, "Sending reply msg to OTNBus\n");
   replyPortParams(slot, isLast(slot));
 }
 
-void answerSyncE(MsgArrayEntry& slot, const OtnIpcMsg& answer) {
+void answerSyncE(MsgArrayEntry& slot, const OtnIpcMsg& answer) REQUIRES(mutex) {
   refused(slot, answer, "OPS REPORTED ERROR IN SYNCE REPLY MESSAGE!\n");
   LOG(DEBUG3, atMain, 499, "Sending reply msg to OTNBus\n");
   replySyncE(slot, isLast(slot));
 }
 
-void answerIssMgr(MsgArrayEntry& slot, const OtnIpcMsg& answer) {
+void answerIssMgr(MsgArrayEntry& slot, const OtnIpcMsg& answer) REQUIRES(mutex) {
   refused(slot, answer, "OPS REPORTED ERROR IN ISSMGR REPLY MESSAGE!\n");
   if (IsEtsFpIdPacket(answer)) StoreEtsFpIds(answer);
   if (IsMstFpIdPacket(answer)) StoreMstFpIds(answer);
@@ -55,7 +55,7 @@ void answerIssMgr(MsgArrayEntry& slot, const OtnIpcMsg& answer) {
   replyIssMgr(slot, isLast(slot), ids);
 }
 
-void answerSmartSfp(MsgArrayEntry& slot, const OtnIpcMsg& answer) {
+void answerSmartSfp(MsgArrayEntry& slot, const OtnIpcMsg& answer) REQUIRES(mutex) {
   refused(slot, answer, "OPS REPORTED ERROR IN SMARTSFP REPLY MESSAGE!\n");
   LOG(DEBUG3, atMain, 567, "Sending reply msg to OTNBus\n");
   replySmartSfp(slot, isLast(slot), ParseFpIdandPorts(answer));

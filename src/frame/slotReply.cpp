@@ -30,7 +30,7 @@ ReplyOwner takeReply(MsgArrayEntry& slot) {
 }
 
 /// The text of a request stands in its last slot only.
-void takeText(MsgArrayEntry& slot) {
+void takeText(MsgArrayEntry& slot) REQUIRES(mutex) {
   MsgArrayEntry& last = MsgArray[(&slot - MsgArray + slot.msgCount - slot.msgNo) % MsgArraySize];
   if (last.reply == slot.reply) slot.arguments.dataVfis.swap(last.arguments.dataVfis);
 }

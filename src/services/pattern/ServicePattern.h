@@ -96,11 +96,8 @@ bool queueBatch(const TailLines& lines, const Texts& texts, const MessageBatch<m
 /// Runs `queue(request)` with `mutex` held, and wakes the sender when it returns true. Returns the same.
 template <class Request>
 bool withRing(bool (*queue)(Request&), Request& request) EXCLUDES(mutex) {
-  {
-    const Guard guard(&mutex);
-    if (!queue(request)) return false;
-  }
-  // After the unlock, or the sender would wake only to wait for the lock.
-  pthread_cond_signal(&cond);
+  const Guard guard(&mutex);
+  if (!queue(request)) return false;
+  wakeSender();
   return true;
 }

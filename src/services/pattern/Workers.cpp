@@ -11,6 +11,7 @@
 #include "process/intervals.h"
 #include "process/running.h"
 #include "process/threadCommon.h"
+#include "process/threadName.h"
 
 namespace {
 
@@ -86,7 +87,7 @@ void carryOut(const Work& work) {
 }
 
 void* runWorker(void*) {
-  pthread_setname_np(pthread_self(), "tv-worker");
+  nameThread("tv-worker");
   Work work{};
   while (nextWork(work)) {
     pthread_cond_signal(&placeFree);

@@ -1,4 +1,5 @@
 #include "frame/answerIds.h"
+#include "Guard.h"
 #include "frame/mainLines.h"
 #include "frame/routeAnswer.h"
 #include "link/SrvDbg.h"
@@ -107,6 +108,7 @@ TEST_F(RuleAnswers, NeedNoMemoryForTheirReply) {
   queue(1, 1, FakeBus::call(62)).arguments.dataVfis = vlans;
   const OtnIpcMsg answer = recordOf(rule(5, 1, 4711, 0xFFFFFFFF, 1));
   {
+    const Guard guard(&mutex);
     const NoMemory lacking;
     EXPECT_TRUE(routeAnswer(answer, m_debugSocket));
   }
