@@ -3,25 +3,18 @@ import json
 import os
 import shutil
 import subprocess
-import sys
 import tempfile
 import xml.dom.minidom
 
 import pytest
 
-from trelvik.board import REPO
+from bench import figures, goals, instructions, measure, picture, plan, table
+from bench.program import Failed
+from trelvik import files
+from trelvik.places import PREFIX, REPO, daemon, policy
 from trelvik.wait import SLOW
 
 BENCH = os.path.join(REPO, "scripts", "bench")
-sys.path.insert(0, os.path.join(REPO, "scripts", "lib", "bench"))
-import figures  # noqa: E402
-import goals  # noqa: E402
-import instructions  # noqa: E402
-import measure  # noqa: E402
-import picture  # noqa: E402
-import plan  # noqa: E402
-import table  # noqa: E402
-from program import Failed  # noqa: E402
 
 
 def run(*arguments):
@@ -101,14 +94,13 @@ def test_help_tells_the_options():
 
 def test_daemon_that_ends_at_once_fails_the_run():
     with tempfile.TemporaryDirectory() as build:
-        for path in ("bench", "stage/sbin", "stage/share/dbus-1/system.d"):
-            os.makedirs(os.path.join(build, path))
-        real = os.path.dirname(os.environ["TRELVIK_PREFIX"])
-        for path in ("bench/trelvik-caller", "bench/trelvik-peer", "stage/share/dbus-1/system.d/otn.Trelvik.conf"):
-            shutil.copy(os.path.join(real, path), os.path.join(build, path))
-        with open(os.path.join(build, "stage/sbin/Trelvik"), "w", encoding="ascii",
-                  opener=lambda path, flags: os.open(path, flags, 0o755)) as daemon:
-            daemon.write("#!/bin/sh\necho it cannot start >&2\nexit 3\n")
+        stage, real = os.path.join(build, "stage"), os.path.dirname(PREFIX)
+        for path in (policy(stage), daemon(stage), os.path.join(build, "bench/")):
+            os.makedirs(os.path.dirname(path))
+        for program in ("trelvik-caller", "trelvik-peer"):
+            shutil.copy(os.path.join(real, "bench", program), os.path.join(build, "bench"))
+        shutil.copy(policy(PREFIX), policy(stage))
+        files.write_script(daemon(stage), "echo it cannot start >&2", "exit 3")
         result = run("--short", "--build", build)
     assert result.returncode == 1
     assert "ended with status 3" in result.stderr and "it cannot start" in result.stderr

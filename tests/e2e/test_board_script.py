@@ -1,111 +1,20 @@
-"""scripts/board, run as its user runs it, with what is installed already."""
+"""scripts/board, run as its user runs it."""
 import json
 import os
 import re
-import resource
-import shutil
 import signal
-import socket
 import subprocess
-import sys
-import tempfile
-import threading
-import time
 
 import pytest
 
-from trelvik.board import PREFIX, REPO
-from trelvik.wait import DEADLINE, SLOW, until
-
-BOARD = os.path.join(REPO, "scripts", "board")
-sys.path.insert(0, os.path.join(REPO, "scripts", "lib", "board"))
-import lines  # noqa: E402
-import programs  # noqa: E402
-import runs  # noqa: E402
+from board import runs
+from trelvik.board_script import BOARD, LIMIT, Place
+from trelvik.files import read, write
+from trelvik.places import PREFIX
+from trelvik.wait import DEADLINE, until
 
 LINE = re.compile(r"(\d\d:\d\d:\d\d\.\d{3}) ( *\d+ )? *(\S+) \| (.*)")
-UP = r".*Ctrl-C stops it\."
-LIMIT = 20 * SLOW
 NOBODY = 65534
-
-
-class Script:
-    """One running scripts/board, started where a machine allows few descriptors."""
-
-    def __init__(self, place, *arguments):
-        self._process = subprocess.Popen(
-            [BOARD, "--stage", PREFIX, *arguments], env=environment(place), stdin=subprocess.DEVNULL,
-            stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
-            preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_NOFILE, (1024, 4096)))
-        self.pid = self._process.pid
-        self.lines = []
-        self._reader = threading.Thread(target=self._read, daemon=True)
-        self._reader.start()
-
-    def _read(self):
-        for line in self._process.stdout:
-            self.lines.append(line.rstrip("\n"))
-
-    def find(self, pattern):
-        return [line for line in list(self.lines) if re.fullmatch(pattern, line)]
-
-    def wait(self, pattern, count=1):
-        def found():
-            matching = self.find(pattern)
-            return matching if len(matching) >= count else None
-        return until(found, lambda: f"{pattern} (x{count}) in:\n" + "\n".join(self.lines), LIMIT)
-
-    def wait_end(self):
-        status = self._process.wait(LIMIT)
-        self._reader.join(DEADLINE)
-        return status
-
-    def end(self, number=signal.SIGINT):
-        self._process.send_signal(number)
-        return self.wait_end()
-
-    def leave(self):
-        if self._process.poll() is None:
-            self._process.terminate()
-            self.wait_end()
-
-
-class Place:
-    """A directory for the runs of a test, and the scripts that it started."""
-
-    def __init__(self):
-        # Short, as paths of sockets are.
-        self.path = tempfile.mkdtemp(prefix="b-", dir="/tmp")
-        self.runs = os.path.join(self.path, f"trelvik-board-{os.geteuid()}")
-        self._scripts = []
-
-    def file(self, name):
-        return os.path.join(self.path, name)
-
-    def start(self, *arguments):
-        self._scripts.append(Script(self.path, *arguments))
-        return self._scripts[-1]
-
-    def up(self, *arguments, count=1):
-        script = self.start(*arguments)
-        script.wait(UP, count)
-        return script
-
-    def run(self, *arguments):
-        return subprocess.run([BOARD, *arguments], env=environment(self.path), stdin=subprocess.DEVNULL,
-                              capture_output=True, text=True, timeout=LIMIT, check=False)
-
-    def numbers(self):
-        return sorted(name for name in os.listdir(self.runs) if name.isdigit())
-
-    def leave(self):
-        for script in self._scripts:
-            script.leave()
-        shutil.rmtree(self.path)
-
-
-def environment(place):
-    return {**os.environ, "XDG_RUNTIME_DIR": place}
 
 
 @pytest.fixture
@@ -120,11 +29,6 @@ def clocks(text_lines):
     matches = [LINE.fullmatch(line) for line in text_lines]
     assert all(matches), [line for line, match in zip(text_lines, matches) if not match]
     return [match[1] for match in matches]
-
-
-def read(*path):
-    with open(os.path.join(*path), encoding="utf-8") as text:
-        return text.read()
 
 
 def assert_capture(path, request=b""):
@@ -170,42 +74,6 @@ def test_all_lines_stand_in_the_order_of_one_clock(place):
     assert script.find(r"\S+ +iss \| -> .*") and script.find(r"\S+ +monitor \| open \d+")
 
 
-def test_line_said_first_and_heard_last_stands_first():
-    now = lines.now_ms()
-    order = lines.Order()
-    order.add(lines.Line(now, "iss", "second"))
-    order.add(lines.Line(now - 50, "Trelvik", "first"))
-    order.add(lines.Line(now, "board", "third"))
-    assert not list(order.take()) and 0 < order.wait() <= lines.WINDOW
-    assert [line.text for line, in until(lambda: list(order.take()), "lines are due")] == ["first", "second", "third"]
-    order.add(lines.Line(now - 50, "Trelvik", "too late"))
-    (late,), = order.take(everything=True)
-    assert late.ms >= now
-
-
-def test_stamps_of_the_parties_become_the_one_clock():
-    midnight = 1000 * int(time.mktime((2026, 3, 14, 0, 0, 0, 0, 0, -1)))
-    assert programs.time_of_day("00:00:01.250 <- X", midnight + 1300) == (midnight + 1250, "<- X")
-    assert programs.time_of_day("23:59:59.990 <- X", midnight + 5) == (midnight - 10, "<- X")
-    assert programs.time_of_day("no stamp", 7) == (7, "no stamp")
-    assert programs.time_of_epoch("12.345678 kick OPS", 99999) == (12345, "kick OPS")
-    assert programs.time_of_epoch("no stamp", 7) == (7, "no stamp")
-
-
-def test_syslog_line_has_the_time_at_which_it_was_sent(place):
-    heard = []
-    syslog = programs.Syslog(programs.Loop(), lambda *line: heard.append(line), place.file("log"))
-    with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as sender:
-        before = lines.now_ms()
-        sender.sendto(b"<30>Nov 21 15:03:47 Trelvik: [INFO] said\n", place.file("log"))
-    after = lines.now_ms()
-    until(lambda: lines.now_ms() > after + 20, "it is heard later than it was said")
-    syslog.read()
-    ((ident, text, ms, priority),) = heard
-    assert (ident, text, priority) == ("Trelvik", "[INFO] said", 30)
-    assert before <= ms <= after
-
-
 def test_kept_directory_holds_all_logs_and_a_capture(place):
     kept = place.file("kept")
     script = place.start("--keep", kept, "--demo")
@@ -244,17 +112,13 @@ def test_recorded_file_is_a_capture(place):
 
 
 def test_simulator_does_what_the_scenario_says(place):
-    with open(place.file("busy.sim"), "w", encoding="ascii") as scenario:
-        scenario.write("on connect after 10ms cpu CLIC 17\n")
-    script = place.start("--scenario", place.file("busy.sim"))
+    script = place.start("--scenario", place.write("busy.sim", "on connect after 10ms cpu CLIC 17\n"))
     script.wait(r".* Trelvik \| .*CPU exceeds threshold for thread CLIC.*")
     assert script.end() == 0
 
 
 def test_wrong_scenario_is_named_and_fails(place):
-    with open(place.file("wrong.sim"), "w", encoding="ascii") as scenario:
-        scenario.write("explode\n")
-    script = place.start("--scenario", place.file("wrong.sim"))
+    script = place.start("--scenario", place.write("wrong.sim", "explode\n"))
     assert script.wait_end() == 1
     assert script.find(rf".* iss \| .*{place.file('wrong.sim')}:1.*")
     assert script.find(r".* board \| failed: iss ended with status 2")
@@ -329,8 +193,7 @@ def test_sandbox_that_outlived_its_script_is_ended(place):
         os.mkdir(place.runs, 0o700)
         for number, sandbox in ((4, runs.process(outlived.pid)), (5, [innocent.pid, 1])):
             os.mkdir(os.path.join(place.runs, str(number)))
-            with open(os.path.join(place.runs, str(number), "board.json"), "w", encoding="ascii") as facts:
-                json.dump({"sandbox": sandbox}, facts)
+            write(os.path.join(place.runs, str(number), "board.json"), json.dumps({"sandbox": sandbox}))
         script = place.up()
         assert script.find(r".* board \| removed what killed boards had left behind: 4, 5")
         assert outlived.wait(DEADLINE) == -signal.SIGKILL
@@ -367,7 +230,7 @@ def test_directory_of_somebody_else_is_refused(place):
         assert refused.returncode == 1 and f"{foreign} belongs to somebody else (uid {NOBODY})" in refused.stderr
     else:
         foreign = "/usr"
-    refused = subprocess.run([BOARD, "list"], env=environment(foreign), capture_output=True, text=True, check=False)
+    refused = place.run("list", runs=foreign)
     assert refused.returncode == 1
     assert f"XDG_RUNTIME_DIR cannot be used: {foreign} belongs to somebody else" in refused.stderr
     if os.geteuid() == 0:
@@ -418,11 +281,9 @@ def test_usage_is_shown_on_demand(place):
 
 
 def test_boards_stop_when_nobody_reads_any_more(place):
-    with open(place.file("talkative.sim"), "w", encoding="ascii") as scenario:
-        scenario.write("keepalive 100ms\n")
-    piped = subprocess.run(["bash", "-c", '"$@" | head -n 1', "--", BOARD, "--stage", PREFIX, "--scenario",
-                            place.file("talkative.sim")],
-                           env=environment(place.path), stdin=subprocess.DEVNULL, capture_output=True, text=True,
+    scenario = place.write("talkative.sim", "keepalive 100ms\n")
+    piped = subprocess.run(["bash", "-c", '"$@" | head -n 1', "--", BOARD, "--stage", PREFIX, "--scenario", scenario],
+                           env=place.environment(), stdin=subprocess.DEVNULL, capture_output=True, text=True,
                            timeout=LIMIT, check=False)
     assert len(piped.stdout.splitlines()) == 1 and piped.stderr == ""
     until(lambda: place.numbers() == [], "no board is left")
@@ -431,7 +292,7 @@ def test_boards_stop_when_nobody_reads_any_more(place):
 def test_board_lives_on_while_its_terminal_stands_still(place):
     kept, said = place.file("kept"), "CPU exceeds threshold for thread CLIC"
     read_end, write_end = os.pipe()
-    script = subprocess.Popen([BOARD, "--stage", PREFIX, "--keep", kept], env=environment(place.path),
+    script = subprocess.Popen([BOARD, "--stage", PREFIX, "--keep", kept], env=place.environment(),
                               stdin=subprocess.DEVNULL, stdout=write_end)
     os.close(write_end)
     try:
@@ -450,14 +311,3 @@ def test_board_lives_on_while_its_terminal_stands_still(place):
         os.close(read_end)
         script.kill()
         script.wait()
-
-
-def test_board_needs_no_packages_of_the_tests():
-    def packages(*section):
-        return subprocess.run(["bash", "-c", '. "$repo/scripts/lib/common.sh"; list_packages "$@"', "--", *section],
-                              env={**os.environ, "repo": REPO}, capture_output=True, text=True,
-                              check=True).stdout.split()
-    board, test = packages("board"), packages("test")
-    assert {"bubblewrap", "dbus", "g++", "python3-jeepney"} <= set(board)
-    assert {"g++-arm-linux-gnueabihf", "qemu-user", "clang-tidy", "python3-pytest"} <= set(test)
-    assert not set(board) & set(test) and packages() == board + test

@@ -4,6 +4,7 @@ import pytest
 
 from trelvik import record
 from trelvik.board import CSM_BOARD, OTHER_BOARD
+from trelvik.files import write
 
 SELECTION = "/flash/config/current/selected.txt"
 SD_CARD = "/mnt/mmccard/VORNA_CONFIG"
@@ -17,15 +18,13 @@ TRACE = "[DEBUG3] main:{} (deletePersistentIssConfig) - {}"
 def folder(path):
     """Makes a folder with something in it."""
     os.makedirs(path + "/deep")
-    with open(path + "/deep/iss.conf", "w", encoding="ascii") as saved:
-        saved.write("saved")
+    write(path + "/deep/iss.conf", "saved")
     return path
 
 
 def select(text):
     os.makedirs(os.path.dirname(SELECTION), exist_ok=True)
-    with open(SELECTION, "w", encoding="ascii") as selection:
-        selection.write(text)
+    write(SELECTION, text)
 
 
 def fail_reload(board, name=CSM_BOARD):

@@ -2,6 +2,7 @@ import os
 
 from trelvik import record
 from trelvik.debugsocket import CLIENT, SERVER
+from trelvik.files import write
 from trelvik.users import as_stranger, run_as
 from trelvik.wait import until
 
@@ -69,8 +70,7 @@ def test_long_request_is_cut(board):
 
 
 def test_stale_socket_file_is_replaced(board):
-    with open(SERVER, "w", encoding="ascii") as stale:
-        stale.write("left over")
+    write(SERVER, "left over")
     board.connected(level=9)
     board.make_ready()
     until(lambda: not os.path.isfile(SERVER), "the stale file is gone")

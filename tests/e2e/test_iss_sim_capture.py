@@ -4,7 +4,8 @@ import struct
 import subprocess
 
 from trelvik import record
-from trelvik.board import CONNECTED, PREFIX, READY_MARKER
+from trelvik.board import CONNECTED
+from trelvik.places import PREFIX, READY_MARKER
 from trelvik.wait import SLOW
 
 RETRY = 7 * SLOW

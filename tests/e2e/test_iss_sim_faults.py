@@ -2,7 +2,8 @@
 import time
 
 from trelvik import record
-from trelvik.board import CONNECTED, LOST, READY_MARKER
+from trelvik.board import CONNECTED, LOST
+from trelvik.places import READY_MARKER
 from trelvik.wait import SLOW, until
 
 RETRY = 7 * SLOW

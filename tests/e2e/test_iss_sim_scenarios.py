@@ -3,7 +3,9 @@ import os
 import time
 
 from trelvik import record
-from trelvik.board import COMMIT_MARKER, CONNECTED, CSM_BOARD, LOST, OPEN_PORTS, READY_MARKER, RELOAD_MARKER
+from trelvik.board import CONNECTED, CSM_BOARD, LOST
+from trelvik.files import write, write_script
+from trelvik.places import COMMIT_MARKER, OPEN_PORTS, READY_MARKER, RELOAD_MARKER
 from trelvik.wait import SLOW, until
 
 RETRY = 7 * SLOW
@@ -18,12 +20,6 @@ def play(board, gallery, **options):
     board.start(ops=False, **options)
     board.log.wait(CONNECTED)
     return iss
-
-
-def script(path, *lines, mode=0o644):
-    with open(path, "w", encoding="ascii") as text:
-        text.write("".join(line + "\n" for line in lines))
-    os.chmod(path, mode)
 
 
 def seconds(line):
@@ -44,8 +40,8 @@ def test_clean_start(board):
 
 
 def test_first_start_of_a_csm_board(board):
-    script(record.DEFAULT_SCRIPT, "configure terminal", "end")
-    script(OPEN_PORTS, "#!/bin/sh", "touch /tmp/ports_opened", mode=0o755)
+    write(record.DEFAULT_SCRIPT, "configure terminal\nend\n")
+    write_script(OPEN_PORTS, "touch /tmp/ports_opened")
     iss = play(board, "csm-first-start.sim", name=CSM_BOARD)
     board.log.sequence(["[INFO] main:355 (main) - OPS ready to receive messages.\n",
                         "[INFO] main:362 (main) - Creating default.conf!\n",
@@ -76,9 +72,9 @@ def test_failed_restore_on_a_csm_board(board):
         board.expect_log(line)
     os.makedirs("/flash/config/current")
     os.makedirs("/flash/config/c1/iss")
-    script("/flash/config/current/selected.txt", "dir /flash/config/c1")
-    script(COMMIT_MARKER)
-    script(OPEN_PORTS, "#!/bin/sh", mode=0o755)
+    write("/flash/config/current/selected.txt", "dir /flash/config/c1\n")
+    write(COMMIT_MARKER, "")
+    write_script(OPEN_PORTS)
     play(board, "failed-restore.sim", name=CSM_BOARD)
     board.cam.wait_report(CORRUPTED)
     assert not os.path.exists("/flash/config/c1/iss")

@@ -6,8 +6,8 @@ import subprocess
 import pytest
 
 from trelvik import record
-from trelvik.board import PREFIX
 from trelvik.bus import MANAGER
+from trelvik.places import PREFIX
 from trelvik.wait import DEADLINE, until
 
 ISS_SIM = os.path.join(PREFIX, "bin", "iss-sim")

@@ -8,7 +8,8 @@ import subprocess
 import pytest
 
 from trelvik import record
-from trelvik.board import PREFIX
+from trelvik.files import write
+from trelvik.places import PREFIX
 from trelvik.wait import DEADLINE, until
 
 ISS_SIM = os.path.join(PREFIX, "bin", "iss-sim")
@@ -50,12 +51,6 @@ def run_script(script, output="/tmp/out"):
 
 def silent_iss(board):
     return board.start_iss("startup none", "keepalive off")
-
-
-def write(path, text, mode=0o644):
-    with open(path, "w", encoding="ascii") as file:
-        file.write(text)
-    os.chmod(path, mode)
 
 
 def test_control_socket_lies_in_a_directory_of_its_own(board):

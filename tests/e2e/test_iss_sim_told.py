@@ -6,7 +6,8 @@ import subprocess
 import pytest
 
 from trelvik import record
-from trelvik.board import CONNECTED, LOST, PREFIX, READY_MARKER
+from trelvik.board import CONNECTED, LOST
+from trelvik.places import PREFIX, READY_MARKER
 from trelvik.wait import DEADLINE, until
 
 ISS_SIM = os.path.join(PREFIX, "bin", "iss-sim")

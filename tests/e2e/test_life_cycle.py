@@ -5,6 +5,7 @@ import pytest
 
 from trelvik import record
 from trelvik.bus import COMMON, PATH
+from trelvik.files import write_script
 from trelvik.life_cycle import INITIALIZED, MARKER, STARTED, STOPPED, TRIGGER, WORKER, calls, install, mark, trigger
 from trelvik.wait import SLOW, until
 
@@ -209,10 +210,7 @@ def test_stop_of_the_daemon_while_the_marker_stays(board):
 def test_stop_of_the_daemon_while_the_command_runs(board):
     commands = os.path.join(board.dir, "commands")
     os.mkdir(commands)
-    screen = os.path.join(commands, "screen")
-    with open(screen, "w", encoding="ascii") as script:
-        script.write(f"#!/bin/sh\necho $0 > {commands}/runs\nexec sleep 60\n")
-    os.chmod(screen, 0o755)
+    write_script(os.path.join(commands, "screen"), f"echo $0 > {commands}/runs", "exec sleep 60")
     board.connected(env={"PATH": commands + ":" + os.environ["PATH"]})
     call = trigger(board.bus, STARTED)
     board.wait_file(commands + "/runs")

@@ -4,8 +4,10 @@ import signal
 import pytest
 
 from trelvik import record
-from trelvik.board import COMMIT_MARKER, CSM_BOARD, OPEN_PORTS, READY_MARKER, RELOAD_MARKER
+from trelvik.board import CSM_BOARD
 from trelvik.bus import PORT_PARAMS
+from trelvik.files import write, write_script
+from trelvik.places import COMMIT_MARKER, OPEN_PORTS, READY_MARKER, RELOAD_MARKER
 
 OPS_READY = "[INFO] main:355 (main) - OPS ready to receive messages.\n"
 CREATING = "[INFO] main:362 (main) - Creating default.conf!\n"
@@ -18,9 +20,7 @@ PORTS_OPENED = "/tmp/ports_opened"
 
 
 def install_open_ports(body=f"touch {PORTS_OPENED}"):
-    with open(OPEN_PORTS, "w", encoding="ascii") as script:
-        script.write(f"#!/bin/sh\n{body}\n")
-    os.chmod(OPEN_PORTS, 0o755)
+    write_script(OPEN_PORTS, body)
 
 
 def test_ops_ready_on_other_boards_only_logs(board):
@@ -55,8 +55,7 @@ def test_csm_board_requests_its_default_script(board):
 
 
 def test_csm_board_with_commit_marker_requests_nothing(board):
-    with open(COMMIT_MARKER, "w", encoding="ascii"):
-        pass
+    write(COMMIT_MARKER, "")
     board.connected(name=CSM_BOARD)
     board.ops.send(record.make(record.TASK_INIT_STATUS))
     board.log.wait(OPS_READY)

@@ -7,7 +7,8 @@ import subprocess
 
 import pytest
 
-from trelvik.board import PREFIX, REPO
+from trelvik import files
+from trelvik.places import PREFIX, REPO
 
 UNIT = "lib/systemd/system/trelvik.service"
 APART = "lib/trelvik/trelvik.service.d/iss-apart.conf"
@@ -21,8 +22,7 @@ def installed(name):
 
 
 def read(name):
-    with open(installed(name), encoding="ascii") as text:
-        return text.read()
+    return files.read(installed(name))
 
 
 def unit_in(directory, *drop_ins):
@@ -102,11 +102,9 @@ def test_settings_are_installed_and_not_overwritten(tmp_path, prefix, place):
     destdir = str(tmp_path / "root")
     install(tmp_path, prefix, destdir)
     assert filecmp.cmp(destdir + place, SETTINGS, shallow=False)
-    with open(destdir + place, "w", encoding="ascii") as own:
-        own.write("BOARD_NAME=MINE\n")
+    files.write(destdir + place, "BOARD_NAME=MINE\n")
     install(tmp_path, prefix, destdir)
-    with open(destdir + place, encoding="ascii") as text:
-        assert text.read() == "BOARD_NAME=MINE\n"
+    assert files.read(destdir + place) == "BOARD_NAME=MINE\n"
 
 
 def test_unit_names_the_daemon_for_a_relative_prefix(tmp_path):

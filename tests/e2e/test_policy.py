@@ -3,8 +3,9 @@ import xml.etree.ElementTree as ElementTree
 
 import pytest
 
-from trelvik.board import BUS_LOST, PREFIX
+from trelvik.board import BUS_LOST
 from trelvik.bus import COMMON, MANAGER, NAME, REDUNDANCY
+from trelvik.places import PREFIX
 from trelvik.users import GROUP, as_member, as_root, as_stranger, run_as, set_groups, start_as
 
 DENIED = "org.freedesktop.DBus.Error.AccessDenied"

@@ -5,6 +5,7 @@ import pytest
 
 from trelvik import fill, record
 from trelvik.bus import HANG, MANAGER, REDUNDANCY
+from trelvik.files import write
 from trelvik.wait import SLOW, until
 
 SIGNALLED = "[INFO] SrvRedundancy:* (setRedundantState) - setRedundantState: redundancyState={}\n"
@@ -243,8 +244,8 @@ def test_query_does_not_start_the_manager(board):
     services = os.path.join(board.dir, "services")
     started = os.path.join(board.dir, "started")
     os.mkdir(services)
-    with open(os.path.join(services, MANAGER + ".service"), "w", encoding="ascii") as service:
-        service.write(f"[D-BUS Service]\nName={MANAGER}\nExec=/usr/bin/touch {started}\n")
+    write(os.path.join(services, MANAGER + ".service"),
+          f"[D-BUS Service]\nName={MANAGER}\nExec=/usr/bin/touch {started}\n")
     board.start_bus(f"<servicedir>{services}</servicedir>")
     board.connected()
     board.log.wait(ASKED)

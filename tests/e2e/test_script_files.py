@@ -3,9 +3,9 @@ import os
 import stat
 import subprocess
 
-from test_port_params import RELEASE, RELEASE_5, SET_UP, SET_UP_5, read, script_message
-
 from trelvik import fill, record
+from trelvik.files import read, write
+from trelvik.port_params import RELEASE, RELEASE_5, SET_UP, SET_UP_5, script_message
 from trelvik.users import STRANGER, as_stranger, run_as
 
 SCRIPT = "/tmp/SetVlanPort5_0"
@@ -49,8 +49,7 @@ def leave_as_stranger(code):
 
 
 def test_strangers_link_is_not_followed(board):
-    with open("/root/precious", "w", encoding="ascii") as precious:
-        precious.write("kept\n")
+    write("/root/precious", "kept\n")
     leave_as_stranger("os.symlink('/root/precious', path)")
     board.up()
     set_up_5(board)
@@ -88,8 +87,7 @@ def test_strangers_open_file_is_not_run(board):
 
 
 def test_hard_link_is_not_written_through(board):
-    with open("/tmp/precious", "w", encoding="ascii") as precious:
-        precious.write("kept\n")
+    write("/tmp/precious", "kept\n")
     os.link("/tmp/precious", SCRIPT)
     board.up()
     set_up_5(board)

@@ -6,9 +6,11 @@ import threading
 import pytest
 
 from trelvik import fill, record
-from trelvik.board import CONNECTED, CSM_BOARD, OPEN_PORTS, REFUSED
+from trelvik.board import CONNECTED, CSM_BOARD, REFUSED
 from trelvik.bus import HANG
+from trelvik.files import write_script
 from trelvik.ops import ADDRESS
+from trelvik.places import OPEN_PORTS
 from trelvik.wait import until
 
 STOPPING = "[NOTICE] main:66 (handle_sig) - Signal {} ({}) received: killing Trelvik and stopping threads"
@@ -172,9 +174,7 @@ def test_stop_while_the_connection_hangs(board):
 
 
 def long_open_ports(board, seconds=60):
-    with open(OPEN_PORTS, "w", encoding="ascii") as script:
-        script.write(f"#!/bin/sh\ntouch /tmp/ports_opened\nexec sleep {seconds}\n")
-    os.chmod(OPEN_PORTS, 0o755)
+    write_script(OPEN_PORTS, "touch /tmp/ports_opened", f"exec sleep {seconds}")
     board.connected(name=CSM_BOARD)
     board.ops.send(record.reloaded())
     board.wait_file("/tmp/ports_opened")
@@ -196,9 +196,7 @@ def test_stop_while_a_command_runs_and_workers_wait(board):
 def test_stop_while_a_marker_is_made_is_no_failure(board):
     programs = os.path.join(board.dir, "programs")
     os.mkdir(programs)
-    with open(f"{programs}/touch", "w", encoding="ascii") as slow:
-        slow.write(f"#!/bin/sh\necho > {programs}/begun\nexec sleep 60\n")
-    os.chmod(f"{programs}/touch", 0o755)
+    write_script(f"{programs}/touch", f"echo > {programs}/begun", "exec sleep 60")
     board.connected(env={"PATH": programs + ":" + os.environ["PATH"]})
     board.ops.send(record.reloaded())
     board.wait_file(f"{programs}/begun")

@@ -4,8 +4,10 @@ import signal
 import pytest
 
 from trelvik import record
-from trelvik.board import CONNECTED, CSM_BOARD, LAUNCHER, OPEN_PORTS
+from trelvik.board import CONNECTED, CSM_BOARD, LAUNCHER
 from trelvik.bus import COMMON
+from trelvik.files import write_script
+from trelvik.places import OPEN_PORTS
 from trelvik.wait import SLOW, until
 
 BUS_THREAD = "[INFO] main:673 (start_otn_comm) - OTNBUS thread started\n"
@@ -187,9 +189,7 @@ def test_names_without_csm_are_other_boards(board, name):
 
 
 def test_starter_that_ignores_sigchld_does_no_harm(board):
-    with open(OPEN_PORTS, "w", encoding="ascii") as script:
-        script.write("#!/bin/sh\n")
-    os.chmod(OPEN_PORTS, 0o755)
+    write_script(OPEN_PORTS)
     board.up(name=CSM_BOARD, starter=("env", "--ignore-signal=CHLD"))
     with open(f"/proc/{board.daemon.pid}/status", encoding="ascii") as status:
         ignored = int(next(line for line in status if line.startswith("SigIgn")).split()[1], 16)

@@ -2,12 +2,14 @@
 import os
 
 import pytest
-from test_port_params import SET_UP, SET_UP_5, read
 
 from trelvik import life_cycle, record
-from trelvik.board import CONNECTED, CSM_BOARD, MAC, OPEN_PORTS
+from trelvik.board import CONNECTED, CSM_BOARD, MAC
 from trelvik.bus import Bus
 from trelvik.debugsocket import DebugSocket
+from trelvik.files import read, write, write_script
+from trelvik.places import OPEN_PORTS
+from trelvik.port_params import SET_UP, SET_UP_5
 from trelvik.systemd import APART, BUS, Systemd
 from trelvik.users import as_stranger, need_others, run_as
 from trelvik.wait import until
@@ -36,11 +38,8 @@ class Machine:
         need_others()
         os.unlink("/etc/default")  # in the sandbox, a link to the machine's
         os.mkdir("/etc/default")
-        with open("/etc/default/trelvik", "w", encoding="ascii") as settings:
-            settings.write(f"ethaddr_first={MAC}\nBOARD_NAME={CSM_BOARD}\n")
-        with open(OPEN_PORTS, "w", encoding="ascii") as script:
-            script.write("#!/bin/sh\n: >/tmp/ports_opened\n")
-        os.chmod(OPEN_PORTS, 0o755)
+        write("/etc/default/trelvik", f"ethaddr_first={MAC}\nBOARD_NAME={CSM_BOARD}\n")
+        write_script(OPEN_PORTS, ": >/tmp/ports_opened")
         board.start_ops()
         self.board = board
         self.systemd = Systemd(board.dir, *drop_ins, **units)
