@@ -114,6 +114,7 @@ def test_changed_answer_is_told_as_it_left(board, watch):
     until(lambda: sent("CONFIG_STATUS"), "the watch's line")
     line = sent("CONFIG_STATUS")[0]
     assert (line["how"], line["fields"]["status"]) == (f"type was {PROBE}", 9)
+    board.log.wait(UNEXPECTED)
 
 
 def test_part_of_an_answer_is_told_with_its_bytes(board):
