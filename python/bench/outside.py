@@ -22,8 +22,8 @@ class Subject:
         visible = [option for path in shown for option in ("--ro", path)]
         # A session of its own is out of Ctrl-C's reach.
         self._process = subprocess.Popen(
-            [SANDBOX, *visible, "--", *module("bench.inside")], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True,
-            start_new_session=True)
+            [SANDBOX, *visible, "--", *module("bench.inside")], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+            text=True, start_new_session=True)
         self._order(bench=bench, policy=policy, daemon=daemon)
         self.answer()
 

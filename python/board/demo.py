@@ -48,7 +48,7 @@ class Peers:
             answer = tool.receive()
         finally:
             tool.leave()
-        return (record.field(answer, "type"), record.field(answer, "error"))
+        return (record.type_of(answer), record.field(answer, "errorString"))
 
 
 def change_trace_level(peers):
@@ -110,7 +110,7 @@ STEPS = (
          iss=("REDUNDANCY_STATE [22] state=3(ACT0)",),
          log=("*setRedundantState: redundancyState=ACT0*",)),
     Step("a developer sends a flush command through the debug socket",
-         lambda peers: peers.through_debug_socket(record.make(record.FLUSH_CMD, mark=7)),
+         lambda peers: peers.through_debug_socket(record.make(record.FLUSH_CMD, vpn=7)),
          gets=(record.FLUSH_CMD, record.NO_ERROR),
          iss=("FLUSH_CMD [16] vpn=7 vp=0",)),
     Step("change the trace level to 8 and back",

@@ -72,7 +72,7 @@ def one_trigger(board, manager, state, delays):
         request = board.ops.receive()
         start = time.monotonic()
         board.ops.answer(request)
-        if record.field(request, "type") != record.REDUNDANCY_STATE:
+        if record.type_of(request) != record.REDUNDANCY_STATE:
             answered += 1
             until(lambda expected=answered: sum(each.answered for each in earlier) == expected,
                   "the reply to an earlier call")

@@ -252,7 +252,7 @@ class Board:
     def sync_ops(self):
         """Waits until the main loop has handled everything that OPS has sent; needs an admitted INFO."""
         since = self.log.mark()
-        self.ops.send(record.make(record.CPU_THRESHOLD, error="sync"))
+        self.ops.send(record.make(record.CPU_THRESHOLD, threadName="sync"))
         self.log.wait("[INFO] main:444 (main) - CPU exceeds threshold for thread sync\n", since)
 
     def sync_debug(self):

@@ -4,17 +4,21 @@ from . import record
 from .wait import SLOW
 
 
+def message(mark):
+    return record.make(record.FLUSH_CMD, vpn=mark)
+
+
 def queue(board, *marks):
     """Returns when the main loop has queued or returned them all."""
     for mark in marks:
-        board.debug.send(record.make(record.FLUSH_CMD, mark=mark))
+        board.debug.send(message(mark))
     board.sync_debug()
 
 
 def serve(board, *marks):
     """Has OPS receive and answer them, in this order."""
     for mark in marks:
-        board.ops.serve(record.FLUSH_CMD, mark=mark)
+        board.ops.serve(record.FLUSH_CMD, vpn=mark)
 
 
 def behind_the_reader(board):
@@ -23,7 +27,7 @@ def behind_the_reader(board):
     queue(board, *range(1, 19))
     board.make_ready()
     serve(board, 1, 2)
-    third = board.ops.expect(record.FLUSH_CMD, mark=3)
+    third = board.ops.expect(record.FLUSH_CMD, vpn=3)
     queue(board, 19, 20)
     return third
 

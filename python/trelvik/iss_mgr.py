@@ -8,7 +8,6 @@ ISS_MGR = (PATH + "IssSetIssMgrAsync", "otn.OBsetIssMgrParams_1_0")
 SIGNATURE = "uuuuiuuuuuusuuuqii"
 ETS, MST_TOPO_LAN, MST_TOPO_WAN, FLUSH, MRP, MRP_GLOB, LLDP = range(7)
 CREATE, DELETE, MODIFY, NOT_APPLICABLE = range(4)
-MRP_VLAN_MAPPING, ETS_VLAN_MAPPING = 23, 24
 WORKER = "(run_iss_IssMgr_thread) - "
 REFUSED = (-1, -1)
 
@@ -28,75 +27,80 @@ class Rule:
         return self._saved + (0, 0, 0, 0) + ids
 
 
-def put(raw, words=None, octets=None):
-    """The record with little-endian words and runs of bytes at these offsets."""
-    changed = bytearray(raw)
-    for offset, value in (words or {}).items():
-        struct.pack_into("<I", changed, offset, value & 0xFFFFFFFF)
-    for offset, text in (octets or {}).items():
-        value = bytes.fromhex(text)
-        changed[offset:offset + len(value)] = value
-    return bytes(changed)
+def trap(entries, ids=(0, 0), **fields):
+    """A filter rule with these entries."""
+    return record.make(record.INTERESTED_PACKET_IND, entries=entries, fpId0=ids[0], fpId1=ids[1],
+                       **{"entryCount": len(entries), "ruleWord": 3, **fields})
 
 
-def message(msg_type, words=None, octets=None):
-    return put(record.make(msg_type), words, octets)
+def little_endian(*words):
+    return struct.pack(f"<{len(words)}I", *words).hex()
 
 
-def trap(kind, encapsulation, count, code, words, octets, ids=(0, 0), rule_word=3):
-    tail = {208: kind, 212: encapsulation, 216: rule_word, 220: ids[0], 224: ids[1], 232: count, 236: code}
-    return message(record.INTERESTED_PACKET_IND, {**words, **tail}, octets)
+MPLS = 3
+
+
+def encapsulation(mpls):
+    return MPLS if mpls else 1
 
 
 def ets_rule(code, mpls=False, ids=(71, -2)):
-    return trap(3, 3 if mpls else 1, 4, code,
-                {4: 15 if mpls else 1, 24: 8 if mpls else 2, 44: 12, 64: 7, 68: 4660, 76: 0xFFFF},
-                {8: "025ac3001eff", 16: "ffffffffffff", 33: "01", 41: "03", 48: "6e78a700", 56: "ffffff00",
-                 204: "c0000010" if mpls else "a0000000"}, ids)
+    return trap([(15 if mpls else 1, "025ac3001eff", "ffffffffffff"),
+                 (8 if mpls else 2, "000000000001", "000000000003"),
+                 (12, "6e78a700", "ffffff00"),
+                 (7, little_endian(4660), little_endian(0xFFFF))],
+                ids, entryKind=3, encapType=encapsulation(mpls), portList="c0000010" if mpls else "a0000000",
+                actionCode=code)
 
 
 def lan_rule(code, fp_id=0):
-    return trap(2, 1, 2, code, {4: 2, 24: 12},
-                {8: "0180c2000000", 16: "ffffffffffff", 28: "00000003", 36: "00ffffff", 204: "a0000000"}, (fp_id, 0))
+    return trap([(2, "0180c2000000", "ffffffffffff"), (12, "00000003", "00ffffff")], (fp_id, 0),
+                entryKind=2, encapType=1, portList="a0000000", actionCode=code)
 
 
 def wan_rule(code, labels=None, ports="10000000", ids=(0, 0)):
-    label_entry = {24: 11, 28: labels[0], 32: labels[1], 36: 0xF0FFFF, 40: 0xF0FFFF} if labels else {}
-    return trap(2, 3, 3, code, {4: 8, 44: 12, **label_entry},
-                {8: "0180c2000000", 16: "ffffffffffff", 48: "00000003", 56: "00ffffff", 204: ports}, ids)
+    label_entry = (11, little_endian(*labels), little_endian(0xF0FFFF, 0xF0FFFF)) if labels else (0, "", "")
+    return trap([(8, "0180c2000000", "ffffffffffff"), label_entry, (12, "00000003", "00ffffff")], ids,
+                entryKind=2, encapType=MPLS, portList=ports, actionCode=code)
 
 
 def mrp_rule(code, mpls=False, ports="08000000"):
-    last = {64: 9, 68: 0x8100, 76: 0xFFFF} if mpls else {64: 3, 68: 679, 76: 0xFFFF}
-    return trap(5, 3 if mpls else 1, 4, code, {4: 8 if mpls else 2, 24: 10 if mpls else 4, 44: 12, **last},
-                {8: "01154e000002", 16: "ffffffffffff", 28: "e388", 36: "ffff", 48: "03", 56: "ff", 204: ports},
-                (71, -2))
+    last = (9, 0x8100) if mpls else (3, 679)
+    return trap([(8 if mpls else 2, "01154e000002", "ffffffffffff"),
+                 (10 if mpls else 4, "e388", "ffff"),
+                 (12, "03", "ff"),
+                 (last[0], little_endian(last[1]), little_endian(0xFFFF))],
+                (71, -2), entryKind=5, encapType=encapsulation(mpls), portList=ports, actionCode=code)
 
 
 def mrp_global_rule(code):
-    return trap(5, 1, 2, code, {4: 2, 24: 4},
-                {8: "01154e000000", 16: "ffffffffff00", 28: "e388", 36: "ffff"}, (71, -2), rule_word=1)
+    return trap([(2, "01154e000000", "ffffffffff00"), (4, "e388", "ffff")], (71, -2),
+                entryKind=5, encapType=1, ruleWord=1, actionCode=code)
 
 
 def lldp_info(code):
-    return message(record.LLDP_TLV_INFO, {4: 0xC0FFEE01, 8: 0xC0A80164},
-                   {12: "2e1f", 14: "01" if code == 1 else "00", 236: f"{code:02x}"})
+    return record.make(record.LLDP_TLV_INFO, chassisId=0xC0FFEE01, mgmtIp=0xC0A80164, slotId=7982,
+                       create=int(code == 1), actionCode=code)
 
 
 def flush(vpn=4660, vp=1):
-    return message(record.FLUSH_CMD, {4: vpn, 8: vp})
+    return record.make(record.FLUSH_CMD, vpn=vpn, vp=vp)
 
 
 def mapping(msg_type, key, *vlans):
-    return message(msg_type, {4: key, 8: 4660, **{12 + 4 * index: vlan for index, vlan in enumerate(vlans)}})
+    return record.make(msg_type, key=key, vpn=4660, dataVlans=vlans)
+
+
+def with_ids(answer, ids, **fields):
+    """An answer to any message of the ISS manager has its ids where one to a filter rule has them."""
+    return record.change(answer, like=record.INTERESTED_PACKET_IND, fpId0=ids[0], fpId1=ids[1], **fields)
 
 
 def serve(board, expected, ids=(0, 0), error=record.NO_ERROR, ports=None):
     """Expects exactly this record; answers it with these ids and, where given, this port list."""
     request = board.ops.receive()
     assert request == expected
-    answer = put(record.answer(request, error=error), {220: ids[0], 224: ids[1]})
-    board.ops.send(put(answer, octets={204: ports}) if ports else answer)
+    board.ops.send(with_ids(record.answer(request, error=error), ids, **({"portList": ports} if ports else {})))
 
 
 def carried_out(board, rule, expected, ids=(301, 302), **answer):

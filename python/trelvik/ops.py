@@ -48,7 +48,7 @@ class Ops:
     def expect(self, msg_type, deadline=None, **fields):
         """The next record, which must have this type and these field values."""
         got = self.receive(deadline)
-        assert record.field(got, "type") == msg_type, f"expected type {msg_type}, got {record.show(got)}"
+        assert record.type_of(got) == msg_type, f"expected type {msg_type}, got {record.show(got)}"
         for name, value in fields.items():
             assert record.field(got, name) == value, f"{name} is {record.field(got, name)!r}, not {value!r}"
         return got

@@ -2,7 +2,7 @@
 from . import record
 from .board import MAC
 
-TUNNEL_MAC = bytes.fromhex("01005e900000")
+TUNNEL_MAC = "01:00:5e:90:00:00"
 OUTPUT = "/tmp/outscr.sh"
 SET_UP, RELEASE, PROBE, DETACH, ACKNOWLEDGE = 1, 2, 3, 4, 5
 
@@ -76,10 +76,10 @@ def without_ac_vlan(script):
 def mapping(port, flag, ids=(1, 1, 1, 1), ac_vlan=100, ac_port=24, mac=MAC):
     """A map (1) or unmap (2) message; ids: tunnel, VPN, pseudowire, attachment circuit."""
     tunnel, vpn, pseudowire, circuit = ids
-    return record.make(record.MGMT_INTERFACE_MAPPING_IND, destinationMac=TUNNEL_MAC,
-                       sourceMac=bytes.fromhex(mac.replace(":", "")), acVlan=ac_vlan, pwVlan=port + 4000,
-                       acPort=ac_port, pwPort=port, rate1=1000, rate2=1000, outLabel=1500, inLabel=1500,
-                       tunnelId=tunnel, vpnId=vpn, pwId=pseudowire, acId=circuit, entryCount=1, mapFlag=flag)
+    return record.make(record.MGMT_INTERFACE_MAPPING_IND, destinationMac=TUNNEL_MAC, sourceMac=mac, acVlan=ac_vlan,
+                       pwVlan=port + 4000, acPort=ac_port, pwPort=port, peakRate=1000, committedRate=1000,
+                       outTunnelLabel=1500, inTunnelLabel=1500, tunnelId=tunnel, vpnId=vpn, pwId=pseudowire,
+                       tunnelIndex=circuit, entryCount=1, mapFlag=flag)
 
 
 def script_message(port, index):
@@ -94,7 +94,7 @@ def set_up(board, port, index, ids, error=record.NO_ERROR, map_flag=1, answer_po
                                       inputFile=f"/tmp/SetVlanPort{port}_{index}"))
     request = board.ops.expect(record.MGMT_INTERFACE_MAPPING_IND)
     tunnel, vpn, pseudowire, circuit = ids
-    board.ops.answer(record.change(request, tunnelId=tunnel, vpnId=vpn, pwId=pseudowire, acId=circuit,
+    board.ops.answer(record.change(request, tunnelId=tunnel, vpnId=vpn, pwId=pseudowire, tunnelIndex=circuit,
                                    mapFlag=map_flag, pwPort=port if answer_port is None else answer_port),
                      error=error)
     call.reply()

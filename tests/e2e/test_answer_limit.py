@@ -62,7 +62,7 @@ def test_after_a_late_message_the_next_one_is_sent(board):
     board.expect_log(LATE.format(PROBE.format(4), 1, CALLER, 0) + CLOSED)
     up(board, 1)
     first = board.bus.set_port_params(3, 4)
-    request = board.ops.expect(record.IFC_INSERT_DELETE_IND, ifNum=4)
+    request = board.ops.expect(record.IFC_INSERT_DELETE_IND, interfaceNum=4)
     second = board.bus.set_port_params(3, 5)
     first.reply()
     board.ops.send_if_open(record.answer(request))
@@ -73,7 +73,7 @@ def test_after_a_late_message_the_next_one_is_sent(board):
     board.sync_ops()
     assert board.ops.silent() and not second.answered
     board.make_ready()
-    board.ops.serve(record.IFC_INSERT_DELETE_IND, ifNum=5)
+    board.ops.serve(record.IFC_INSERT_DELETE_IND, interfaceNum=5)
     assert second.reply()[2] == 5
     board.sync_ops()
     assert board.ops.silent(), "nothing is sent twice"
@@ -88,7 +88,7 @@ def test_rest_of_a_late_request_is_not_sent(board):
     assert call.reply()[2] == 9
     ready_again(board)
     call = board.bus.set_port_params(3, 4)
-    board.ops.serve(record.IFC_INSERT_DELETE_IND, ifNum=4)
+    board.ops.serve(record.IFC_INSERT_DELETE_IND, interfaceNum=4)
     call.reply()
 
 
@@ -118,7 +118,7 @@ def test_debug_client_gets_its_own_bytes_back(board):
     board.expect_log(LATE.format("debug socket (source 2) message 1 of 1, GET_PORT_STATUS [21]", 1,
                                  "its client gets its request back", 0) + CLOSED)
     up(board, 1)
-    request = record.change(bytes(place % 251 for place in range(record.SIZE)), type=record.GET_PORT_STATUS)
+    request = record.of_type(record.GET_PORT_STATUS, bytes(place % 251 for place in range(record.SIZE)))
     board.debug.send(request)
     assert board.ops.receive() == request
     assert board.debug.receive() == request
@@ -158,7 +158,7 @@ def test_lost_message_is_given_up_once_iss_is_ready(board):
     board.expect_log(OVER.format(PROBE.format(4), CALLER, 0))
     up(board, 86400)
     first = board.bus.set_port_params(3, 4)
-    board.ops.expect(record.IFC_INSERT_DELETE_IND, ifNum=4)
+    board.ops.expect(record.IFC_INSERT_DELETE_IND, interfaceNum=4)
     second = board.bus.set_port_params(3, 5)
     board.ops.drop()
     board.ops.accept(RETRY)
@@ -166,7 +166,7 @@ def test_lost_message_is_given_up_once_iss_is_ready(board):
     assert board.ops.silent() and not first.answered
     board.make_ready()
     assert first.reply()[2] == 4
-    board.ops.serve(record.IFC_INSERT_DELETE_IND, ifNum=5)
+    board.ops.serve(record.IFC_INSERT_DELETE_IND, interfaceNum=5)
     assert second.reply()[2] == 5
     board.sync_ops()
     assert board.ops.silent(), "nothing is sent twice, and the connection stays"
@@ -201,7 +201,7 @@ def test_lost_message_that_is_answered_is_not_given_up(board):
     assert call.reply()[6] == 9
     board.make_ready()
     call = board.bus.set_port_params(3, 5)
-    board.ops.serve(record.IFC_INSERT_DELETE_IND, ifNum=5)
+    board.ops.serve(record.IFC_INSERT_DELETE_IND, interfaceNum=5)
     call.reply()
 
 
@@ -216,7 +216,7 @@ def test_limit_holds_while_iss_is_away_as_well(board):
     assert len(board.log.find(CONNECTED)) == 1
     ready_again(board)
     call = board.bus.set_port_params(3, 5)
-    board.ops.serve(record.IFC_INSERT_DELETE_IND, ifNum=5)
+    board.ops.serve(record.IFC_INSERT_DELETE_IND, interfaceNum=5)
     call.reply()
     assert len(board.log.find(LOST)) == 1
 

@@ -210,8 +210,8 @@ def test_directory_that_is_a_link_is_refused(place):
     for arguments in (("--stage", PREFIX), ("list",), ("exec", "true")):
         refused = place.run(*arguments)
         assert refused.returncode == 1
-        assert refused.stderr == (f"scripts/board: {place.runs} is a link, not a directory: remove it or choose another "
-                                  "place\n")
+        assert refused.stderr == (f"scripts/board: {place.runs} is a link, not a directory: remove it or choose "
+                                  "another place\n")
     os.unlink(place.runs)
     for option in ("--keep", "--record"):
         os.symlink(place.file("elsewhere"), place.file("link"))

@@ -51,7 +51,7 @@ def test_levels_admit_their_words(board):
         board.ops.send(record.reloaded(failed=True))
         board.cam.wait("report", count=level)
         board.ops.send(record.make(record.CONFIG_STATUS))
-        board.ops.send(record.make(record.CPU_THRESHOLD, error="x"))
+        board.ops.send(record.make(record.CPU_THRESHOLD, threadName="x"))
         board.ops.send(record.make(record.WATCH_DOG_INTERVAL))
         board.cam.wait("kick", "OPS", count=level)
         board.bus.set_port_params(99, 1).reply()
@@ -155,7 +155,7 @@ def test_peer_interface_is_answered(board):
 def test_call_that_expects_no_reply_is_carried_out(board):
     board.up()
     board.bus.set_port_params(3, 12, expect_reply=False)
-    board.ops.serve(record.IFC_INSERT_DELETE_IND, ifNum=12)
+    board.ops.serve(record.IFC_INSERT_DELETE_IND, interfaceNum=12)
     board.bus.get_trace_level()
     assert len(board.bus.replies) == 1
 
@@ -164,7 +164,7 @@ def test_caller_that_goes_away_costs_one_line_at_most(board):
     board.up()
     caller = board.peer()
     caller.set_port_params(3, 12)
-    request = board.ops.expect(record.IFC_INSERT_DELETE_IND, ifNum=12)
+    request = board.ops.expect(record.IFC_INSERT_DELETE_IND, interfaceNum=12)
     caller.leave()
     since = board.log.mark()
     board.ops.answer(request)

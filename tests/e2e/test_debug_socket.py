@@ -12,7 +12,7 @@ WRONG_SIZE = "[WARNING] main:* (main) - debug request of {} bytes instead of 692
 
 def patterned(seed):
     """A record of a routed type whose every other byte tells its place."""
-    return record.change(bytes((seed + place) % 251 for place in range(record.SIZE)), type=record.FLUSH_CMD)
+    return record.of_type(record.FLUSH_CMD, bytes((seed + place) % 251 for place in range(record.SIZE)))
 
 
 def test_request_and_answer_pass_unchanged(board):
@@ -109,7 +109,7 @@ def test_client_that_went_away_costs_nothing(board):
     board.debug.join()
     board.debug.send(patterned(2))
     board.ops.answer(board.ops.receive())
-    assert record.field(board.debug.receive(), "type") == record.FLUSH_CMD
+    assert record.type_of(board.debug.receive()) == record.FLUSH_CMD
 
 
 def test_client_that_does_not_read_does_not_hold_the_daemon(board):
@@ -155,7 +155,7 @@ def test_debug_and_bus_requests_share_the_ring(board):
     board.debug.send(patterned(2))
     board.sync_debug()
     board.ops.answer(request)
-    assert record.field(board.debug.receive(), "type") == record.FLUSH_CMD
+    assert record.type_of(board.debug.receive()) == record.FLUSH_CMD
     board.ops.serve(record.IFC_INSERT_DELETE_IND)
     call.reply()
     assert board.ops.receive() == patterned(2)

@@ -1,12 +1,9 @@
-import struct
-
 import pytest
 
-from trelvik import fill
-from trelvik.iss_mgr import (CREATE, DELETE, ETS, ETS_VLAN_MAPPING, FLUSH, LLDP, MODIFY, MRP, MRP_GLOB,
-                             MRP_VLAN_MAPPING, MST_TOPO_LAN, NOT_APPLICABLE, REFUSED, Rule, WORKER, carried_out,
-                             ets_rule, flush, lan_rule, lldp_info, mapping, mrp_global_rule, mrp_rule, refused,
-                             serve, silent)
+from trelvik import fill, record
+from trelvik.iss_mgr import (CREATE, DELETE, ETS, FLUSH, LLDP, MODIFY, MRP, MRP_GLOB, MST_TOPO_LAN, NOT_APPLICABLE,
+                             REFUSED, Rule, WORKER, carried_out, ets_rule, flush, lan_rule, lldp_info, mapping,
+                             mrp_global_rule, mrp_rule, refused, serve, silent)
 
 
 @pytest.mark.parametrize("action, code", [(CREATE, 1), (DELETE, 2), (MODIFY, 3), (4, 0)])
@@ -56,8 +53,8 @@ def test_mrp_port_number(board, number, ports):
                                          ("1,x,3", (1,))])
 def test_data_vlans(board, text, vlans):
     board.up()
-    carried_out(board, Rule(MRP, NOT_APPLICABLE, flush=2, vlans=text), mapping(MRP_VLAN_MAPPING, 5, *vlans))
-    carried_out(board, Rule(ETS, NOT_APPLICABLE, flush=2, vlans=text), mapping(ETS_VLAN_MAPPING, 679, *vlans))
+    carried_out(board, Rule(MRP, NOT_APPLICABLE, flush=2, vlans=text), mapping(record.MRP_VLAN_MAPPING, 5, *vlans))
+    carried_out(board, Rule(ETS, NOT_APPLICABLE, flush=2, vlans=text), mapping(record.ETS_VLAN_MAPPING, 679, *vlans))
 
 
 def test_data_vlans_end_with_the_record(board):
@@ -65,7 +62,7 @@ def test_data_vlans_end_with_the_record(board):
     rule = Rule(FLUSH, CREATE, flush=2, vlans=",".join(str(vlan) for vlan in range(1, 2001)))
     call = rule.call(board)
     request = board.ops.receive()
-    assert request == mapping(MRP_VLAN_MAPPING, 5, *range(1, 1729))
+    assert request == mapping(record.MRP_VLAN_MAPPING, 5, *range(1, 1729))
     board.ops.answer(request)
     reply = call.reply()
     assert reply[:-2] == rule.reply(())
@@ -76,8 +73,8 @@ def test_ets_rule_of_mpls_takes_its_ports_and_types(board):
     rule = Rule(ETS, CREATE, vp=2, l2=0xFFFFFFFF, mpls=0x8000003)
     call = rule.call(board)
     request = board.ops.receive()
-    assert request[204:208].hex() == "c0000010"
-    assert [struct.unpack_from("<I", request, 4 + 20 * entry)[0] for entry in range(5)] == [15, 8, 12, 7, 0]
+    assert record.field(request, "portList") == "c0000010"
+    assert [kind for kind, _, _ in record.field(request, "entries")] == [15, 8, 12, 7]
     board.ops.answer(request)
     assert call.reply() == rule.reply((71, -2))
 

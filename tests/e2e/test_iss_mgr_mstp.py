@@ -2,7 +2,8 @@ import pytest
 
 from trelvik import record
 from trelvik.iss_mgr import (CREATE, DELETE, LABELS, MODIFY, MST_TOPO_LAN, MST_TOPO_WAN, NOT_APPLICABLE, REFUSED, Rule,
-                             WORKER, carried_out, flush, lan_rule, put, refused, serve, wan, wan_rule)
+                             WORKER, carried_out, flush, lan_rule, refused, serve, wan, wan_rule,
+                             with_ids)
 
 
 def test_lan_rule_is_deleted_by_the_id_of_its_answer(board):
@@ -62,7 +63,7 @@ def test_lan_create_with_flush_is_answered_once_after_the_second_answer(board):
     assert request == flush()
     board.alive()
     assert not call.answered
-    board.ops.send(put(record.answer(request), {220: 21, 224: 22}))
+    board.ops.send(with_ids(record.answer(request), (21, 22)))
     assert call.reply() == rule.reply((21, 22))
     assert len(board.log.find("[DEBUG3] main:541 (main) - send reply over OTNbus\n")) == 1
     assert len(board.log.find("[DEBUG3] main:534 (main) - Sending reply msg to OTNBus\n")) == 2

@@ -71,7 +71,7 @@ def streams(path):
 
 def types(stream):
     assert len(stream) % record.SIZE == 0
-    return [record.field(stream[at:at + record.SIZE], "type") for at in range(0, len(stream), record.SIZE)]
+    return [record.type_of(stream[at:at + record.SIZE]) for at in range(0, len(stream), record.SIZE)]
 
 
 def recorded(board, path, *scenario):
@@ -80,8 +80,8 @@ def recorded(board, path, *scenario):
     board.start(ops=False)
     board.wait_file(READY_MARKER)
     assert board.bus.set_port_params(3, 4).reply()[2] == 4
-    board.debug.send(record.make(record.FLUSH_CMD, mark=7))
-    assert record.field(board.debug.receive(), "mark") == 7
+    board.debug.send(record.make(record.FLUSH_CMD, vpn=7))
+    assert record.field(board.debug.receive(), "vpn") == 7
     iss.inject("port 9 down")
     iss.wait("* -> PORT_STATUS_CHANGE_IND *")
     board.stop()
@@ -118,8 +118,8 @@ def test_replay_plays_iss_again(board):
     board.bus.subscribe("linkStatusChange")
     assert board.bus.set_port_params(3, 4).reply()[2] == 4
     board.cam.wait_report("OPS REPORTED ERROR IN REPLY MESSAGE!\n", reports + 1)
-    board.debug.send(record.make(record.FLUSH_CMD, mark=7))
-    assert record.field(board.debug.receive(), "mark") == 7
+    board.debug.send(record.make(record.FLUSH_CMD, vpn=7))
+    assert record.field(board.debug.receive(), "vpn") == 7
     assert board.bus.wait_signal("linkStatusChange")[0] == (9, True, False)
     assert not iss.lines("* something else *")
     board.stop()

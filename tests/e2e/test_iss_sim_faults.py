@@ -259,8 +259,8 @@ def test_chances_come_again_with_their_seed(board):
         before = len(iss.lines())
         iss.inject("seed 7")
         for mark in range(24):
-            board.debug.send(record.make(record.FLUSH_CMD, mark=mark))
-            assert record.field(board.debug.receive(), "mark") == mark
+            board.debug.send(record.make(record.FLUSH_CMD, vpn=mark))
+            assert record.field(board.debug.receive(), "vpn") == mark
         return ["rule" in line for line in iss.lines()[before:] if "rule: " in line or "<- FLUSH" in line]
 
     first = hits()

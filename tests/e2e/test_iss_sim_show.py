@@ -1,6 +1,5 @@
 import json
 import os
-import struct
 import subprocess
 
 import pytest
@@ -77,14 +76,13 @@ def through_debug_socket(board, raw):
     """The answer's error text and error values."""
     board.debug.send(raw)
     answer = board.debug.receive()
-    return record.field(answer, "error"), record.field(answer, "errorValue")
+    return record.field(answer, "errorString"), record.field(answer, "errorValue")
 
 
 def rule(action, kind, fp_id=0):
     """A filter rule on port 1."""
-    raw = bytearray(record.make(record.INTERESTED_PACKET_IND))
-    struct.pack_into("<4sIIIIIIBxxxB", raw, 204, b"\x80\0\0\0", kind, 1, 3, fp_id, 0, 0, 0, action)
-    return bytes(raw)
+    return record.make(record.INTERESTED_PACKET_IND, portList="80000000", entryKind=kind, encapType=1, ruleWord=3,
+                       fpId0=fp_id, actionCode=action)
 
 
 def one(rows, **wanted):
@@ -156,15 +154,13 @@ def test_show_rules_and_unknown_ids(board):
     assert through_debug_socket(board, rule(2, 1, fp_id=9)) == ("Unknown forwarding entry\r\n", bytes([3, 4, 0, 0]))
     assert through_debug_socket(board, rule(2, 1, fp_id=1)) == (record.NO_ERROR, bytes(4))
     assert [row["fpId0"] for row in show("rules")["rules"]] == [2]
-    raw = bytearray(record.make(record.FLUSH_CMD))
-    struct.pack_into("<II", raw, 4, 7, 2)
-    through_debug_socket(board, bytes(raw))
+    through_debug_socket(board, record.make(record.FLUSH_CMD, vpn=7, vp=2))
     assert show("rules")["flushes"] == [{"vpn": 7, "vp": 2, "count": 1}]
 
 
 def test_show_counters_that_grow(board):
     up(board)
-    raw = record.change(record.make(record.COUNTERS), mark=4)
+    raw = record.make(record.GET_INTERFACE_RECEPTION_AND_TRANSMISSION_COUNTERS, interfaceNum=4)
     through_debug_socket(board, raw)
     first = one(show("counters")["counters"], interfaceNum=4)
     through_debug_socket(board, raw)

@@ -40,13 +40,11 @@ def as_stranger(*command, **options):
 
 def run_script(script, output="/tmp/out"):
     """Has ISS run a script: the answer's error text."""
-    request = bytearray(record.make(record.RUN_DEFAULT_SCRIPT_COMMAND))
-    request[4:4 + len(script)] = script.encode()
-    request[28:28 + len(output)] = output.encode()
+    request = record.make(record.RUN_DEFAULT_SCRIPT_COMMAND, inputFile=script, outputFile=output)
     with socket.create_connection(("127.0.0.1", 8000), DEADLINE) as ops:
         ops.sendall(request)
         answer = ops.recv(record.SIZE, socket.MSG_WAITALL)
-    return record.field(answer, "error")
+    return record.field(answer, "errorString")
 
 
 def silent_iss(board):

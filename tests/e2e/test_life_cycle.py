@@ -146,8 +146,8 @@ def test_bus_thread_is_blocked_and_nothing_else(board):
     board.bus.wait_signal("issStatusChange")
     assert "triggerDataUser" in board.bus.introspect(PATH + "TrelvikOchTriggerAsync")
     board.sync_ops()
-    board.debug.send(record.make(record.FLUSH_CMD, mark=1))
-    board.ops.serve(record.FLUSH_CMD, mark=1)
+    board.debug.send(record.make(record.FLUSH_CMD, vpn=1))
+    board.ops.serve(record.FLUSH_CMD, vpn=1)
     board.debug.receive()
     assert not call.answered
     assert not later.answered

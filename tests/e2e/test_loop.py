@@ -50,7 +50,7 @@ def test_csm_board_requests_its_default_script(board):
     assert os.path.exists(PORTS_OPENED) and not os.path.exists(RELOAD_MARKER)
     assert os.path.getsize(COMMIT_MARKER) == 0
     assert board.bus.wait_signal("issStatusChange")[0] == (True,)
-    board.ops.serve(record.IFC_INSERT_DELETE_IND, ifNum=2)
+    board.ops.serve(record.IFC_INSERT_DELETE_IND, interfaceNum=2)
     call.reply()
 
 
@@ -167,9 +167,9 @@ def test_alive_message_kicks_the_ops_activity(board, kind):
 
 def test_cpu_threshold_is_logged(board):
     board.connected()
-    board.ops.send(record.make(record.CPU_THRESHOLD, error="ospfTask"))
+    board.ops.send(record.make(record.CPU_THRESHOLD, threadName="ospfTask"))
     board.log.wait("[INFO] main:444 (main) - CPU exceeds threshold for thread ospfTask\n")
-    board.ops.send(record.make(record.CPU_THRESHOLD, error="x" * 500, errorValue=b"yyyy", status=0x7A))
+    board.ops.send(record.make(record.CPU_THRESHOLD, threadName="x" * 500, pid=0x79797979, status=0x7A))
     board.log.wait("[INFO] main:444 (main) - CPU exceeds threshold for thread " + "x" * 500 + "\n")
 
 
@@ -177,8 +177,8 @@ def test_port_status_changes_go_to_the_bus(board):
     board.bus.subscribe("linkStatusChange")
     board.connected(level=8)
     for admin, operational in ((1, 1), (1, 0), (0, 1), (2, 255)):
-        board.ops.send(record.make(record.PORT_STATUS_CHANGE_IND, interface=0xFFFFFFFE, admin=admin,
-                                   operational=operational))
+        board.ops.send(record.make(record.PORT_STATUS_CHANGE_IND, interfaceNum=0xFFFFFFFE, adminStatus=admin,
+                                   operationalStatus=operational))
     for count, expected in enumerate(((True, True), (True, False), (False, True), (False, False)), 1):
         body, _ = board.bus.wait_signal("linkStatusChange", count)
         assert body == (0xFFFFFFFE, *expected)
@@ -191,7 +191,7 @@ def test_port_status_changes_go_to_the_bus(board):
 def test_message_between_does_not_release_the_sender(board, kind):
     board.up()
     first = board.bus.set_port_params(3, 1)
-    request = board.ops.expect(record.IFC_INSERT_DELETE_IND, ifNum=1)
+    request = board.ops.expect(record.IFC_INSERT_DELETE_IND, interfaceNum=1)
     board.ops.send(record.make(kind))
     board.bus.set_trace_level(9)
     second = board.bus.set_port_params(3, 2)
@@ -200,7 +200,7 @@ def test_message_between_does_not_release_the_sender(board, kind):
     assert board.ops.silent() and not first.answered
     board.ops.answer(request)
     first.reply()
-    board.ops.serve(record.IFC_INSERT_DELETE_IND, ifNum=2)
+    board.ops.serve(record.IFC_INSERT_DELETE_IND, interfaceNum=2)
     second.reply()
 
 
@@ -235,7 +235,7 @@ def test_unsolicited_answer_consumes_nothing(board, kind):
 def test_every_answer_type_is_routed(board):
     board.up()
     for kind in (7, 8, 9, 10, 11, 14, 15, 16, 17, 19, 22, 23, 24, 25):
-        sent = record.make(kind, mark=0x01020304)
+        sent = record.of_type(kind, record.make(record.FLUSH_CMD, vpn=0x01020304))
         board.debug.send(sent)
         assert board.ops.receive() == sent
         board.ops.answer(sent)

@@ -97,7 +97,7 @@ def test_refusal_of_a_debug_message_is_its_clients_affair(board):
     board.up()
     board.debug.send(record.make(record.FLUSH_CMD))
     served_with_error(board, record.FLUSH_CMD, "Error\r\n")
-    assert record.field(board.debug.receive(), "error") == "Error\r\n"
+    assert record.field(board.debug.receive(), "errorString") == "Error\r\n"
 
 
 @pytest.mark.takes(60)

@@ -41,9 +41,9 @@ def test_refused_connection_is_told_at_trace_level_9(board):
 def test_part_of_a_message_is_treated_as_a_whole(board):
     board.connected()
     board.expect_log("[ERROR] main:624 (main) - unexpected message received from OPS\n")
-    board.ops.send(record.make(record.CPU_THRESHOLD, error="before"))
+    board.ops.send(record.make(record.CPU_THRESHOLD, threadName="before"))
     board.log.wait("[INFO] main:444 (main) - CPU exceeds threshold for thread before\n")
-    whole = record.make(record.CPU_THRESHOLD, error="ring")
+    whole = record.make(record.CPU_THRESHOLD, threadName="ring")
     board.ops.send(whole[:100])
     board.log.wait("[INFO] main:444 (main) - CPU exceeds threshold for thread \n")
     board.ops.send(whole[100:])
@@ -53,7 +53,7 @@ def test_part_of_a_message_is_treated_as_a_whole(board):
 
 def test_messages_in_one_segment_are_read_one_by_one(board):
     board.connected()
-    board.ops.send(b"".join(record.make(record.CPU_THRESHOLD, error=name) for name in ("a", "b", "c")))
+    board.ops.send(b"".join(record.make(record.CPU_THRESHOLD, threadName=name) for name in ("a", "b", "c")))
     board.log.sequence([f"[INFO] main:444 (main) - CPU exceeds threshold for thread {name}\n"
                         for name in ("a", "b", "c")])
 
@@ -107,7 +107,7 @@ def test_ops_gone_and_back_as_another_process(board):
     board.ops.accept(RETRY)
     board.make_ready()
     call = board.bus.set_port_params(3, 1)
-    board.ops.serve(record.IFC_INSERT_DELETE_IND, ifNum=1)
+    board.ops.serve(record.IFC_INSERT_DELETE_IND, interfaceNum=1)
     call.reply()
 
 
@@ -139,7 +139,7 @@ def test_record_outstanding_at_a_loss_is_told_and_holds_the_sender(board):
     assert board.ops.silent() and not first.answered
     board.ops.answer(request)
     assert first.reply()[0] == 3
-    board.ops.serve(record.IFC_INSERT_DELETE_IND, ifFlag=2)
+    board.ops.serve(record.IFC_INSERT_DELETE_IND, statusFlag=2)
     assert second.reply()[0] == 4
 
 

@@ -144,8 +144,8 @@ def test_probe_and_detach(board, action, flag):
     board.up()
     call = board.bus.set_port_params(action, 3, if_type=6, speed=1000, configure=False)
     request = board.ops.receive()
-    assert request == record.make(record.IFC_INSERT_DELETE_IND, ifNum=3, ifSpeed=1000, ifType=6, ifCount=1,
-                                  ifFlag=flag)
+    assert request == record.make(record.IFC_INSERT_DELETE_IND, interfaceNum=3, interfaceSpeed=1000,
+                                  interfaceType=6, interfaceCount=1, statusFlag=flag)
     assert not call.answered
     board.ops.answer(request)
     assert call.reply() == (action, 6, 3, 1000, False, 100, 7, 8)
@@ -241,5 +241,6 @@ def test_numbers_pass_unchanged(board):
     board.up()
     call = board.bus.set_port_params(PROBE, 0xFFFFFFFF, if_type=0x80000000, speed=0xFFFFFFFE, ac_vlan=0xDEADBEEF,
                                      extra1=0x12345678, extra2=0)
-    board.ops.serve(record.IFC_INSERT_DELETE_IND, ifNum=0xFFFFFFFF, ifSpeed=0xFFFFFFFE, ifType=0x80000000)
+    board.ops.serve(record.IFC_INSERT_DELETE_IND, interfaceNum=0xFFFFFFFF, interfaceSpeed=0xFFFFFFFE,
+                    interfaceType=0x80000000)
     assert call.reply() == (PROBE, 0x80000000, 0xFFFFFFFF, 0xFFFFFFFE, True, 0xDEADBEEF, 0x12345678, 0)

@@ -4,14 +4,10 @@ from trelvik.bus import Bus
 OVERFLOW = "[ERROR] SrvIss:* (run_iss_script_thread) - Buffer overflow, message lost!\n"
 
 
-def marked(mark):
-    return record.make(record.FLUSH_CMD, mark=mark)
-
-
 def serve_all(board, *marks):
     for mark in marks:
-        board.ops.serve(record.FLUSH_CMD, mark=mark)
-        assert record.field(board.debug.receive(), "mark") == mark
+        board.ops.serve(record.FLUSH_CMD, vpn=mark)
+        assert record.field(board.debug.receive(), "vpn") == mark
 
 
 def test_messages_wait_until_ready_and_go_in_order(board):
@@ -26,23 +22,23 @@ def test_messages_wait_until_ready_and_go_in_order(board):
 def test_one_message_is_outstanding_at_a_time(board):
     board.up(level=9)
     fill.queue(board, 1, 2, 3)
-    first = board.ops.expect(record.FLUSH_CMD, mark=1)
+    first = board.ops.expect(record.FLUSH_CMD, vpn=1)
     board.sync_ops()
     assert board.ops.silent()
     board.ops.answer(first)
-    second = board.ops.expect(record.FLUSH_CMD, mark=2)
+    second = board.ops.expect(record.FLUSH_CMD, vpn=2)
     board.sync_ops()
     assert board.ops.silent()
     board.ops.answer(second)
-    board.ops.serve(record.FLUSH_CMD, mark=3)
+    board.ops.serve(record.FLUSH_CMD, vpn=3)
 
 
 def test_ring_takes_18_ahead_of_the_reader(board):
     board.connected(level=9)
     fill.queue(board, *range(1, 19))
     assert board.debug.receive_now() is None
-    board.debug.send(marked(19))
-    assert board.debug.receive() == marked(19)
+    board.debug.send(fill.message(19))
+    assert board.debug.receive() == fill.message(19)
     board.log.wait("[DEBUG3] main:301 (main) - Out of Mem for debug server msg: RP=0 WP=18\n")
     board.make_ready()
     serve_all(board, *range(1, 19))
@@ -53,13 +49,13 @@ def test_ring_takes_19_behind_the_reader(board):
     fill.queue(board, *range(1, 19))
     board.make_ready()
     serve_all(board, 1, 2)
-    third = board.ops.expect(record.FLUSH_CMD, mark=3)
+    third = board.ops.expect(record.FLUSH_CMD, vpn=3)
     fill.queue(board, 19, 20, 21)
-    board.debug.send(marked(22))
-    assert board.debug.receive() == marked(22)
+    board.debug.send(fill.message(22))
+    assert board.debug.receive() == fill.message(22)
     board.log.wait("[DEBUG3] main:301 (main) - Out of Mem for debug server msg: RP=2 WP=1\n")
     board.ops.answer(third)
-    assert record.field(board.debug.receive(), "mark") == 3
+    assert record.field(board.debug.receive(), "vpn") == 3
     serve_all(board, *range(4, 22))
 
 
@@ -68,7 +64,7 @@ def test_ring_with_room_at_its_end_takes_the_19th_slot(board):
     fill.queue(board, *range(1, 19))
     board.make_ready()
     serve_all(board, 1, 2)
-    board.ops.expect(record.FLUSH_CMD, mark=3)
+    board.ops.expect(record.FLUSH_CMD, vpn=3)
     fill.queue(board, 19)
     assert board.log.find("[DEBUG3] main:291 (main) - Message from debug server received: RP=2 WP=18\n")
     fill.queue(board, 20)
@@ -118,7 +114,7 @@ def test_requests_go_round_the_ring_many_times(board):
     board.up()
     for mark in range(1, 70):
         call = board.bus.set_port_params(3, mark % 28 + 1, extra1=mark)
-        board.ops.serve(record.IFC_INSERT_DELETE_IND, ifNum=mark % 28 + 1)
+        board.ops.serve(record.IFC_INSERT_DELETE_IND, interfaceNum=mark % 28 + 1)
         assert call.reply()[6] == mark
 
 

@@ -2,7 +2,7 @@ import pytest
 
 from trelvik import fill, record
 from trelvik.bus import SMART_SFP
-from trelvik.iss_mgr import message, serve
+from trelvik.iss_mgr import serve, trap
 
 WORKER = "(run_iss_SmartSfp_thread) - "
 OVERFLOW = "[ERROR] SrvSmartSfp:* " + WORKER + "Buffer overflow, message lost!\n"
@@ -12,14 +12,12 @@ FULL_PDU = bytes((index * 7 + 1) % 256 for index in range(516))
 
 
 def rule(code, fp_id=0, ports=PORT_LIST):
-    return message(record.INTERESTED_PACKET_IND,
-                   {4: 1, 24: 4, 28: 0x88B7, 36: 0xFFFF, 44: 11, 208: 4, 212: 1, 216: 2, 220: fp_id},
-                   {8: "027e51", 16: "ffffff", 48: "027e51f1bc", 56: "ffffffffff", 204: ports, 232: "04",
-                    236: f"{code:02x}"})
+    return trap([(1, "027e51", "ffffff"), (4, "b788", "ffff"), (11, "027e51f1bc", "ffffffffff")], (fp_id, 0),
+                entryKind=4, encapType=1, ruleWord=2, portList=ports, entryCount=4, actionCode=code)
 
 
 def pdu(octets="0180c200", ports=PORTS, size=4):
-    return message(19, {520: ports, 524: size}, {4: octets})
+    return record.make(record.SMARTSFP_PDU_CMD, pdu=octets, pbmp=ports, size=size)
 
 
 def request(enable_filter=0, send_out=0, ports=PORTS, size=4, text="1:128:194:0", action=77):
@@ -77,9 +75,7 @@ def test_reply_to_a_pdu_carries_the_ports_of_the_answer(board):
     call = call_of(board, arguments)
     sent = board.ops.receive()
     assert sent == pdu()
-    answer = bytearray(record.answer(sent))
-    answer[520:524] = (0xFEDCBA98).to_bytes(4, "little")
-    board.ops.send(bytes(answer))
+    board.ops.answer(sent, pbmp=0xFEDCBA98)
     assert call.reply() == reply_of(arguments, 0xFEDCBA98)
     carried_out(board, request(1, 0), rule(1), PORTS)
 

@@ -84,13 +84,13 @@ def test_unknown_option_is_logged_and_ignored(board):
 
 def test_mac_address_is_read_in_order(board):
     board.up(mac="00:1A:2b:3c:4d:5e")
-    assert source_mac(board) == bytes.fromhex("001a2b3c4d5e")
+    assert source_mac(board) == "00:1a:2b:3c:4d:5e"
 
 
 def test_mac_address_unset_stays_zero(board):
     board.expect_log(NO_MAC.format("is not set", "00:00:00:00:00:00"))
     board.up(mac=None)
-    assert source_mac(board) == bytes(6)
+    assert source_mac(board) == "00:00:00:00:00:00"
 
 
 def test_mac_token_out_of_range_is_stored_all_the_same(board):
@@ -98,13 +98,13 @@ def test_mac_token_out_of_range_is_stored_all_the_same(board):
                                    "01:ff:03:04:05:06"))
     board.up(mac="01:ffffffffffffffffff:03:04:05:06")
     board.log.wait(BAD_MAC)
-    assert source_mac(board) == bytes.fromhex("01ff03040506")
+    assert source_mac(board) == "01:ff:03:04:05:06"
 
 
 def test_mac_tokens_beyond_the_sixth_do_no_harm(board):
     board.expect_log(NO_MAC.format('is not a MAC address ("10:11:*...")', "10:11:12:13:14:15"))
     board.up(mac=":".join(f"{byte:02x}" for byte in range(0x10, 0x40)))
-    assert source_mac(board) == bytes.fromhex("101112131415")
+    assert source_mac(board) == "10:11:12:13:14:15"
 
 
 def test_board_without_a_name_from_any_source_is_told(board):
@@ -206,9 +206,9 @@ def test_serves_with_descriptor_numbers_beyond_1024(board):
         "os.execv(sys.argv[1], sys.argv[1:])"))
     line = board.log.wait("[INFO] SrvDbg:50 (StartUdpServer) - Debug socket up [fd=*]\n").text
     assert int(line.split("fd=")[1].split("]")[0]) > 1024
-    request = record.make(record.FLUSH_CMD, mark=7)
+    request = record.make(record.FLUSH_CMD, vpn=7)
     board.debug.send(request)
-    board.ops.serve(record.FLUSH_CMD, mark=7)
+    board.ops.serve(record.FLUSH_CMD, vpn=7)
     assert board.debug.receive() == record.answer(request)
     call = board.bus.set_port_params(3, 1)
     board.ops.serve(record.IFC_INSERT_DELETE_IND)

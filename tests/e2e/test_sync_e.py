@@ -1,27 +1,24 @@
 import pytest
 
 from trelvik import fill, record
-from trelvik.bus import PATH
-from trelvik.iss_mgr import message, serve
+from trelvik.bus import SYNC_E
+from trelvik.iss_mgr import serve, trap
 
-SYNC_E = (PATH + "IssSetSyncEAsync", "otn.OBsetSyncEParams_1_0")
 WORKER = "(run_iss_syncE_thread) - "
 OPS_ERROR = "OPS REPORTED ERROR IN SYNCE REPLY MESSAGE!\n"
 
 
 def trap_rule():
-    return message(record.INTERESTED_PACKET_IND,
-                   {4: 2, 24: 4, 44: 11, 208: 1, 212: 1, 216: 2},
-                   {8: "0180c2000002", 16: "ffffffffffff", 28: "0988", 36: "ffff", 48: "0a0019a70001",
-                    56: "ffffffffffff", 204: "fffffff0", 232: "03", 236: "01"})
+    return trap([(2, "0180c2000002", "ffffffffffff"), (4, "0988", "ffff"), (11, "0a0019a70001", "ffffffffffff")],
+                entryKind=1, encapType=1, ruleWord=2, portList="fffffff0", actionCode=1)
 
 
 def command(enable_clk=1, slot=12, clksrc=14, phymode=15):
-    return message(14, {4: enable_clk, 8: slot, 12: clksrc, 16: phymode})
+    return record.make(record.SYNCE_CMD, enableClk=enable_clk, slot=slot, clksrc=clksrc, phymode=phymode)
 
 
-def pdu(*words):
-    return message(15, dict(zip((4, 8, 12), words or (17, 18, 19))))
+def pdu(word1=17, word2=18, word3=19):
+    return record.make(record.SYNCE_PDU_CMD, pduWord1=word1, pduWord2=word2, pduWord3=word3)
 
 
 def request(enable_filter=0, enable_clk=0, send_pdu=0):

@@ -64,7 +64,7 @@ class Machine:
         tool = DebugSocket()
         tool.send(record.make(record.FLUSH_CMD))
         self.board.ops.serve(record.FLUSH_CMD)
-        assert record.field(tool.receive(), "type") == record.FLUSH_CMD
+        assert record.type_of(tool.receive()) == record.FLUSH_CMD
         tool.leave()
 
     def remove_configuration(self):
