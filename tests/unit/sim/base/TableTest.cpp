@@ -11,14 +11,14 @@ const sim::Table ports{"ports",
                        {{"5", "gigabitethernet 0/5", "1,100"}, {"25", "", ""}}};
 const sim::Table empty{"empty", {{"port", CellKind::number}}, {}};
 
-TEST(ToText, AlignsNumbersRightAndTextLeftAndHasNoBlankInACell) {
+TEST(Table, AlignsNumbersRightAndTextLeftAndHasNoBlankInACell) {
   EXPECT_EQ(sim::toText({ports}),
             "port  name                 vlans\n"
             "   5  gigabitethernet_0/5  1,100\n"
             "  25  -                    -\n");
 }
 
-TEST(ToText, TitlesSeveralTables) {
+TEST(Table, HasATitleWhereThereAreSeveral) {
   EXPECT_EQ(sim::toText({empty, ports}),
             "empty:\n(none)\n"
             "\n"
@@ -29,19 +29,19 @@ TEST(ToText, TitlesSeveralTables) {
   EXPECT_EQ(sim::toText({empty}), "(none)\n");
 }
 
-TEST(ToText, EndsEachLineWithItsLastCharacter) {
+TEST(Table, EndsEachLineWithItsLastCharacter) {
   const sim::Table table{"t", {{"a"}, {"longer"}}, {{"1", "2"}}};
   EXPECT_EQ(sim::toText({table}), "a  longer\n1  2\n");
 }
 
-TEST(ToJson, WritesEachCellAsWhatItIs) {
+TEST(Table, HasEachCellAsWhatItIsInJson) {
   EXPECT_EQ(sim::toJson({ports, empty}),
             R"({"ports": [{"port": 5, "name": "gigabitethernet 0/5", "vlans": [1,100]}, )"
             R"({"port": 25, "name": null, "vlans": []}], "empty": []})"
             "\n");
 }
 
-TEST(JsonText, EscapesWhatJsonWantsEscaped) {
+TEST(Table, EscapesWhatJsonWantsEscaped) {
   EXPECT_EQ(sim::jsonText("a\"b\\c\n\x01\xff"), "\"a\\\"b\\\\c\\u000a\\u0001\\u00ff\"");
 }
 

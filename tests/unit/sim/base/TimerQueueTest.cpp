@@ -10,7 +10,7 @@ using namespace std::chrono_literals;
 using sim::Clock;
 using Scope = sim::TimerQueue::Scope;
 
-class Timers : public ::testing::Test {
+class TimerQueue : public ::testing::Test {
  protected:
   std::function<void()> note(char c) {
     return [this, c] { m_ran += c; };
@@ -21,7 +21,7 @@ class Timers : public ::testing::Test {
   std::string m_ran;
 };
 
-TEST_F(Timers, RunWhatIsDueInOrder) {
+TEST_F(TimerQueue, RunsWhatIsDueInOrder) {
   m_timers.at(m_start + 2ms, Scope::simulator, note('b'));
   m_timers.at(m_start + 1ms, Scope::connection, note('a'));
   m_timers.at(m_start + 2ms, Scope::simulator, note('c'));
@@ -34,7 +34,7 @@ TEST_F(Timers, RunWhatIsDueInOrder) {
   EXPECT_EQ(m_timers.next(), m_start + 3ms);
 }
 
-TEST_F(Timers, LeaveWhatIsAddedMeanwhileToTheNextCall) {
+TEST_F(TimerQueue, LeavesWhatIsAddedMeanwhileToTheNextCall) {
   m_timers.at(m_start, Scope::simulator, [this] {
     m_ran += 'a';
     m_timers.at(m_start, Scope::simulator, note('b'));
@@ -46,7 +46,7 @@ TEST_F(Timers, LeaveWhatIsAddedMeanwhileToTheNextCall) {
   EXPECT_EQ(m_timers.next(), Clock::time_point::max());
 }
 
-TEST_F(Timers, OfAScopeAreCancelledEvenWhenDue) {
+TEST_F(TimerQueue, CancelsThoseOfAScopeEvenWhenDue) {
   m_timers.at(m_start, Scope::simulator, [this] { m_timers.cancel(Scope::connection); });
   m_timers.at(m_start, Scope::connection, note('a'));
   m_timers.at(m_start + 1s, Scope::connection, note('b'));
@@ -56,7 +56,7 @@ TEST_F(Timers, OfAScopeAreCancelledEvenWhenDue) {
   EXPECT_EQ(m_ran, "c");
 }
 
-TEST_F(Timers, TellWhatComesNext) {
+TEST_F(TimerQueue, TellsWhatComesNext) {
   m_timers.at(m_start + 2s, Scope::simulator, note('a'), {"later", 4, true});
   m_timers.at(m_start + 1s, Scope::simulator, note('b'), {"sooner"});
   m_timers.at(m_start, Scope::simulator, note('c'));
@@ -66,7 +66,7 @@ TEST_F(Timers, TellWhatComesNext) {
   EXPECT_EQ(m_timers.size(), 3U);
 }
 
-TEST_F(Timers, AreCancelledByWhatTheyAreToldOf) {
+TEST_F(TimerQueue, CancelsThemByWhatTheyAreToldOf) {
   m_timers.at(m_start, Scope::simulator, [this] { m_timers.cancelScheduled(); });
   m_timers.at(m_start, Scope::simulator, note('a'), {"same", 1, true});
   m_timers.at(m_start, Scope::simulator, note('b'), {"same"});

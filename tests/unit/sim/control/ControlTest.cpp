@@ -11,7 +11,7 @@
 
 #include "base/UnixAddress.h"
 #include "control/Show.h"
-#include "sim/recordOf.h"
+#include "sim/support/Record.h"
 #include "sim/support/TemporaryDirectory.h"
 
 namespace {
@@ -69,7 +69,7 @@ class Control : public ::testing::Test {
     EXPECT_TRUE(ended) << answer;
     return answer;
   }
-  void passFlush() { m_watch.onReceived(recordOf(FLUSH_CMD), {}); }
+  void passFlush() { m_watch.onReceived(record(FLUSH_CMD), {}); }
 
   TemporaryDirectory m_directory;
   const std::string m_path = m_directory.path("control");
@@ -202,7 +202,7 @@ TEST_F(Control, CountsWhatASlowWatcherMisses) {
   const int fd = connectClient();
   sendTo(fd, "watch\n");
   runAll();
-  OtnIpcMsg alarm = recordOf(CPU_THRESHOLD);
+  OtnIpcMsg alarm = record(CPU_THRESHOLD);
   memset(alarm.errorString, 'x', 490);
   const sim::Sent sent{&alarm, sizeof alarm};
   const std::string line = sim::watchLine({sim::Direction::out, sent});
@@ -218,7 +218,7 @@ TEST_F(Control, CountsWhatASlowWatcherMisses) {
 }
 
 TEST_F(Control, WritesAnAnswerOfAnySize) {
-  OtnIpcMsg request = recordOf(INTERESTED_PACKET_IND);
+  OtnIpcMsg request = record(INTERESTED_PACKET_IND);
   request.payload.rule.actionCode = ops::actionCreate;
   std::string notes;
   for (int i = 0; i < 20000; ++i) m_model.answer(request, notes);

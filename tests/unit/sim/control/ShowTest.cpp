@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "control/ShowRequest.h"
-#include "sim/recordOf.h"
+#include "sim/support/Record.h"
 #include "sim/support/TemporaryDirectory.h"
 
 namespace {
@@ -17,9 +17,8 @@ class Show : public ::testing::Test {
     EXPECT_EQ(fieldText(m_model.answer(request, notes).errorString), ops::noError);
   }
   void runScript(const std::string& text) {
-    OtnIpcMsg request = recordOf(RUN_DEFAULT_SCRIPT_COMMAND);
-    const std::string path = m_directory.write("in", text);
-    memcpy(request.payload.script.inputFile, path.data(), path.size());
+    OtnIpcMsg request = record(RUN_DEFAULT_SCRIPT_COMMAND);
+    setText(request.payload.script.inputFile, m_directory.write("in", text));
     tell(request);
   }
   std::string text(std::string_view subject) { return sim::toText(*sim::show(subject, m_model, m_counts)); }
@@ -49,7 +48,7 @@ TEST_F(Show, Vlans) {
   runScript(
       "configure terminal\nvlan 7\nports gigabitethernet 0/5 untagged gigabitethernet 0/5\n"
       "ports extreme-ethernet 0/4\nend\n");
-  OtnIpcMsg mapping = recordOf(MRP_VLAN_MAPPING);
+  OtnIpcMsg mapping = record(MRP_VLAN_MAPPING);
   mapping.payload.vlanMapping = {5, 6, 100};
   tell(mapping);
   const std::string shown = text("vlans");
@@ -71,7 +70,7 @@ TEST_F(Show, Ports) {
 }
 
 TEST_F(Show, Interfaces) {
-  OtnIpcMsg request = recordOf(IFC_INSERT_DELETE_IND);
+  OtnIpcMsg request = record(IFC_INSERT_DELETE_IND);
   request.payload.ifc.entry = {3, 1000, 6};
   request.payload.ifc.statusFlag = ops::IfcInsertDelete::insert;
   tell(request);
@@ -99,7 +98,7 @@ TEST_F(Show, Interfaces) {
 }
 
 TEST_F(Show, Tunnels) {
-  OtnIpcMsg request = recordOf(MGMT_INTERFACE_MAPPING_IND);
+  OtnIpcMsg request = record(MGMT_INTERFACE_MAPPING_IND);
   request.payload.mapping.entry.pwPort = 5;
   request.payload.mapping.entry.pwVlan = 4005;
   request.payload.mapping.entryCount = 1;
@@ -112,14 +111,14 @@ TEST_F(Show, Tunnels) {
 }
 
 TEST_F(Show, RulesByTheirKind) {
-  OtnIpcMsg request = recordOf(INTERESTED_PACKET_IND);
+  OtnIpcMsg request = record(INTERESTED_PACKET_IND);
   request.payload.rule.actionCode = ops::actionCreate;
   request.payload.rule.entryKind = ops::synceRule;
   request.payload.rule.portList[0] = 0x80;
   tell(request);
   request.payload.rule.entryKind = ops::smartSfpRule;
   tell(request);
-  OtnIpcMsg flush = recordOf(FLUSH_CMD);
+  OtnIpcMsg flush = record(FLUSH_CMD);
   flush.payload.flush = {7, 2};
   tell(flush);
   const char* header =
@@ -135,33 +134,33 @@ TEST_F(Show, RulesByTheirKind) {
 }
 
 TEST_F(Show, WhatWasSetLast) {
-  OtnIpcMsg request = recordOf(SYNCE_CMD);
+  OtnIpcMsg request = record(SYNCE_CMD);
   request.payload.synce = {1, 2, 3, 4};
   tell(request);
   EXPECT_THAT(text("synce"),
               HasSubstr("clock:\nenableClk  slot  clksrc  phymode\n        1     2       3        4\n"));
-  request = recordOf(LLDP_TLV_INFO);
+  request = record(LLDP_TLV_INFO);
   request.payload.lldp.chassisId = 9;
   request.payload.lldp.mgmtIp = 0x0A000001;
   request.payload.lldp.actionCode = ops::actionCreate;
   tell(request);
   EXPECT_EQ(json("lldp"),
             "{\"lldp\": [{\"chassisId\": 9, \"mgmtIp\": \"10.0.0.1\", \"slotId\": 0, \"create\": 0}]}\n");
-  request = recordOf(SMARTSFP_PDU_CMD);
+  request = record(SMARTSFP_PDU_CMD);
   request.payload.smartSfp.pdu[0] = 0xAB;
   request.payload.smartSfp.pbmp = 3;
   request.payload.smartSfp.size = 1;
   tell(request);
   EXPECT_THAT(text("smartsfp"), HasSubstr("pdu:\npbmp  size  pdu\n0x3      1  [ab]\n"));
   EXPECT_EQ(text("redundancy"), "(none)\n");
-  request = recordOf(REDUNDANCY_STATE);
+  request = record(REDUNDANCY_STATE);
   request.payload.redundancy.state = 2;
   tell(request);
   EXPECT_EQ(text("redundancy"), "state  name\n    2  ACT\n");
 }
 
 TEST_F(Show, Counters) {
-  OtnIpcMsg request = recordOf(GET_INTERFACE_RECEPTION_AND_TRANSMISSION_COUNTERS);
+  OtnIpcMsg request = record(GET_INTERFACE_RECEPTION_AND_TRANSMISSION_COUNTERS);
   request.payload.counters.interfaceNum = 4;
   tell(request);
   EXPECT_THAT(json("counters"), HasSubstr(R"({"counters": [{"interfaceNum": 4, "rxOctets": 53248, )"));

@@ -1,7 +1,8 @@
 #include "control/Watch.h"
-#include "sim/recordOf.h"
 
 #include <gmock/gmock.h>
+
+#include "sim/support/Record.h"
 
 namespace {
 
@@ -13,13 +14,6 @@ using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
 using ::testing::Optional;
-
-OtnIpcMsg answerOf(uint32_t type, std::string_view error = ops::noError) {
-  OtnIpcMsg msg = recordOf(type);
-  memcpy(msg.errorString, error.data(), error.size());
-  msg.isResponse = 1;
-  return msg;
-}
 
 class Watch : public ::testing::Test {
  protected:
@@ -41,8 +35,8 @@ class Watch : public ::testing::Test {
 };
 
 TEST_F(Watch, TimesAnAnswerFromItsRequest) {
-  pass(Direction::in, recordOf(FLUSH_CMD), 0);
-  pass(Direction::out, recordOf(PORT_STATUS_CHANGE_IND), 1);
+  pass(Direction::in, record(FLUSH_CMD), 0);
+  pass(Direction::out, record(PORT_STATUS_CHANGE_IND), 1);
   pass(Direction::out, answerOf(FLUSH_CMD), 2);
   pass(Direction::out, answerOf(FLUSH_CMD), 5);
   EXPECT_THAT(m_latencies,
@@ -50,8 +44,8 @@ TEST_F(Watch, TimesAnAnswerFromItsRequest) {
 }
 
 TEST_F(Watch, FindsTheRequestOfAnAnswerByItsType) {
-  pass(Direction::in, recordOf(FLUSH_CMD), 0);
-  pass(Direction::in, recordOf(SYNCE_CMD), 1);
+  pass(Direction::in, record(FLUSH_CMD), 0);
+  pass(Direction::in, record(SYNCE_CMD), 1);
   pass(Direction::out, answerOf(SYNCE_CMD), 1);
   pass(Direction::out, answerOf(RUN_DEFAULT_SCRIPT_COMMAND), 1);
   EXPECT_THAT(m_latencies[2], Optional(microseconds(1000)));
@@ -59,22 +53,22 @@ TEST_F(Watch, FindsTheRequestOfAnAnswerByItsType) {
 }
 
 TEST_F(Watch, ForgetsRequestsWithTheirClient) {
-  pass(Direction::in, recordOf(FLUSH_CMD), 0);
+  pass(Direction::in, record(FLUSH_CMD), 0);
   m_watch.onClient(false, m_now);
   pass(Direction::out, answerOf(FLUSH_CMD), 1);
   EXPECT_EQ(m_latencies[1], std::nullopt);
 }
 
 TEST_F(Watch, BoundsWhatItAwaits) {
-  for (size_t i = 0; i <= sim::Watch::maxOutstanding; ++i) pass(Direction::in, recordOf(FLUSH_CMD), 1);
+  for (size_t i = 0; i <= sim::Watch::maxOutstanding; ++i) pass(Direction::in, record(FLUSH_CMD), 1);
   pass(Direction::out, answerOf(FLUSH_CMD), 1);
   EXPECT_THAT(m_latencies.back(), Optional(microseconds(1000 * sim::Watch::maxOutstanding)));
 }
 
 TEST_F(Watch, CountsByType) {
-  pass(Direction::out, recordOf(TASK_INIT_STATUS), 0);
+  pass(Direction::out, record(TASK_INIT_STATUS), 0);
   for (const int time : {1, 3}) {
-    pass(Direction::in, recordOf(FLUSH_CMD), 0);
+    pass(Direction::in, record(FLUSH_CMD), 0);
     pass(Direction::out, answerOf(FLUSH_CMD, time == 1 ? ops::noError : "no\r\n"), time);
   }
   pass(Direction::out, answerOf(FLUSH_CMD), 9);
@@ -92,7 +86,7 @@ TEST_F(Watch, CountsByType) {
 
 TEST_F(Watch, AwaitsAnAnswerOfWhichNothingLeft) {
   const OtnIpcMsg answer = answerOf(FLUSH_CMD);
-  pass(Direction::in, recordOf(FLUSH_CMD), 0);
+  pass(Direction::in, record(FLUSH_CMD), 0);
   m_watch.onSent({&answer, 0, 1, "dropped"}, m_now + milliseconds(1));
   EXPECT_EQ(m_latencies[1], std::nullopt);
   m_watch.onSent({&answer, 100}, m_now + milliseconds(5));
@@ -106,12 +100,12 @@ TEST_F(Watch, AwaitsAnAnswerOfWhichNothingLeft) {
 }
 
 TEST_F(Watch, BoundsTheTypesItCounts) {
-  for (uint32_t type = 0; type < 1000; ++type) pass(Direction::in, recordOf(type), 0);
+  for (uint32_t type = 0; type < 1000; ++type) pass(Direction::in, record(type), 0);
   EXPECT_EQ(m_watch.counts().size(), sim::Watch::maxTypes);
 }
 
 TEST(WatchLine, HasTimeDirectionRecordAndLatency) {
-  OtnIpcMsg flush = recordOf(FLUSH_CMD);
+  OtnIpcMsg flush = record(FLUSH_CMD);
   flush.payload.flush = {7, 2};
   EXPECT_THAT(sim::watchLine({Direction::in, {&flush, sizeof flush}}),
               MatchesRegex("..:..:..\\.... <- FLUSH_CMD \\[16\\] vpn=7 vp=2\n"));
@@ -126,8 +120,8 @@ TEST(WatchLine, HasTimeDirectionRecordAndLatency) {
 }
 
 TEST(WatchJson, HasTheSameByName) {
-  OtnIpcMsg script = recordOf(RUN_DEFAULT_SCRIPT_COMMAND);
-  memcpy(script.payload.script.inputFile, "/tmp/a b", 8);
+  OtnIpcMsg script = record(RUN_DEFAULT_SCRIPT_COMMAND);
+  setText(script.payload.script.inputFile, "/tmp/a b");
   EXPECT_THAT(
       sim::watchJson({Direction::in, {&script, sizeof script}}),
       EndsWith(

@@ -34,63 +34,7 @@ T faultOf(std::string_view line) {
   return action == nullptr ? T{} : *action;
 }
 
-std::vector<std::string> words(std::string_view line) {
-  sim::Words result;
-  EXPECT_EQ(sim::splitWords(line, result), std::nullopt) << line;
-  return result.words;
-}
-
-TEST(Words, AreSplitAtBlanksUpToAComment) {
-  EXPECT_THAT(words("  a\tb#c  d # rest \" of it"), ElementsAre("a", "b#c", "d"));
-  EXPECT_THAT(words("# all of it"), ElementsAre());
-}
-
-TEST(Words, MayHoldQuotedText) {
-  EXPECT_THAT(words(R"(e="a b\r\n\t\\\"\x41\x00" "" x)"),
-              ElementsAre(std::string("e=a b\r\n\t\\\"A\0", 12), "", "x"));
-}
-
-TEST(Words, TellWhereTheyStand) {
-  sim::Words split;
-  EXPECT_EQ(sim::splitWords(" a  \"b c\" d # rest", split), std::nullopt);
-  EXPECT_THAT(split.columns, ElementsAre(2, 5, 11));
-  EXPECT_EQ(split.end, 12U);
-  EXPECT_EQ(split.from(1), "\"b c\" d");
-  EXPECT_NE(sim::splitWords("a b\"c\\q\"", split), std::nullopt);
-  EXPECT_EQ(split.end, 6U);
-}
-
-TEST(Ports, AreNumbersAndRanges) {
-  uint32_t ports = 0;
-  EXPECT_TRUE(sim::parsePorts("5", 28, ports) && ports == 0x10);
-  EXPECT_TRUE(sim::parsePorts("1-4,7,28", 28, ports) && ports == 0x800004F);
-  EXPECT_TRUE(sim::parsePorts("1-32", 32, ports) && ports == UINT32_MAX);
-  for (const char* wrong : {"", "0", "29", "1-", "-3", "4-2", "1,,2", "1,", "1-29", "1-2-3", "a", "0-3"}) {
-    EXPECT_FALSE(sim::parsePorts(wrong, 28, ports)) << wrong;
-  }
-}
-
-TEST(Times, HaveAUnit) {
-  std::chrono::milliseconds time{};
-  EXPECT_TRUE(sim::parseTime("250ms", time) && time == 250ms);
-  EXPECT_TRUE(sim::parseTime("2s", time) && time == 2s);
-  EXPECT_TRUE(sim::parseTime("1440m", time) && time == 24h);
-  for (const char* wrong : {"", "5", "ms", "1.5s", "-1s", "1441m", "5h"}) {
-    EXPECT_FALSE(sim::parseTime(wrong, time)) << wrong;
-  }
-}
-
-TEST(Chances, AreMillionths) {
-  uint32_t chance = 0;
-  EXPECT_TRUE(sim::parseChance("100%", chance) && chance == 1'000'000);
-  EXPECT_TRUE(sim::parseChance("0.5%", chance) && chance == 5'000);
-  EXPECT_TRUE(sim::parseChance("0.0001%", chance) && chance == 1);
-  for (const char* wrong : {"", "5", "%", "101%", "100.1%", "1.%", "1.00001%"}) {
-    EXPECT_FALSE(sim::parseChance(wrong, chance)) << wrong;
-  }
-}
-
-TEST(Directive, GreetsInTheOrderWritten) {
+TEST(DirectiveParser, ReadsGreetingsInTheOrderWritten) {
   const auto startup = actionOf<directive::Startup>("startup 10ms 1s restore-failed alive init 5ms restored");
   ASSERT_EQ(startup.steps.size(), 4U);
   EXPECT_EQ(startup.steps[0].wait, 1010ms);
@@ -103,7 +47,7 @@ TEST(Directive, GreetsInTheOrderWritten) {
   EXPECT_TRUE(actionOf<directive::Startup>("startup none").steps.empty());
 }
 
-TEST(Directive, KnowsWhen) {
+TEST(DirectiveParser, KnowsWhen) {
   const sim::Directive once = parsed("on connect after 1s every 20ms times 3 alive");
   ASSERT_EQ(once.when.size(), 3U);
   EXPECT_TRUE(std::holds_alternative<directive::OnConnect>(once.when[0]));
@@ -114,14 +58,14 @@ TEST(Directive, KnowsWhen) {
   EXPECT_EQ(std::get<directive::OnRequest>(standing.when.at(0)).type, uint32_t{FLUSH_CMD});
 }
 
-TEST(Directive, KeepsItsTexts) {
+TEST(DirectiveParser, KeepsTexts) {
   EXPECT_THAT(parsed("  on connect  after 1s every 20ms times 3 cpu \"a b\" 1 # x").texts,
               ElementsAre("on connect  after 1s every 20ms times 3 cpu \"a b\" 1",
                           "after 1s every 20ms times 3 cpu \"a b\" 1", "every 20ms times 3 cpu \"a b\" 1",
                           "cpu \"a b\" 1"));
 }
 
-TEST(Directive, BuildsRecords) {
+TEST(DirectiveParser, BuildsRecords) {
   const auto send = actionOf<directive::Send>(
       R"(send FLUSH_CMD vpn=7 vp=0x10 errorString="No Error\r\n" errorValue=1,2,3,4 isResponse=1 @12=ff01)");
   const OtnIpcMsg record = send.record.build();
@@ -136,7 +80,7 @@ TEST(Directive, BuildsRecords) {
   EXPECT_EQ(record.isResponse, 1);
 }
 
-TEST(Directive, KnowsEveryKindOfField) {
+TEST(DirectiveParser, KnowsEveryKindOfField) {
   const OtnIpcMsg tunnel =
       actionOf<directive::Send>("send MGMT_INTERFACE_MAPPING_IND destinationMac=00:1a:2b:3c:4d:5e pwPort=28")
           .record.build();
@@ -159,14 +103,14 @@ TEST(Directive, KnowsEveryKindOfField) {
   EXPECT_EQ(sfp.payload.smartSfp.pdu[2], 0xff);
 }
 
-TEST(Directive, RaisesACpuAlarm) {
+TEST(DirectiveParser, ReadsACpuAlarm) {
   const OtnIpcMsg alarm = actionOf<directive::Own>("cpu \"L2 task\" 1234").record.build();
   EXPECT_EQ(alarm.msgType, uint32_t{CPU_THRESHOLD});
   EXPECT_EQ(fieldText(alarm.errorString), "L2 task");
   EXPECT_THAT(alarm.errorValue, ElementsAre(0, 0, 4, 0xD2));
 }
 
-TEST(Directive, KnowsTheRest) {
+TEST(DirectiveParser, KnowsTheRest) {
   EXPECT_EQ(actionOf<directive::KeepAlive>("keepalive off").period, 0ms);
   EXPECT_EQ(actionOf<directive::KeepAlive>("keepalive 1m").period, 1min);
   EXPECT_EQ(actionOf<directive::Own>("restore failed").record.build().payload.msrReload.reloadStatus, 1);
@@ -184,7 +128,7 @@ TEST(Directive, KnowsTheRest) {
   EXPECT_EQ(actionOf<directive::Clear>("clear schedule"), directive::Clear::schedule);
 }
 
-TEST(Directive, SelectsWhatAFaultIsFor) {
+TEST(DirectiveParser, ReadsWhatAFaultIsFor) {
   const auto rule = actionOf<sim::FaultRule>("fault FLUSH_CMD chance 25% skip 2 times 3 drop");
   EXPECT_EQ(rule.selector.type, uint32_t{FLUSH_CMD});
   EXPECT_FALSE(rule.selector.anyAnswer);
@@ -199,7 +143,7 @@ TEST(Directive, SelectsWhatAFaultIsFor) {
   EXPECT_TRUE(actionOf<sim::FaultRule>("answer any status=1").selector.anyAnswer);
 }
 
-TEST(Directive, KnowsEveryFault) {
+TEST(DirectiveParser, KnowsEveryFault) {
   faultOf<fault::Drop>("fault 16 drop");
   EXPECT_EQ(faultOf<fault::Delay>("fault 16 delay 3s").time, 3s);
   EXPECT_EQ(faultOf<fault::Duplicate>("fault 16 duplicate").copies, 1U);
@@ -225,15 +169,15 @@ struct Wrong {
   const char* reason;
 };
 
-class WrongDirective : public ::testing::TestWithParam<Wrong> {};
+class DirectiveParserRefusals : public ::testing::TestWithParam<Wrong> {};
 
-TEST_P(WrongDirective, GetsItsReason) {
+TEST_P(DirectiveParserRefusals, HaveTheirReason) {
   sim::Directive result;
   EXPECT_EQ(sim::parseDirective(GetParam().line, result), GetParam().reason);
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Directive, WrongDirective,
+    DirectiveParser, DirectiveParserRefusals,
     ::testing::Values(
         Wrong{"jump", "unknown directive jump"}, Wrong{"on connect", "nothing to do"},
         Wrong{"\"a", "a quoted text does not end"},

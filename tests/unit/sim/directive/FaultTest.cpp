@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "directive/DirectiveParser.h"
+#include "sim/support/Record.h"
 
 namespace {
 
@@ -13,14 +14,6 @@ using sim::Delivery;
 using sim::Ending;
 
 constexpr size_t size = sizeof(OtnIpcMsg);
-
-OtnIpcMsg answer(uint32_t type) {
-  OtnIpcMsg msg{};
-  msg.msgType = type;
-  msg.isResponse = 1;
-  memcpy(msg.errorString, ops::noError.data(), ops::noError.size());
-  return msg;
-}
 
 OtnIpcMsg recordIn(const std::string& bytes, size_t at = 0) {
   OtnIpcMsg msg{};
@@ -36,7 +29,7 @@ class Faults : public ::testing::Test {
     ASSERT_EQ(sim::parseDirective(line, directive), std::nullopt);
     m_table.add(std::get<sim::FaultRule>(directive.action));
   }
-  Delivery flush() { return m_table.apply(answer(FLUSH_CMD)); }
+  Delivery flush() { return m_table.apply(answerOf(FLUSH_CMD)); }
   bool drops() { return flush().writes.empty(); }
 
   sim::FaultTable m_table;
@@ -46,7 +39,7 @@ TEST_F(Faults, LeaveARecordAloneWithoutARule) {
   add("fault SYNCE_CMD drop");
   const Delivery delivery = flush();
   ASSERT_EQ(delivery.writes.size(), 1U);
-  EXPECT_EQ(delivery.writes[0].bytes, sim::bytesOf(answer(FLUSH_CMD)));
+  EXPECT_EQ(delivery.writes[0].bytes, sim::bytesOf(answerOf(FLUSH_CMD)));
   EXPECT_EQ(delivery.delay, 0ms);
   EXPECT_EQ(delivery.ending, Ending::none);
   EXPECT_EQ(delivery.notes, "");
@@ -178,7 +171,7 @@ TEST_F(Faults, SplitCutsIntoPieces) {
   EXPECT_EQ(delivery.writes[1].pause, 7ms);
   EXPECT_EQ(delivery.writes[2].bytes.size(), size - 6000);
   EXPECT_EQ(delivery.writes[0].bytes + delivery.writes[1].bytes + delivery.writes[2].bytes,
-            sim::bytesOf(answer(FLUSH_CMD)));
+            sim::bytesOf(answerOf(FLUSH_CMD)));
 }
 
 TEST_F(Faults, MergePutsTwoRecordsIntoOneWrite) {
@@ -218,7 +211,7 @@ TEST_F(Faults, GarbageAndFloodComeInFront) {
 
 TEST_F(Faults, AnswerSaysSomethingElse) {
   add("answer MGMT_INTERFACE_MAPPING_IND entryCount=4294967295 errorString=Sorry status=9");
-  const OtnIpcMsg msg = recordIn(m_table.apply(answer(MGMT_INTERFACE_MAPPING_IND)).writes.at(0).bytes);
+  const OtnIpcMsg msg = recordIn(m_table.apply(answerOf(MGMT_INTERFACE_MAPPING_IND)).writes.at(0).bytes);
   EXPECT_EQ(msg.payload.mapping.entryCount, UINT32_MAX);
   EXPECT_EQ(fieldText(msg.errorString), "Sorry");
   EXPECT_EQ(msg.status, 9);

@@ -58,7 +58,7 @@ constexpr const char* releaseScript =
     "no interface vlan 4005\n"
     "end\n";
 
-class Cli : public ::testing::Test {
+class CliInterpreter : public ::testing::Test {
  protected:
   /// Runs the lines; the refusal of the first that is refused, and then all others must have been taken.
   sim::CliResult run(const std::string& lines) {
@@ -80,7 +80,7 @@ class Cli : public ::testing::Test {
   sim::CliInterpreter m_cli{m_config};
 };
 
-TEST_F(Cli, StartsAsASwitchFromTheBox) {
+TEST_F(CliInterpreter, StartsAsASwitchFromTheBox) {
   EXPECT_THAT(m_config.vlans, SizeIs(1));
   EXPECT_EQ(m_config.vlans.at(1).members, 0x0FFFFFFFU);
   EXPECT_EQ(m_config.port(28).pvid, 1U);
@@ -88,7 +88,7 @@ TEST_F(Cli, StartsAsASwitchFromTheBox) {
   EXPECT_TRUE(m_config.port(28).operational());
 }
 
-TEST_F(Cli, SetsUpAPort) {
+TEST_F(CliInterpreter, SetsUpAPort) {
   EXPECT_EQ(reasonOf(setUpScript), "");
   EXPECT_EQ(m_config.vlans.at(100).members, sim::portBit(24));
   EXPECT_EQ(m_config.vlans.at(100).untagged, 0U);
@@ -110,7 +110,7 @@ TEST_F(Cli, SetsUpAPort) {
   EXPECT_EQ(m_config.stack.at({188, 42}), sim::RowStatus::active);
 }
 
-TEST_F(Cli, ReleasesAPort) {
+TEST_F(CliInterpreter, ReleasesAPort) {
   EXPECT_EQ(reasonOf(setUpScript), "");
   EXPECT_EQ(reasonOf(releaseScript), "");
   EXPECT_THAT(m_config.vlans, SizeIs(1));
@@ -120,7 +120,7 @@ TEST_F(Cli, ReleasesAPort) {
   EXPECT_EQ(m_config.port(5).pvid, 1U);
 }
 
-TEST_F(Cli, MaySetUpAgainAndReleaseWhatIsNotSetUp) {
+TEST_F(CliInterpreter, MaySetUpAgainAndReleaseWhatIsNotSetUp) {
   EXPECT_EQ(reasonOf(setUpScript), "");
   EXPECT_EQ(reasonOf(setUpScript), "");
   EXPECT_THAT(m_config.rows, SizeIs(2));
@@ -128,20 +128,20 @@ TEST_F(Cli, MaySetUpAgainAndReleaseWhatIsNotSetUp) {
   EXPECT_EQ(reasonOf(releaseScript), "");
 }
 
-TEST_F(Cli, ReportsPortsThatChange) {
+TEST_F(CliInterpreter, ReportsPortsThatChange) {
   EXPECT_EQ(reasonOf(setUpScript), "");
   EXPECT_THAT(m_config.portChanges,
               ElementsAre(sim::PortState{5, false, false}, sim::PortState{5, true, true}));
 }
 
-TEST_F(Cli, BoundsTheReports) {
+TEST_F(CliInterpreter, BoundsTheReports) {
   std::string lines = "configure terminal\ninterface gigabitethernet 0/1\n";
   for (size_t i = 0; i < sim::CliConfig::maxPortChanges; ++i) lines += "shutdown\nno shutdown\n";
   EXPECT_EQ(reasonOf(lines), "");
   EXPECT_THAT(m_config.portChanges, SizeIs(sim::CliConfig::maxPortChanges));
 }
 
-TEST_F(Cli, ShowsItsModeInThePrompt) {
+TEST_F(CliInterpreter, ShowsItsModeInThePrompt) {
   EXPECT_EQ(m_cli.prompt(), "iss# ");
   run("configure terminal");
   EXPECT_EQ(m_cli.prompt(), "iss(config)# ");
@@ -155,7 +155,7 @@ TEST_F(Cli, ShowsItsModeInThePrompt) {
   EXPECT_EQ(m_cli.prompt(), "iss# ");
 }
 
-TEST_F(Cli, NamesPortsAsISSDoes) {
+TEST_F(CliInterpreter, NamesPortsAsISSDoes) {
   EXPECT_EQ(sim::portName(1), "gigabitethernet 0/1");
   EXPECT_EQ(sim::portName(24), "gigabitethernet 0/24");
   EXPECT_EQ(sim::portName(25), "extreme-ethernet 0/1");
@@ -164,11 +164,11 @@ TEST_F(Cli, NamesPortsAsISSDoes) {
   EXPECT_EQ(m_config.vlans.at(7).members, sim::portBit(28));
 }
 
-TEST_F(Cli, SkipsBlankLinesAndComments) {
+TEST_F(CliInterpreter, SkipsBlankLinesAndComments) {
   EXPECT_EQ(reasonOf("\n   \n! anything\n"), "");
 }
 
-TEST_F(Cli, AddsMembersToAVlanAndRetagsThem) {
+TEST_F(CliInterpreter, AddsMembersToAVlanAndRetagsThem) {
   run("configure terminal\nvlan 7\nports gigabitethernet 0/1 untagged gigabitethernet 0/1");
   run("ports gigabitethernet 0/2");
   EXPECT_EQ(m_config.vlans.at(7).members, 3U);
@@ -177,7 +177,7 @@ TEST_F(Cli, AddsMembersToAVlanAndRetagsThem) {
   EXPECT_EQ(m_config.vlans.at(7).untagged, 0U);
 }
 
-TEST_F(Cli, TakesTheRowsOfAVlanInterfaceOnly) {
+TEST_F(CliInterpreter, TakesTheRowsOfAVlanInterfaceOnly) {
   run("configure terminal\nsnmpset mib name ifMainRowStatus.7 value 4\n"
       "snmpset mib name ifMainRowStatus.8 value 4\nsnmpset mib name ifStackStatus.8.7 value 4");
   EXPECT_EQ(m_config.stack.at({8, 7}), sim::RowStatus::active);
@@ -188,7 +188,7 @@ TEST_F(Cli, TakesTheRowsOfAVlanInterfaceOnly) {
   EXPECT_THAT(m_config.rows, IsEmpty());
 }
 
-TEST_F(Cli, DestroysRowsWithTheirStacking) {
+TEST_F(CliInterpreter, DestroysRowsWithTheirStacking) {
   run("configure terminal\nsnmpset mib name ifMainRowStatus.7 value 4\n"
       "snmpset mib name ifMainRowStatus.8 value 4\nsnmpset mib name ifStackStatus.8.7 value 4\n"
       "snmpset mib name ifStackStatus.8.7 value 6");
@@ -198,7 +198,7 @@ TEST_F(Cli, DestroysRowsWithTheirStacking) {
   EXPECT_THAT(m_config.rows, SizeIs(1));
 }
 
-TEST_F(Cli, BoundsTheTables) {
+TEST_F(CliInterpreter, BoundsTheTables) {
   run("configure terminal");
   for (size_t i = 0; i < sim::maxRows; ++i) {
     const std::string row = std::to_string(i);
@@ -216,9 +216,9 @@ struct Refused {
   const char* text;
 };
 
-class RefusedCommand : public Cli, public ::testing::WithParamInterface<Refused> {};
+class CliInterpreterRefusals : public CliInterpreter, public ::testing::WithParamInterface<Refused> {};
 
-TEST_P(RefusedCommand, SaysWhyAndChangesNothing) {
+TEST_P(CliInterpreterRefusals, SayWhyAndChangeNothing) {
   run("configure terminal\nvlan 7\nend");
   const std::string lines = GetParam().lines;
   const size_t last = lines.rfind('\n');
@@ -236,7 +236,7 @@ TEST_P(RefusedCommand, SaysWhyAndChangesNothing) {
 #define ROW CONFIG "snmpset mib name ifMainRowStatus.9 value 5\n"
 using sim::CliReason;
 INSTANTIATE_TEST_SUITE_P(
-    Cli, RefusedCommand,
+    CliInterpreter, CliInterpreterRefusals,
     ::testing::Values(
         Refused{"nonsense here", CliReason::unknownCommand, "unknown command"},
         Refused{"configure", CliReason::unknownCommand, "unknown command"},
@@ -274,7 +274,7 @@ INSTANTIATE_TEST_SUITE_P(
         Refused{CONFIG "interface vlan 7\nno ip unnumbered x", CliReason::badArgument, "not a MAC address"}));
 
 INSTANTIATE_TEST_SUITE_P(
-    CliMib, RefusedCommand,
+    CliMib, CliInterpreterRefusals,
     ::testing::Values(
         Refused{CONFIG "snmpset mib name ifMainType.9 value", CliReason::badArgument,
                 "expected snmpset mib name WORD value WORD"},

@@ -13,14 +13,14 @@ std::string refusalOf(const std::string& script) {
   return result.refused ? result.refused->text : "";
 }
 
-TEST(RunScript, PrintsEachCommandBehindItsPrompt) {
+TEST(CliScript, PrintsEachCommandBehindItsPrompt) {
   sim::CliConfig config;
   EXPECT_EQ(sim::runScript("configure terminal\nvlan 7\nend\nfoo\nbar\n", config).output,
             "iss# configure terminal\niss(config)# vlan 7\niss(config-vlan)# end\niss# foo\n"
             "% line 4: foo: unknown command\n");
 }
 
-TEST(RunScript, DoesWhatComesBeforeARefusedLine) {
+TEST(CliScript, DoesWhatComesBeforeARefusedLine) {
   sim::CliConfig config;
   const sim::ScriptResult result = sim::runScript("configure terminal\nvlan 7\nmtu 9\nvlan 8\n", config);
   ASSERT_TRUE(result.refused.has_value());
@@ -30,24 +30,24 @@ TEST(RunScript, DoesWhatComesBeforeARefusedLine) {
   EXPECT_FALSE(config.vlans.contains(8));
 }
 
-TEST(RunScript, TakesAWholeScript) {
+TEST(CliScript, IsTakenAsAWhole) {
   EXPECT_EQ(refusalOf("configure terminal\nvlan 7\nend\n"), "");
 }
 
-TEST(RunScript, NamesTheLineTheCommandAndTheReason) {
+TEST(CliScript, NamesTheLineTheCommandAndTheReason) {
   EXPECT_EQ(refusalOf("configure terminal\nvlan 7\nnonsense here\nend\n"),
             "line 3: \"nonsense here\": unknown command");
   EXPECT_EQ(refusalOf("configure terminal\nvlan 7\nx\x01\nend\n"), "line 3: \"x\\x01\": unknown command");
   EXPECT_EQ(refusalOf(std::string(100, 'x') + '\n'), "line 1: " + std::string(80, 'x') + ": unknown command");
 }
 
-TEST(RunScript, WantsAWellFormedScript) {
+TEST(CliScript, MustBeWellFormed) {
   EXPECT_EQ(refusalOf(""), "line 1: empty script");
   EXPECT_EQ(refusalOf("configure terminal\nend"), "line 2: end: no line end");
   EXPECT_EQ(refusalOf("configure terminal\nvlan 7\n"), "line 2: script ends inside a mode");
 }
 
-TEST(ReadScript, ReadsARegularFileOnly) {
+TEST(CliScript, IsReadFromARegularFileOnly) {
   const TemporaryDirectory directory;
   std::string content;
   EXPECT_TRUE(sim::readScript(directory.write("s", "one\ntwo\n"), content));
@@ -59,7 +59,7 @@ TEST(ReadScript, ReadsARegularFileOnly) {
   EXPECT_FALSE(sim::readScript(directory.path("fifo"), content));
 }
 
-TEST(ReadScript, BoundsTheSize) {
+TEST(CliScript, IsBoundedInItsSize) {
   const TemporaryDirectory directory;
   std::string content;
   EXPECT_TRUE(sim::readScript(directory.write("s", std::string(65536, 'x')), content));

@@ -7,7 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "sim/recordOf.h"
+#include "sim/support/Record.h"
 #include "sim/support/TemporaryDirectory.h"
 
 namespace {
@@ -20,7 +20,7 @@ using ::testing::SizeIs;
 
 OtnIpcMsg rule(ops::ActionCode action, uint32_t kind, uint32_t encap, uint32_t fpId0 = 0,
                uint32_t fpId1 = 0) {
-  OtnIpcMsg msg = recordOf(INTERESTED_PACKET_IND);
+  OtnIpcMsg msg = record(INTERESTED_PACKET_IND);
   msg.payload.rule.actionCode = action;
   msg.payload.rule.entryKind = kind;
   msg.payload.rule.encapType = encap;
@@ -31,7 +31,7 @@ OtnIpcMsg rule(ops::ActionCode action, uint32_t kind, uint32_t encap, uint32_t f
 }
 
 OtnIpcMsg mapping(uint8_t flag, uint32_t port) {
-  OtnIpcMsg msg = recordOf(MGMT_INTERFACE_MAPPING_IND);
+  OtnIpcMsg msg = record(MGMT_INTERFACE_MAPPING_IND);
   msg.payload.mapping.entry.pwPort = port;
   msg.payload.mapping.entryCount = 1;
   msg.payload.mapping.mapFlag = flag;
@@ -148,7 +148,7 @@ TEST_F(IssModel, RefusesTunnelsOfNoPort) {
 }
 
 TEST_F(IssModel, KeepsInterfaces) {
-  OtnIpcMsg request = recordOf(IFC_INSERT_DELETE_IND);
+  OtnIpcMsg request = record(IFC_INSERT_DELETE_IND);
   request.payload.ifc.entry = {3, 1000, 6};
   request.payload.ifc.interfaceCount = 1;
   request.payload.ifc.statusFlag = ops::IfcInsertDelete::insert;
@@ -160,9 +160,9 @@ TEST_F(IssModel, KeepsInterfaces) {
 }
 
 TEST_F(IssModel, BoundsItsTables) {
-  OtnIpcMsg ifc = recordOf(IFC_INSERT_DELETE_IND);
+  OtnIpcMsg ifc = record(IFC_INSERT_DELETE_IND);
   ifc.payload.ifc.statusFlag = ops::IfcInsertDelete::insert;
-  OtnIpcMsg vlans = recordOf(ETS_VLAN_MAPPING);
+  OtnIpcMsg vlans = record(ETS_VLAN_MAPPING);
   for (uint32_t key = 0; key < sim::IssModel::maxKeys; ++key) {
     ifc.payload.ifc.entry.interfaceNum = key;
     vlans.payload.vlanMapping.key = key;
@@ -178,10 +178,9 @@ TEST_F(IssModel, BoundsItsTables) {
 }
 
 TEST_F(IssModel, KeepsVlanMappingsByKind) {
-  OtnIpcMsg request = recordOf(ETS_VLAN_MAPPING);
-  request.payload.vlanMapping = {5, 6, 100};
-  const int32_t second = 200;
-  memcpy(&request.payload.bytes[12], &second, sizeof second);
+  OtnIpcMsg request = record(ETS_VLAN_MAPPING);
+  request.payload.vlanMapping = {5, 6, 0};
+  setDataVlans(request, {100, 200});
   answer(request);
   EXPECT_THAT(m_model.etsVlans().at(5).dataVlans, ElementsAre(100, 200));
   EXPECT_EQ(m_model.etsVlans().at(5).vpn, 6U);
@@ -193,38 +192,38 @@ TEST_F(IssModel, KeepsVlanMappingsByKind) {
 }
 
 TEST_F(IssModel, TakesAFullVlanMapping) {
-  OtnIpcMsg request = recordOf(MRP_VLAN_MAPPING);
+  OtnIpcMsg request = record(MRP_VLAN_MAPPING);
   memset(&request.payload.vlanMapping.firstDataVlan, 0x01, sizeof request - 12);
   answer(request);
   EXPECT_THAT(m_model.mrpVlans().at(0).dataVlans, SizeIs(ops::VlanMapping::maxDataVlans));
 }
 
 TEST_F(IssModel, KeepsWhatIsSet) {
-  OtnIpcMsg request = recordOf(SYNCE_CMD);
+  OtnIpcMsg request = record(SYNCE_CMD);
   request.payload.synce = {1, 2, 3, 4};
   EXPECT_EQ(answer(request).payload.synce.phymode, 4U);
   EXPECT_EQ(m_model.synce()->clksrc, 3U);
 
-  request = recordOf(SYNCE_PDU_CMD);
+  request = record(SYNCE_PDU_CMD);
   request.payload.syncePdu = {5, 6, 7};
   EXPECT_EQ(answer(request).payload.syncePdu.pduWord3, 7U);
   EXPECT_EQ(m_model.syncePdu()->pduWord1, 5U);
 
-  answer(recordOf(FLUSH_CMD));
+  answer(record(FLUSH_CMD));
   EXPECT_EQ(m_model.flushes().at({0, 0}), 1U);
 
-  request = recordOf(SMARTSFP_PDU_CMD);
+  request = record(SMARTSFP_PDU_CMD);
   request.payload.smartSfp.pdu[1] = 0x2C;
   request.payload.smartSfp.pbmp = 3;
   EXPECT_EQ(answer(request).payload.smartSfp.pbmp, 3U);
   EXPECT_EQ(m_model.smartSfpPdu()->pdu[1], 0x2C);
 
-  request = recordOf(REDUNDANCY_STATE);
+  request = record(REDUNDANCY_STATE);
   request.payload.redundancy.state = -1;
   EXPECT_EQ(answer(request).payload.redundancy.state, -1);
   EXPECT_EQ(m_model.redundancyState(), -1);
 
-  request = recordOf(LLDP_TLV_INFO);
+  request = record(LLDP_TLV_INFO);
   request.payload.lldp.chassisId = 9;
   request.payload.lldp.actionCode = ops::actionCreate;
   answer(request);
@@ -235,7 +234,7 @@ TEST_F(IssModel, KeepsWhatIsSet) {
 }
 
 TEST_F(IssModel, CountsOn) {
-  OtnIpcMsg request = recordOf(GET_INTERFACE_RECEPTION_AND_TRANSMISSION_COUNTERS);
+  OtnIpcMsg request = record(GET_INTERFACE_RECEPTION_AND_TRANSMISSION_COUNTERS);
   request.payload.counters.interfaceNum = 4;
   const ops::Counters first = answer(request).payload.counters;
   const ops::Counters second = answer(request).payload.counters;
@@ -251,19 +250,19 @@ TEST_F(IssModel, CountsOn) {
 }
 
 TEST_F(IssModel, CountsFlushesByTheirPlace) {
-  OtnIpcMsg request = recordOf(FLUSH_CMD);
+  OtnIpcMsg request = record(FLUSH_CMD);
   request.payload.flush = {7, 2};
   answer(request);
   answer(request);
-  answer(recordOf(FLUSH_CMD));
+  answer(record(FLUSH_CMD));
   EXPECT_EQ(m_model.flushes().at({7, 2}), 2U);
   EXPECT_EQ(m_model.flushes().at({0, 0}), 1U);
 }
 
 OtnIpcMsg script(const std::string& input, const std::string& output) {
-  OtnIpcMsg msg = recordOf(RUN_DEFAULT_SCRIPT_COMMAND);
-  memcpy(msg.payload.script.inputFile, input.data(), input.size());
-  memcpy(msg.payload.script.outputFile, output.data(), output.size());
+  OtnIpcMsg msg = record(RUN_DEFAULT_SCRIPT_COMMAND);
+  setText(msg.payload.script.inputFile, input);
+  setText(msg.payload.script.outputFile, output);
   return msg;
 }
 
@@ -371,12 +370,12 @@ TEST_F(IssModel, AnswersAZeroedRecordAsAScriptThatFailed) {
 
 TEST_F(IssModel, AnswersWhatItDoesNotKnowWithAnError) {
   for (const uint32_t type : {1U, 2U, 3U, 4U, 5U, 6U, 9U, 12U, 13U, 18U, 20U, 21U, 26U, 0xFFFFFFFFU}) {
-    EXPECT_EQ(answer(recordOf(type), "Unsupported request\r\n", {1, 1, 0, 0}).msgType, type);
+    EXPECT_EQ(answer(record(type), "Unsupported request\r\n", {1, 1, 0, 0}).msgType, type);
   }
 }
 
 TEST_F(IssModel, ClearsTheTrailerOfARequest) {
-  OtnIpcMsg request = recordOf(FLUSH_CMD);
+  OtnIpcMsg request = record(FLUSH_CMD);
   memset(request.errorString, 'x', sizeof request - offsetof(OtnIpcMsg, errorString));
   const OtnIpcMsg msg = answer(request);
   EXPECT_THAT(msg.reserved1, ElementsAre(0, 0, 0));

@@ -7,6 +7,17 @@
 
 namespace {
 
+TEST(OtnIpcFields, LieInsideTheRecordAndInOrderOfTheirPlace) {
+  for (uint32_t type = 0; type < OtnIpcMsgTypeCount; ++type) {
+    size_t end = sizeof(uint32_t);
+    for (const ops::FieldInfo& field : ops::fieldsOf(type)) {
+      EXPECT_GE(field.offset, end) << msgTypeName(type) << " " << field.name;
+      end = size_t{field.offset} + field.size;
+    }
+    EXPECT_LE(end, sizeof(OtnIpcMsg)) << msgTypeName(type);
+  }
+}
+
 TEST(OtnIpcFields, TellWhichRequestsTheSimulatorKnows) {
   for (const ops::MessageInfo& message : ops::messages) {
     if (message.direction != ops::Direction::toIss) continue;

@@ -87,9 +87,9 @@ struct Wrong {
   std::string reason;
 };
 
-class WrongCommandLine : public ::testing::TestWithParam<Wrong> {};
+class IssSimMisuse : public ::testing::TestWithParam<Wrong> {};
 
-TEST_P(WrongCommandLine, GetsOneLineAndStatus2) {
+TEST_P(IssSimMisuse, GetsOneLineAndStatus2) {
   std::vector<std::string> arguments = GetParam().arguments;
   arguments.insert(arguments.begin(), ISS_SIM);
   Program simulator(arguments);
@@ -99,7 +99,7 @@ TEST_P(WrongCommandLine, GetsOneLineAndStatus2) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    IssSim, WrongCommandLine,
+    IssSim, IssSimMisuse,
     ::testing::Values(
         Wrong{{"--nonsense"}, "unknown option --nonsense"}, Wrong{{"-x"}, "unknown option -x"},
         Wrong{{"8000"}, "unexpected argument \"8000\""}, Wrong{{"--port"}, "--port needs a value"},
@@ -152,9 +152,9 @@ TEST(IssSim, HasItsControlSocketWhereItsPortTells) {
   EXPECT_NE(access((defaultPath(port)).c_str(), F_OK), 0);
 }
 
-class ControlledSimulator : public ::testing::Test {
+class ControlledIssSim : public ::testing::Test {
  protected:
-  ControlledSimulator() { portOf(m_simulator); }
+  ControlledIssSim() { portOf(m_simulator); }
 
   Program command(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), ISS_SIM);
@@ -167,7 +167,7 @@ class ControlledSimulator : public ::testing::Test {
   Program m_simulator{{ISS_SIM, "--port", "0", "--control", m_path}};
 };
 
-TEST_F(ControlledSimulator, ShowsAsTextAndAsJson) {
+TEST_F(ControlledIssSim, ShowsAsTextAndAsJson) {
   Program text = command({"show", "redundancy"});
   EXPECT_EQ(text.output(), "(none)\n");
   EXPECT_EQ(text.wait(), 0);
@@ -176,7 +176,7 @@ TEST_F(ControlledSimulator, ShowsAsTextAndAsJson) {
   EXPECT_EQ(json.wait(), 0);
 }
 
-TEST_F(ControlledSimulator, RefusesInOneLineAndGoesOn) {
+TEST_F(ControlledIssSim, RefusesInOneLineAndGoesOn) {
   Program show = command({"show", "nonsense"});
   EXPECT_EQ(
       show.errors(),
@@ -216,16 +216,16 @@ TEST(IssSim, GoesOnWithoutItsDefaultControlSocket) {
   unlink(path.c_str());
 }
 
-class StopSignal : public ::testing::TestWithParam<int> {};
+class IssSimStopSignal : public ::testing::TestWithParam<int> {};
 
-TEST_P(StopSignal, EndsItWell) {
+TEST_P(IssSimStopSignal, EndsItWell) {
   Program simulator({ISS_SIM, "--port", "0"});
   portOf(simulator);
   simulator.signal(GetParam());
   EXPECT_EQ(simulator.wait(), 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(IssSim, StopSignal, ::testing::Values(SIGTERM, SIGINT));
+INSTANTIATE_TEST_SUITE_P(IssSim, IssSimStopSignal, ::testing::Values(SIGTERM, SIGINT));
 
 TEST(IssSim, WorksOnWhenNobodyReadsItsOutput) {
   Program simulator({ISS_SIM, "--port", "0", "--restore", "none"});

@@ -94,7 +94,7 @@ TEST_F(OpsServer, SendsKeepAlives) {
   EXPECT_EQ(client.next().msgType, WATCH_DOG_ISS_ACTIVE);
 }
 
-class GreetedClient : public OpsServer {
+class OpsServerClient : public OpsServer {
  protected:
   void SetUp() override {
     m_options.restore = sim::Restore::none;
@@ -105,7 +105,7 @@ class GreetedClient : public OpsServer {
   std::optional<OpsClient> m_client;
 };
 
-TEST_F(GreetedClient, GetsItsRequestsAnsweredInOrder) {
+TEST_F(OpsServerClient, GetsItsRequestsAnsweredInOrder) {
   m_client->send(record(FLUSH_CMD));
   m_client->send(record(SYNCE_CMD));
   EXPECT_EQ(m_client->next().msgType, FLUSH_CMD);
@@ -115,7 +115,7 @@ TEST_F(GreetedClient, GetsItsRequestsAnsweredInOrder) {
   EXPECT_EQ(msg.isResponse, 1);
 }
 
-TEST_F(GreetedClient, MaySplitARecordAnywhere) {
+TEST_F(OpsServerClient, MaySplitARecordAnywhere) {
   const OtnIpcMsg request = record(FLUSH_CMD);
   const char* bytes = reinterpret_cast<const char*>(&request);
   for (const size_t cut : {size_t{1}, size_t{4}, size_t{6412}, sizeof request - 1}) {
@@ -126,7 +126,7 @@ TEST_F(GreetedClient, MaySplitARecordAnywhere) {
   }
 }
 
-TEST_F(GreetedClient, MayJoinRecords) {
+TEST_F(OpsServerClient, MayJoinRecords) {
   std::string bytes;
   for (uint32_t i = 0; i < 50; ++i) {
     OtnIpcMsg request = record(FLUSH_CMD);
@@ -138,7 +138,7 @@ TEST_F(GreetedClient, MayJoinRecords) {
   writer.join();
 }
 
-TEST_F(GreetedClient, MakesRoomForTheNextWhenItGoes) {
+TEST_F(OpsServerClient, MakesRoomForTheNextWhenItGoes) {
   m_client->sendBytes("abc", 3);
   OtnIpcMsg request = record(REDUNDANCY_STATE);
   OpsClient waiting(m_server->port());
@@ -149,7 +149,7 @@ TEST_F(GreetedClient, MakesRoomForTheNextWhenItGoes) {
   EXPECT_THAT(stop(), HasSubstr(" <- partial record, 3 of 6924 bytes: 616263\n"));
 }
 
-TEST_F(GreetedClient, SeesEachRecordPrintedOnOneLine) {
+TEST_F(OpsServerClient, SeesEachRecordPrintedOnOneLine) {
   OtnIpcMsg request = record(FLUSH_CMD);
   request.payload.flush = {7, 2};
   m_client->send(request);

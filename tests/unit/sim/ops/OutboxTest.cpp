@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "directive/DirectiveParser.h"
+#include "sim/support/Record.h"
 
 namespace {
 
@@ -21,10 +22,7 @@ class Outbox : public ::testing::Test {
       ASSERT_EQ(sim::parseDirective(rule, directive), std::nullopt);
       faults.add(std::get<sim::FaultRule>(directive.action));
     }
-    OtnIpcMsg answer{};
-    answer.msgType = FLUSH_CMD;
-    answer.isResponse = 1;
-    m_outbox.add(faults.apply(answer));
+    m_outbox.add(faults.apply(answerOf(FLUSH_CMD)));
   }
 
   std::vector<std::string> m_told;

@@ -17,9 +17,9 @@ using ::testing::HasSubstr;
 
 constexpr size_t recordSize = sizeof(OtnIpcMsg);
 
-class Directives : public ::testing::Test {
+class DirectiveInterpreter : public ::testing::Test {
  protected:
-  Directives() {
+  DirectiveInterpreter() {
     m_options.port = 0;
     m_options.keepAlive = 0ms;
     m_output = fopen(m_directory.path("out").c_str(), "we");
@@ -27,7 +27,7 @@ class Directives : public ::testing::Test {
     m_server.emplace(m_options, m_model, *m_lines);
     m_interpreter.emplace(*m_server, m_model, *m_lines);
   }
-  ~Directives() override {
+  ~DirectiveInterpreter() override {
     stop();
     close(m_stop);
     close(m_wake);
@@ -83,7 +83,7 @@ class Directives : public ::testing::Test {
   int m_done = eventfd(0, EFD_CLOEXEC);
 };
 
-TEST_F(Directives, GreetInTheirOrder) {
+TEST_F(DirectiveInterpreter, GreetsInTheOrderWritten) {
   start({"startup alive 5ms restored init"});
   OpsClient client(port());
   EXPECT_EQ(client.next().msgType, uint32_t{WATCH_DOG_ISS_ACTIVE});
@@ -91,7 +91,7 @@ TEST_F(Directives, GreetInTheirOrder) {
   EXPECT_EQ(client.next().msgType, uint32_t{TASK_INIT_STATUS});
 }
 
-TEST_F(Directives, WaitForTheConnection) {
+TEST_F(DirectiveInterpreter, WaitsForTheConnection) {
   start({"startup init", "on connect alive", "on connect after 1ms every 1ms times 2 cpu a 1"});
   for (int i = 0; i < 2; ++i) {
     OpsClient client(port());
@@ -104,7 +104,7 @@ TEST_F(Directives, WaitForTheConnection) {
   }
 }
 
-TEST_F(Directives, FollowTheAnswerToARequest) {
+TEST_F(DirectiveInterpreter, FollowsTheAnswerToARequest) {
   start({"startup none", "on FLUSH_CMD cpu flushed 1"});
   OpsClient client(port());
   client.send(record(SYNCE_CMD));
@@ -114,7 +114,7 @@ TEST_F(Directives, FollowTheAnswerToARequest) {
   EXPECT_EQ(client.next().msgType, uint32_t{CPU_THRESHOLD});
 }
 
-TEST_F(Directives, MayBeForSomeOccasionsOnly) {
+TEST_F(DirectiveInterpreter, KeepsToTheOccasionsOfADirective) {
   start({"startup none", "on FLUSH_CMD skip 1 times 2 cpu flushed 1"});
   OpsClient client(port());
   std::string types;
@@ -129,7 +129,7 @@ TEST_F(Directives, MayBeForSomeOccasionsOnly) {
   EXPECT_EQ(types, "fsfcsfcsfs");
 }
 
-TEST_F(Directives, ChangeThePeriodOfKeepAlives) {
+TEST_F(DirectiveInterpreter, ChangesThePeriodOfKeepAlives) {
   start({"startup init"});
   OpsClient client(port());
   client.next();
@@ -143,7 +143,7 @@ TEST_F(Directives, ChangeThePeriodOfKeepAlives) {
   EXPECT_TRUE(client.hasNothing());
 }
 
-TEST_F(Directives, ReportThePortsThatChange) {
+TEST_F(DirectiveInterpreter, ReportsThePortsThatChange) {
   start({"startup init"});
   OpsClient client(port());
   client.next();
@@ -158,7 +158,7 @@ TEST_F(Directives, ReportThePortsThatChange) {
   EXPECT_THAT(stop(), HasSubstr(" port 5 stays as it is\n"));
 }
 
-TEST_F(Directives, SendWhatTheySayPastTheFaults) {
+TEST_F(DirectiveInterpreter, SendsWhatADirectiveSaysPastTheFaults) {
   start({"startup init", "fault any drop", "fault CPU_THRESHOLD drop"});
   OpsClient client(port());
   client.next();
@@ -175,7 +175,7 @@ TEST_F(Directives, SendWhatTheySayPastTheFaults) {
   EXPECT_THAT(stop(), HasSubstr(" rule: any drop\n"));
 }
 
-TEST_F(Directives, DelayOneAnswerOnly) {
+TEST_F(DirectiveInterpreter, DelaysOneAnswerOnly) {
   start({"startup none", "fault FLUSH_CMD delay 100ms"});
   OpsClient client(port());
   const auto before = sim::Clock::now();
@@ -186,7 +186,7 @@ TEST_F(Directives, DelayOneAnswerOnly) {
   EXPECT_GE(sim::Clock::now() - before, 100ms);
 }
 
-TEST_F(Directives, SplitAnAnswerIntoSeparatePieces) {
+TEST_F(DirectiveInterpreter, SplitsAnAnswerIntoSeparatePieces) {
   start({"startup none", "fault FLUSH_CMD split 6412 pause 50ms"});
   OpsClient client(port());
   client.send(record(FLUSH_CMD));
@@ -194,7 +194,7 @@ TEST_F(Directives, SplitAnAnswerIntoSeparatePieces) {
   EXPECT_EQ(client.piece().size(), recordSize - 6412);
 }
 
-TEST_F(Directives, KeepWhatFollowsBehindTheLastPiece) {
+TEST_F(DirectiveInterpreter, KeepsWhatFollowsBehindTheLastPiece) {
   start({"startup none", "fault FLUSH_CMD split 4000 pause 50ms"});
   OpsClient client(port());
   client.send(record(FLUSH_CMD));
@@ -204,7 +204,7 @@ TEST_F(Directives, KeepWhatFollowsBehindTheLastPiece) {
   EXPECT_EQ(client.next().msgType, uint32_t{WATCH_DOG_ISS_ACTIVE});
 }
 
-TEST_F(Directives, EndTheConnectionWithinAnAnswer) {
+TEST_F(DirectiveInterpreter, EndsTheConnectionWithinAnAnswer) {
   start({"startup none", "fault FLUSH_CMD times 1 close within 100"});
   {
     OpsClient client(port());
@@ -216,7 +216,7 @@ TEST_F(Directives, EndTheConnectionWithinAnAnswer) {
   EXPECT_EQ(client.next().msgType, uint32_t{FLUSH_CMD});
 }
 
-TEST_F(Directives, CloseBehindWhatWaits) {
+TEST_F(DirectiveInterpreter, ClosesBehindWhatWaits) {
   start({"startup none"});
   OpsClient client(port());
   client.send(record(FLUSH_CMD));
@@ -226,7 +226,7 @@ TEST_F(Directives, CloseBehindWhatWaits) {
   EXPECT_EQ(client.rest().size(), 50 * recordSize);
 }
 
-TEST_F(Directives, RestartIss) {
+TEST_F(DirectiveInterpreter, RestartsIss) {
   start({"startup init"});
   {
     OpsClient client(port());
@@ -250,7 +250,7 @@ TEST_F(Directives, RestartIss) {
   EXPECT_NE(fieldText(client.next().errorString), ops::noError);
 }
 
-TEST_F(Directives, StallIss) {
+TEST_F(DirectiveInterpreter, StallsIss) {
   start({"startup init"});
   OpsClient client(port());
   client.next();
@@ -261,7 +261,7 @@ TEST_F(Directives, StallIss) {
   EXPECT_GE(sim::Clock::now() - before, 100ms);
 }
 
-TEST_F(Directives, ClearTheSchedule) {
+TEST_F(DirectiveInterpreter, ClearsTheSchedule) {
   start({"startup none", "every 1ms alive", "on FLUSH_CMD cpu x 1"});
   OpsClient client(port());
   EXPECT_EQ(client.next().msgType, uint32_t{WATCH_DOG_ISS_ACTIVE});
@@ -273,7 +273,7 @@ TEST_F(Directives, ClearTheSchedule) {
   EXPECT_EQ(fieldText(client.next().errorString), "last");
 }
 
-TEST_F(Directives, FloodASlowClientWithWholeRecords) {
+TEST_F(DirectiveInterpreter, FloodsASlowClientWithWholeRecords) {
   start({"startup none"});
   OpsClient client(port());
   client.send(record(FLUSH_CMD));
@@ -286,7 +286,7 @@ TEST_F(Directives, FloodASlowClientWithWholeRecords) {
   }
 }
 
-TEST_F(Directives, DoNotPileUpForAClientThatTakesNothing) {
+TEST_F(DirectiveInterpreter, PilesNothingUpForADeafClient) {
   start({"startup init"});
   OpsClient client(port());
   client.next();
@@ -296,7 +296,7 @@ TEST_F(Directives, DoNotPileUpForAClientThatTakesNothing) {
   EXPECT_THAT(stop(), HasSubstr(" client connected\n"));
 }
 
-TEST_F(Directives, LetAClientGoThatNeverTookWhatWaits) {
+TEST_F(DirectiveInterpreter, LetsAClientGoThatNeverTookWhatWaits) {
   start({"startup init"});
   {
     OpsClient client(port());
@@ -309,7 +309,7 @@ TEST_F(Directives, LetAClientGoThatNeverTookWhatWaits) {
   EXPECT_THAT(stop(), HasSubstr("(not sent, the connection ended, "));
 }
 
-TEST_F(Directives, ThatAreWrongChangeNothing) {
+TEST_F(DirectiveInterpreter, ChangesNothingForAWrongDirective) {
   start({"startup init"});
   EXPECT_NE(m_interpreter->apply("startup none nonsense"), std::nullopt);
   OpsClient client(port());

@@ -9,13 +9,7 @@
 #include <algorithm>
 #include <string>
 
-#include "OtnIpcMsg.h"
-
-inline OtnIpcMsg record(uint32_t type) {
-  OtnIpcMsg msg{};
-  msg.msgType = type;
-  return msg;
-}
+#include "sim/support/Record.h"
 
 /// A client of OPS; every wait ends after 20 s.
 class OpsClient {
