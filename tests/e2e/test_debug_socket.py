@@ -128,7 +128,7 @@ def test_client_that_does_not_read_does_not_hold_the_daemon(board):
     assert read == [patterned(seed + 100) for seed in range(1, len(read) + 1)]
 
 
-def test_client_that_does_not_read_bounced_requests_does_not_hold_the_daemon(board):
+def test_client_that_reads_no_returned_request_holds_nobody(board):
     board.connected()
     for seed in range(1, 61):
         board.debug.send(patterned(seed))

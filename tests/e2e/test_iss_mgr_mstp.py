@@ -54,7 +54,7 @@ def test_lan_delete_right_after_start_is_refused_with_its_flush(board):
     refused(board, Rule(MST_TOPO_LAN, DELETE, flush=1))
 
 
-def test_lan_create_with_flush_is_answered_once_after_the_second_answer(board):
+def test_lan_create_with_flush_is_answered_after_the_second_answer(board):
     board.up(level=9)
     rule = Rule(MST_TOPO_LAN, CREATE, flush=1)
     call = rule.call(board)

@@ -144,7 +144,7 @@ def test_without_manager_nothing_is_sent(board):
     assert not board.log.find(SIGNALLED.format("*"))
 
 
-def test_manager_that_does_not_answer_delays_the_start_by_a_second_at_most(board):
+def test_silent_manager_delays_the_start_by_a_second_at_most(board):
     manager = manager_of(board, HANG)
     board.up()
     assert manager.served == ["getRedundantState"]

@@ -56,7 +56,7 @@ TEST_F(AnswerWatchTest, SaysNothingOfAMessageThatIsAnswered) {
   EXPECT_EQ(after(100s), Verdict::Quiet);
 }
 
-TEST_F(AnswerWatchTest, TellsOfAMessageAfterAMinuteAndThenEveryTenMinutes) {
+TEST_F(AnswerWatchTest, TellsAfterAMinuteAndThenEveryTenMinutes) {
   send();
   EXPECT_EQ(until(Verdict::TellWaiting), 60s);
   EXPECT_EQ(age(), 60s);
@@ -110,7 +110,7 @@ TEST_F(AnswerWatchTest, GivesUpAtTheLimitToTheMoment) {
   EXPECT_EQ(age(), 2s);
 }
 
-TEST_F(AnswerWatchTest, FindsAMessageInTimeThatIsSentWhileNothingElseHappens) {
+TEST_F(AnswerWatchTest, FindsAMessageInTimeWhileNothingElseHappens) {
   limit(7s);
   EXPECT_EQ(after(0s), Verdict::Quiet);
   const Time wakes = m_watch.lookAgain();
@@ -122,7 +122,7 @@ TEST_F(AnswerWatchTest, FindsAMessageInTimeThatIsSentWhileNothingElseHappens) {
   EXPECT_EQ(age(), 7s);
 }
 
-TEST_F(AnswerWatchTest, NeedsNoLookMoreOftenThanAMinuteWhileNothingIsOut) {
+TEST_F(AnswerWatchTest, NeedsOneLookAMinuteWhileNothingIsOut) {
   EXPECT_EQ(after(0s), Verdict::Quiet);
   EXPECT_EQ(m_watch.lookAgain(), m_now + 60s);
   limit(86400s);
@@ -151,7 +151,7 @@ TEST_F(AnswerWatchTest, GivesUpALostMessageAsSoonAsIssIsReadyAgain) {
   EXPECT_EQ(age(), 20s);
 }
 
-TEST_F(AnswerWatchTest, GivesUpALostMessageAtTheLimitThoughIssIsNotBack) {
+TEST_F(AnswerWatchTest, GivesUpALostMessageThoughIssIsNotBack) {
   limit(3s);
   send();
   lose();

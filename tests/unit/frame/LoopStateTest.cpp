@@ -106,7 +106,7 @@ TEST_F(LoopStateTest, WaitsThirtySecondsAfterAnInterruption) {
   EXPECT_EQ(begin(), 30s);
 }
 
-TEST_F(LoopStateTest, WaitsThirtySecondsAfterAnInterruptionWithoutConnectionToo) {
+TEST_F(LoopStateTest, WaitsThirtySecondsAnewWithoutConnectionToo) {
   wait(0s, timedOut);
   m_state.connectFailed();
   EXPECT_EQ(wait(1s, interrupted), Pass::Interrupted);
@@ -146,7 +146,7 @@ TEST_F(LoopStateTest, TimesOutWhenTheReminderIsNotEarlier) {
   EXPECT_EQ(end(30s, timedOut), Pass::Kick);
 }
 
-TEST_F(LoopStateTest, TakesInputAndInterruptionsAsSuchAlsoWithAReminder) {
+TEST_F(LoopStateTest, TakesInputAndInterruptionsAsSuchWithAReminder) {
   connect();
   begin(1s);
   EXPECT_EQ(end(500ms, input), Pass::Input);
@@ -154,7 +154,7 @@ TEST_F(LoopStateTest, TakesInputAndInterruptionsAsSuchAlsoWithAReminder) {
   EXPECT_EQ(end(500ms, interrupted), Pass::Interrupted);
 }
 
-TEST_F(LoopStateTest, TimesOutAtTheNextWaitWhenItWokeTooLateForTheReminder) {
+TEST_F(LoopStateTest, TimesOutAtTheNextWaitAfterALateReminder) {
   connect();
   begin(29s);
   EXPECT_EQ(end(31s, timedOut), Pass::Reminder);

@@ -49,7 +49,7 @@ TEST(Selection, MayBeShort) {
   EXPECT_EQ(parseSelection("dir \n").newlineAt, 0U);
 }
 
-TEST(IssFolderOnSdCard, ReplacesTheFirstSixCharactersWhateverTheyAre) {
+TEST(IssFolderOnSdCard, ReplacesAnySixCharactersAtTheBeginning) {
   EXPECT_EQ(issFolderOnSdCard("/flash/config/c1/iss"), "/mnt/mmccard/VORNA_CONFIG/config/c1/iss");
   EXPECT_EQ(issFolderOnSdCard("/other/config/iss"), "/mnt/mmccard/VORNA_CONFIG/config/iss");
   EXPECT_EQ(issFolderOnSdCard("/a/iss"), "/mnt/mmccard/VORNA_CONFIG");

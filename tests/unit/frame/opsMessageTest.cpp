@@ -198,7 +198,7 @@ TEST_F(MessagesFromOps, OfItsReadinessAreOnlyLoggedOnAnOrdinaryBoard) {
   EXPECT_FALSE(exists("/tmp/iss_is_ready"));
 }
 
-TEST_F(MessagesFromOps, OfItsReadinessMakeACsmBoardSendTheDefaultScript) {
+TEST_F(MessagesFromOps, OfReadinessMakeACsmBoardSendTheDefaultScript) {
   ASSERT_FALSE(exists("/persistency/iss/default_conf.commit"))
       << "this machine has a committed configuration";
   OpsPeer peer;
@@ -236,7 +236,7 @@ TEST_F(MessagesFromOps, OfASuccessfulReloadOpenThePortsOfACsmBoard) {
   EXPECT_THAT(lines(), Contains(opening));
 }
 
-TEST_F(MessagesFromOps, OfASuccessfulReloadReportMarkersThatCannotBeMade) {
+TEST_F(MessagesFromOps, OfASuccessfulReloadReportMarkersNotMade) {
   ASSERT_EQ(symlink("/nowhere/at/all", "/tmp/iss_msr_succeeded"), 0);
   ASSERT_EQ(symlink("/nowhere/at/all", "/tmp/iss_is_ready"), 0);
   handle({word(0, 1)});
@@ -256,7 +256,7 @@ TEST_F(MessagesFromOps, OfItsDefaultScriptMakeIssReady) {
   ASSERT_EQ(FakeBus::signals().size(), 1U);
 }
 
-TEST_F(MessagesFromOps, OfItsDefaultScriptReportAMarkerThatCannotBeMade) {
+TEST_F(MessagesFromOps, OfItsDefaultScriptReportAMarkerNotMade) {
   ASSERT_EQ(symlink("/nowhere/at/all", "/tmp/iss_is_ready"), 0);
   handle({word(0, 8), defaultScriptPath});
   EXPECT_THAT(lines(), Contains(mainLine("ERROR", 386, "Failed to touch /tmp/iss_is_ready")));
@@ -281,7 +281,7 @@ TEST_F(MessagesFromOps, OfAFailedReloadAreCritical) {
   EXPECT_THAT(lines(), Not(Contains(logged("DEBUG3", "main", 763, "deletePersistentIssConfig", "called"))));
 }
 
-TEST_F(MessagesFromOps, OfAFailedReloadRemoveTheConfigurationOfACsmBoard) {
+TEST_F(MessagesFromOps, OfAFailedReloadRemoveACsmBoardsConfiguration) {
   ASSERT_FALSE(exists("/flash/config/current/selected.txt")) << "this machine has a selection";
   issReady = 1;
   handle({word(0, 1), octet(14, 1)}, "CSM");

@@ -61,7 +61,7 @@ class BusThreadsStop : public BusThread {
   }
 };
 
-TEST_F(BusThreadsStop, DestroysTheRuleServiceAndKeepsTheOtherSingletons) {
+TEST_F(BusThreadsStop, DestroysTheRuleServiceAndKeepsTheOthers) {
   EXPECT_EQ(start_otn_comm(nullptr), nullptr);
   EXPECT_EQ(otnThreadRunning, 1);
   EXPECT_EQ(lines().back(), logged("DEBUG1", "main", 710, "start_otn_comm", "OTNBUS thread stopped"));
@@ -111,7 +111,7 @@ class BusThreadsStopUnderAWorker : public BusThreadsStop {
   }
 };
 
-TEST_F(BusThreadsStopUnderAWorker, WaitsOneSecondAndLeavesEverythingAlive) {
+TEST_F(BusThreadsStopUnderAWorker, WaitsASecondAndLeavesAllAlive) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(run(), ::testing::ExitedWithCode(0), "");
 }

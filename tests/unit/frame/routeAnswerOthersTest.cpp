@@ -220,7 +220,7 @@ TEST_F(OtherAnswers, OfADeleteKeepWhateverIdTheyCarry) {
   EXPECT_EQ(smartSfp().fpId(), 0);
 }
 
-TEST_F(OtherAnswers, OfSmartSfpWithAnErrorAreKeptAndRepliedAllTheSame) {
+TEST_F(OtherAnswers, OfSmartSfpWithAnErrorAreKeptAndRepliedAsEver) {
   smartSfp().register_interface(nullptr);
   queueSmartSfp(1, 1, FakeBus::call(70));
   EXPECT_TRUE(route(filter(0xFFFFFFFF, "Failed\r\n")));

@@ -5,7 +5,7 @@
 
 namespace {
 
-TEST(CriticalActivityWithoutADevice, StaysUnregisteredAndDoesNothing) {
+TEST(CriticalActivityWithoutADevice, StaysUnregisteredAndIdle) {
   ASSERT_NE(access("/dev/K7V_CAM", F_OK), 0) << "this machine has the monitor device";
   CriticalActivity activity;
   EXPECT_FALSE(activity.registered());

@@ -136,7 +136,7 @@ TEST_F(OpsConnection, CloseReportsOnStandardErrorOnly) {
   EXPECT_THAT(lines(), IsEmpty());
 }
 
-TEST_F(OpsConnection, GivesUpASendToAPeerThatDoesNotReadWhenTheProcessStops) {
+TEST_F(OpsConnection, GivesUpASendToADeafPeerWhenTheProcessStops) {
   connect();
   const std::string bytes(6924, 'z');
   running = 0;

@@ -50,7 +50,7 @@ TEST(Admission, TellsOnWhichSideOfTheReaderThereIsNoRoom) {
   EXPECT_EQ(admit(0, 2, 2), Admission::NoRoomBehindReader);
 }
 
-TEST(Admission, TakesEighteenMessagesAheadOfTheReaderAndNineteenBehindIt) {
+TEST(Admission, TakesEighteenAheadOfTheReaderAndNineteenBehindIt) {
   for (int read = 0; read < 20; ++read) {
     int write = read;
     int taken = 0;

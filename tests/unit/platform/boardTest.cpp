@@ -52,7 +52,7 @@ TEST(ExecuteCommand, doesNotWaitForAGrandchildThatKeepsTheOutput) {
   kill(atoi(output.c_str()), SIGKILL);
 }
 
-TEST(ExecuteCommand, givesTheChildAnEmptyMaskAndDefaultDispositions) {
+TEST(ExecuteCommand, givesTheChildNoMaskAndDefaultDispositions) {
   sigset_t mask;
   sigset_t before;
   sigfillset(&mask);

@@ -109,7 +109,7 @@ TEST_F(BusTest, acceptsNoDescriptors) {
             "org.freedesktop.DBus.Error.NotSupported");
 }
 
-TEST_F(BusTest, answersIntrospectionAndEarlierCallsWhileAHandlerBlocks) {
+TEST_F(BusTest, introspectsAndAnswersEarlierCallsWhileAHandlerBlocks) {
   Component tested;
   ASSERT_TRUE(tested.ready());
   Peer peer(m_bus);

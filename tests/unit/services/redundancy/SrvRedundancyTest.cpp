@@ -171,7 +171,7 @@ TEST_F(RefusedRegistration, KeepsAStateAboveTheTableToItself) {
   EXPECT_EQ(writepointer, 0);
 }
 
-TEST_F(RefusedRegistration, KeepsTheStateThatASignalBroughtWhenNobodyAnswers) {
+TEST_F(RefusedRegistration, KeepsTheStateOfASignalWhenNobodyAnswers) {
   FakeBus::refuseSignals();
   m_service.register_interface(nullptr);
   signal(3);

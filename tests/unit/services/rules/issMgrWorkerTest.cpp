@@ -156,7 +156,7 @@ TEST_F(IssMgrRequests, OfAnotherVpLogOneError) {
             1);
 }
 
-TEST_F(IssMgrRequests, ThatDoNotFitAheadOfTheReaderAreRefusedAsAWhole) {
+TEST_F(IssMgrRequests, ThatDoNotFitAheadOfTheReaderAreRefusedWhole) {
   withStub();
   writepointer = 17;
   const IssMgrArguments two = second(mrpGlobal, creation, 1);

@@ -258,7 +258,7 @@ TEST_F(SmartSfpRequests, HoldTheRingsLockUntilTheyAreQueued) {
   releaseQueued(0);
 }
 
-TEST_F(SmartSfpRequests, ThatDoNotFitAheadOfTheReaderAreAnsweredAtOnce) {
+TEST_F(SmartSfpRequests, ThatDoNotFitAheadOfTheReaderAreAnswered) {
   withStub();
   writepointer = 17;
   run(request(1, 1), 22);
@@ -278,7 +278,7 @@ TEST_F(SmartSfpRequests, ThatDoNotFitAheadOfTheReaderAreAnsweredAtOnce) {
   releaseQueued(17);
 }
 
-TEST_F(SmartSfpRequests, ThatDoNotFitBehindTheReaderAreAnsweredAtOnce) {
+TEST_F(SmartSfpRequests, ThatDoNotFitBehindTheReaderAreAnswered) {
   withStub();
   readpointer = 5;
   writepointer = 3;
@@ -313,7 +313,7 @@ TEST_F(SmartSfpRequests, WithoutAStubAreReleasedInsteadOfAnswered) {
   EXPECT_THAT(FakeBus::released(), ElementsAre(29U));
 }
 
-TEST_F(SmartSfpRequests, ReachTheirWorkerFromTheBusWithTheFilterOfTheMoment) {
+TEST_F(SmartSfpRequests, ReachTheirWorkerWithTheFilterOfTheMoment) {
   withStub();
   EXPECT_THAT(FakeBus::registrations(),
               ElementsAre("asynchronous IssSetSmartSfpAsync OBsetSmartSfpParams_1_0"));
