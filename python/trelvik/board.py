@@ -130,9 +130,20 @@ class Board:
         return self._start_iss("replay", capture, *args)
 
     def _start_iss(self, *arguments):
-        self.iss = Iss(places.iss_sim(PREFIX), self.dir, *arguments)
+        self.iss = Iss(self.dir, *arguments)
         self._peers.append(self.iss)
         return self.iss
+
+    def iss_ready(self, *scenario, level=None):
+        """Starts the simulated ISS and the daemon, and returns once ISS is ready, from whom nothing else comes than
+        what the scenario says."""
+        iss = self.start_iss("keepalive off", *scenario)
+        self.start(ops=False)
+        self.log.wait(CONNECTED)
+        self.wait_file(READY_MARKER)
+        if level is not None:
+            self.bus.set_trace_level(level)
+        return iss
 
     @property
     def bus(self):

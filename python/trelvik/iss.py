@@ -1,25 +1,40 @@
-"""ISS, simulated: the installed `iss-sim` on 127.0.0.1:8000."""
+"""ISS, simulated: the installed `iss-sim` on 127.0.0.1:8000, and its commands, which ask the one that runs."""
+import json
 import os
 import subprocess
 from signal import SIGTERM
 
+from . import files, places
 from .syslog import matcher
 from .wait import DEADLINE, until
 
 
+PROGRAM = places.iss_sim(places.PREFIX)
+
+
+def ask(*words):
+    """A command of iss-sim: exit status, output, errors."""
+    return subprocess.run([PROGRAM, *words], capture_output=True, text=True, timeout=DEADLINE, check=False)
+
+
+def show(*subject):
+    """What the running simulator shows of a subject."""
+    answer = ask("show", *subject, "--json")
+    assert answer.returncode == 0, answer.stderr
+    return json.loads(answer.stdout)
+
+
 class Iss:
-    def __init__(self, program, directory, *arguments):
-        self._program = program
+    def __init__(self, directory, *arguments):
         self._output = os.path.join(directory, "iss.out")
         with open(self._output, "wb") as output:
-            self._process = subprocess.Popen([program, *arguments], stdin=subprocess.DEVNULL, stdout=output,
+            self._process = subprocess.Popen([PROGRAM, *arguments], stdin=subprocess.DEVNULL, stdout=output,
                                              stderr=output)
         self.wait("*listening on 127.0.0.1:*")
 
     def lines(self, pattern="*"):
         """What it has printed so far, without line ends."""
-        with open(self._output, encoding="utf-8", errors="replace") as text:
-            printed = text.read()
+        printed = files.read(self._output)
         match = matcher(pattern)
         return [line for line in printed[:printed.rfind("\n") + 1].splitlines() if match.match(line)]
 
@@ -31,13 +46,10 @@ class Iss:
         return until(found, lambda: f"line {pattern!r} (x{count}) of iss-sim; had:\n" + "\n".join(self.lines()),
                      deadline)
 
-    def try_inject(self, directive):
-        return subprocess.run([self._program, "inject", directive], capture_output=True, text=True,
-                              timeout=DEADLINE, check=False)
-
-    def inject(self, directive):
+    @staticmethod
+    def inject(directive):
         """Carries out one directive."""
-        done = self.try_inject(directive)
+        done = ask("inject", directive)
         assert done.returncode == 0, f"inject {directive}: {done.stdout}{done.stderr}"
 
     def leave(self):
@@ -54,3 +66,29 @@ class Iss:
             raise AssertionError("iss-sim did not end in time") from None
         print("--- iss-sim\n" + "\n".join(self.lines()[-100:]))
         assert status == 0, f"iss-sim ended with status {status}"
+
+
+class Watch:
+    """A watch on the running simulator, begun."""
+
+    def __init__(self, board, *options):
+        self._path = os.path.join(board.dir, "watch")
+        with open(self._path, "wb") as output:
+            self._process = subprocess.Popen([PROGRAM, "watch", *options], stdin=subprocess.DEVNULL, stdout=output)
+        until(lambda: board.iss.inject("cpu hello 1") or self.lines(), "the watch's first line")
+
+    def lines(self):
+        return files.read(self._path).split("\n")[:-1]
+
+    def wait(self, found):
+        """The first line that fits."""
+        return until(lambda: next((line for line in self.lines() if found(line)), None),
+                     lambda: f"a line of the watch; it has {self.lines()}")
+
+    @property
+    def status(self):
+        return self._process.poll()
+
+    def leave(self):
+        self._process.kill()
+        self._process.wait()

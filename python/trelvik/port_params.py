@@ -87,6 +87,11 @@ def script_message(port, index):
                        outputFile=OUTPUT)
 
 
+def probe(board, port=4):
+    """A request of one message to ISS."""
+    return board.bus.set_port_params(PROBE, port)
+
+
 def set_up(board, port, index, ids, error=record.NO_ERROR, map_flag=1, answer_port=None):
     """Sets a port up; OPS answers the map message with these ids."""
     call = board.bus.set_port_params(SET_UP, port)

@@ -1,6 +1,7 @@
 import pytest
 
 from trelvik.board import Board
+from trelvik.iss import Watch
 
 
 @pytest.fixture
@@ -10,5 +11,15 @@ def board():
     the_board.finish()
 
 
-def pytest_configure(config):
-    config.addinivalue_line("markers", "takes(seconds): how much longer than the others the test may run")
+@pytest.fixture
+def watch(board):
+    """Begins a watch of the simulated ISS with these options; it ends with the test."""
+    begun = []
+
+    def begin(*options):
+        begun.append(Watch(board, *options))
+        return begun[-1]
+
+    yield begin
+    for one_watch in begun:
+        one_watch.leave()

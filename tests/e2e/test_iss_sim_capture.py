@@ -1,11 +1,11 @@
 """What passes between the daemon and ISS, recorded and played again."""
 import os
 import struct
-import subprocess
 
 from trelvik import record
 from trelvik.board import CONNECTED
-from trelvik.places import PREFIX, READY_MARKER
+from trelvik.iss import ask
+from trelvik.places import READY_MARKER
 from trelvik.wait import SLOW
 
 RETRY = 7 * SLOW
@@ -149,7 +149,6 @@ def test_replay_plays_a_lost_connection_again(board):
 
 
 def test_capture_that_cannot_be_read_is_told_in_one_line(board):
-    program = os.path.join(PREFIX, "bin", "iss-sim")
     path = os.path.join(board.dir, "ops.pcapng")
     recorded(board, path)
     with open(path, "rb") as capture:
@@ -157,7 +156,6 @@ def test_capture_that_cannot_be_read_is_told_in_one_line(board):
     cut = os.path.join(board.dir, "cut.pcapng")
     with open(cut, "wb") as capture:
         capture.write(raw[:10000])
-    refused = subprocess.run([program, "replay", cut], capture_output=True, text=True, timeout=10 * SLOW,
-                             check=False)
+    refused = ask("replay", cut)
     assert refused.returncode == 2
     assert refused.stderr.startswith(f"iss-sim: {cut}: block ") and refused.stderr.count("\n") == 1

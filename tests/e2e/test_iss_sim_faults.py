@@ -3,7 +3,8 @@ import time
 
 from trelvik import record
 from trelvik.board import CONNECTED, LOST
-from trelvik.places import READY_MARKER
+from trelvik.iss import ask
+from trelvik.port_params import probe
 from trelvik.wait import SLOW, until
 
 RETRY = 7 * SLOW
@@ -12,22 +13,6 @@ GOOD = 'errorString="No Error\\r\\n" isResponse=1'
 REPORT = "OPS REPORTED ERROR IN REPLY MESSAGE!\n"
 UNEXPECTED = "[ERROR] main:624 (main) - unexpected message received from OPS\n"
 OUTSTANDING = "[NOTICE] main:* (main) - *outstanding*"
-
-
-def ready(board, *scenario, level=None):
-    """ISS is ready; nothing that the scenario does not say comes from it."""
-    iss = board.start_iss("keepalive off", *scenario)
-    board.start(ops=False)
-    board.log.wait(CONNECTED)
-    board.wait_file(READY_MARKER)
-    if level is not None:
-        board.bus.set_trace_level(level)
-    return iss
-
-
-def probe(board, port=4):
-    """A request of one message to ISS."""
-    return board.bus.set_port_params(3, port)
 
 
 def answered(call, port=4):
@@ -43,7 +28,7 @@ def sync(board):
 
 
 def test_dropped_answer_keeps_the_next_request_back(board):
-    iss = ready(board, f"fault {PROBE} times 1 drop")
+    iss = board.iss_ready(f"fault {PROBE} times 1 drop")
     first, second = probe(board, 4), probe(board, 5)
     iss.wait(f"* rule: {PROBE} drop")
     iss.inject("alive")
@@ -56,7 +41,7 @@ def test_dropped_answer_keeps_the_next_request_back(board):
 
 
 def test_delayed_answer_is_awaited(board):
-    iss = ready(board, f"fault {PROBE} delay 600ms")
+    iss = board.iss_ready(f"fault {PROBE} delay 600ms")
     began = time.monotonic()
     call = probe(board)
     iss.wait(f"* rule: {PROBE} delay")
@@ -67,7 +52,7 @@ def test_delayed_answer_is_awaited(board):
 
 
 def test_second_answer_is_not_routed(board):
-    iss = ready(board, f"fault {PROBE} times 1 duplicate", level=9)
+    iss = board.iss_ready(f"fault {PROBE} times 1 duplicate", level=9)
     assert answered(probe(board))
     sync(board)
     board.log.sequence(["[DEBUG3] main:449 (main) - MESSAGE SOURCE 1\n",
@@ -78,7 +63,7 @@ def test_second_answer_is_not_routed(board):
 
 def test_answer_of_a_type_that_is_none_is_unexpected(board):
     board.expect_log(UNEXPECTED)
-    iss = ready(board, f"fault {PROBE} times 1 type CONFIG_STATUS")
+    iss = board.iss_ready(f"fault {PROBE} times 1 type CONFIG_STATUS")
     call = probe(board)
     board.log.wait(UNEXPECTED)
     sync(board)
@@ -89,7 +74,7 @@ def test_answer_of_a_type_that_is_none_is_unexpected(board):
 
 def test_answer_of_an_unknown_type_is_unexpected(board):
     board.expect_log(UNEXPECTED)
-    iss = ready(board, f"fault {PROBE} times 1 type 4294967295", level=7)
+    iss = board.iss_ready(f"fault {PROBE} times 1 type 4294967295", level=7)
     call = probe(board)
     board.log.wait("[DEBUG1] MsgHandle:44 (printPacket) - Msg Type = UnknownMsgType [-1]")
     board.log.wait(UNEXPECTED)
@@ -98,7 +83,7 @@ def test_answer_of_an_unknown_type_is_unexpected(board):
 
 
 def test_answer_of_another_request_is_matched_by_order(board):
-    ready(board, f"fault {PROBE} times 1 type FLUSH_CMD")
+    board.iss_ready(f"fault {PROBE} times 1 type FLUSH_CMD")
     assert answered(probe(board))
     assert board.cam.reports() == []
 
@@ -108,7 +93,7 @@ def test_error_texts_of_any_length_are_reported(board):
     faults = ["error-length 0", "error-length 1", "error-length 499", "error-length 500 no-nul",
               "error-length 3 no-nul"]
     texts = ["", "e", "e" * 499, "e" * 500, "eee" + "~" * 497]
-    iss = ready(board, level=7)
+    iss = board.iss_ready(level=7)
     for count, (fault, text) in enumerate(zip(faults, texts), start=1):
         iss.inject(f"fault {PROBE} times 1 {fault}")
         since = board.log.mark()
@@ -120,7 +105,7 @@ def test_error_texts_of_any_length_are_reported(board):
 
 def test_success_without_its_line_end_is_an_error(board):
     board.expect_refused()
-    ready(board, f'answer {PROBE} errorString="No Error"')
+    board.iss_ready(f'answer {PROBE} errorString="No Error"')
     assert answered(probe(board))
     board.cam.wait_report(REPORT)
 
@@ -128,7 +113,7 @@ def test_success_without_its_line_end_is_an_error(board):
 def test_first_piece_of_a_split_answer_counts_as_the_answer(board):
     board.expect_refused()
     board.expect_log(UNEXPECTED)
-    ready(board, f"fault {PROBE} times 1 split 6412 pause 300ms")
+    board.iss_ready(f"fault {PROBE} times 1 split 6412 pause 300ms")
     assert answered(probe(board))
     board.cam.wait_report(REPORT)
     board.log.wait(UNEXPECTED)
@@ -139,7 +124,7 @@ def test_first_piece_of_a_split_answer_counts_as_the_answer(board):
 def test_answer_in_many_pieces_is_as_many_messages(board):
     board.expect_refused()
     board.expect_log(UNEXPECTED)
-    ready(board, f"fault {PROBE} times 1 split 1000 pause 100ms", level=9)
+    board.iss_ready(f"fault {PROBE} times 1 split 1000 pause 100ms", level=9)
     since = board.log.mark()
     assert answered(probe(board))
     board.log.wait(UNEXPECTED, count=6)
@@ -149,7 +134,7 @@ def test_answer_in_many_pieces_is_as_many_messages(board):
 
 
 def test_two_messages_in_one_write_are_read_one_by_one(board):
-    ready(board, f"fault {PROBE} merge CPU_THRESHOLD threadName=merged pid=7")
+    board.iss_ready(f"fault {PROBE} merge CPU_THRESHOLD threadName=merged pid=7")
     assert answered(probe(board))
     board.log.wait("[INFO] main:444 (main) - CPU exceeds threshold for thread merged\n")
     assert answered(probe(board, 5), 5)
@@ -158,7 +143,7 @@ def test_two_messages_in_one_write_are_read_one_by_one(board):
 
 
 def test_close_before_an_answer_leaves_the_request_outstanding(board):
-    iss = ready(board, f"fault {PROBE} times 1 close before")
+    iss = board.iss_ready(f"fault {PROBE} times 1 close before")
     call = probe(board)
     board.log.wait(LOST)
     board.log.wait(CONNECTED, count=2, deadline=RETRY)
@@ -173,7 +158,7 @@ def test_close_before_an_answer_leaves_the_request_outstanding(board):
 
 def test_close_within_an_answer_delivers_the_part(board):
     board.expect_refused()
-    iss = ready(board, f"fault {PROBE} times 1 close within 100")
+    iss = board.iss_ready(f"fault {PROBE} times 1 close within 100")
     assert answered(probe(board))
     board.cam.wait_report(REPORT)
     board.log.wait(LOST)
@@ -185,7 +170,7 @@ def test_close_within_an_answer_delivers_the_part(board):
 
 
 def test_close_after_an_answer_only_costs_the_connection(board):
-    ready(board, f"fault {PROBE} times 1 close after")
+    board.iss_ready(f"fault {PROBE} times 1 close after")
     assert answered(probe(board))
     board.log.wait(LOST)
     call = probe(board, 5)
@@ -198,7 +183,7 @@ def test_close_after_an_answer_only_costs_the_connection(board):
 def test_reset_in_place_of_an_answer_is_an_error(board):
     board.expect_log("[ERROR] IssSocket:92 (getPacket) - Failed to receive msg from ISS: Connection reset by peer")
     board.expect_stderr("shutdown failed: *")
-    ready(board, f"fault {PROBE} times 1 close before reset")
+    board.iss_ready(f"fault {PROBE} times 1 close before reset")
     probe(board)
     board.log.wait(LOST)
     board.log.wait(CONNECTED, count=2, deadline=RETRY)
@@ -207,14 +192,14 @@ def test_reset_in_place_of_an_answer_is_an_error(board):
 
 def test_garbage_in_front_of_an_answer_is_unexpected(board):
     board.expect_log(UNEXPECTED)
-    ready(board, "seed 1", f"fault {PROBE} garbage {record.SIZE}")
+    board.iss_ready("seed 1", f"fault {PROBE} garbage {record.SIZE}")
     assert answered(probe(board))
     assert len(board.log.find(UNEXPECTED)) == 1
 
 
 def test_garbage_by_itself_is_unexpected(board):
     board.expect_log(UNEXPECTED)
-    iss = ready(board, "seed 1")
+    iss = board.iss_ready("seed 1")
     for count, size in enumerate((1, 3, 4, 100, record.SIZE - 1), start=1):
         iss.inject(f"garbage {size}")
         board.log.wait(UNEXPECTED, count=count)
@@ -223,7 +208,7 @@ def test_garbage_by_itself_is_unexpected(board):
 
 
 def test_flood_is_taken_before_the_answer(board):
-    iss = ready(board, f"fault {PROBE} times 1 flood 500 WATCH_DOG_INTERVAL", level=8)
+    iss = board.iss_ready(f"fault {PROBE} times 1 flood 500 WATCH_DOG_INTERVAL", level=8)
     assert answered(probe(board))
     assert len(board.log.find("[DEBUG2] main:439 (main) - Received ALIVE message\n")) == 500
     assert len(board.cam.ops("kick")) >= 500
@@ -235,14 +220,14 @@ def test_flood_is_taken_before_the_answer(board):
 
 
 def test_count_of_interfaces_beyond_the_list_is_bounded(board):
-    ready(board, f"answer {PROBE} interfaceCount=4294967295", level=8)
+    board.iss_ready(f"answer {PROBE} interfaceCount=4294967295", level=8)
     assert answered(probe(board))
     board.log.wait("[DEBUG2] MsgHandle:69 (printPacket) - Interface Num = *\n")
     assert len(board.log.find("[DEBUG2] MsgHandle:69 (printPacket) - Interface Num = *\n")) == 42
 
 
 def test_count_of_tunnels_beyond_the_table_is_bounded(board):
-    iss = ready(board, "answer MGMT_INTERFACE_MAPPING_IND entryCount=4294967295", level=8)
+    iss = board.iss_ready("answer MGMT_INTERFACE_MAPPING_IND entryCount=4294967295", level=8)
     board.debug.send(record.make(record.MGMT_INTERFACE_MAPPING_IND, pwPort=3, entryCount=1, mapFlag=1))
     answer = board.debug.receive()
     assert record.field(answer, "entryCount") == 0xFFFFFFFF
@@ -253,7 +238,7 @@ def test_count_of_tunnels_beyond_the_table_is_bounded(board):
 
 
 def test_chances_come_again_with_their_seed(board):
-    iss = ready(board, "fault FLUSH_CMD chance 50% merge WATCH_DOG_ISS_ACTIVE")
+    iss = board.iss_ready("fault FLUSH_CMD chance 50% merge WATCH_DOG_ISS_ACTIVE")
 
     def hits():
         before = len(iss.lines())
@@ -269,18 +254,18 @@ def test_chances_come_again_with_their_seed(board):
 
 
 def test_cleared_faults_are_gone(board):
-    iss = ready(board, f"fault {PROBE} drop", f"answer {PROBE} status=1")
+    iss = board.iss_ready(f"fault {PROBE} drop", f"answer {PROBE} status=1")
     iss.inject("clear all")
     assert answered(probe(board))
     assert not iss.lines("* rule: *")
 
 
 def test_wrong_directive_is_refused_and_changes_nothing(board):
-    iss = ready(board)
+    iss = board.iss_ready()
     for wrong, reason in ((f"fault {PROBE} explode", "unknown fault explode"),
                           ("port 29 down", "port needs ports from 1 to 28 (5 or 1-4,7), not 29"),
                           ("send FLUSH_CMD vpn=x", "bad value x for vpn")):
-        refused = iss.try_inject(wrong)
+        refused = ask("inject", wrong)
         assert refused.returncode == 2
         assert refused.stderr == f"iss-sim: {reason}\n"
     assert answered(probe(board))

@@ -1,75 +1,12 @@
 import json
-import os
-import subprocess
-
-import pytest
 
 from trelvik import record
 from trelvik.bus import MANAGER
-from trelvik.places import PREFIX
-from trelvik.wait import DEADLINE, until
+from trelvik.files import read
+from trelvik.iss import ask, show
+from trelvik.wait import until
 
-ISS_SIM = os.path.join(PREFIX, "bin", "iss-sim")
 CPU_ALARM = "[INFO] main:444 (main) - CPU exceeds threshold for thread {}\n"
-
-
-def ask(*words):
-    """A command to the running simulator: exit status, output, errors."""
-    return subprocess.run([ISS_SIM, *words], capture_output=True, text=True, timeout=DEADLINE, check=False)
-
-
-def show(subject):
-    answer = ask("show", subject, "--json")
-    assert answer.returncode == 0, answer.stderr
-    return json.loads(answer.stdout)
-
-
-class Watch:
-    """A watch on the running simulator, begun."""
-
-    def __init__(self, board, *options):
-        self._path = os.path.join(board.dir, "watch")
-        with open(self._path, "wb") as output:
-            self._process = subprocess.Popen([ISS_SIM, "watch", *options], stdin=subprocess.DEVNULL, stdout=output)
-        until(lambda: board.iss.inject("cpu hello 1") or self.lines(), "the watch's first line")
-
-    def lines(self):
-        with open(self._path, encoding="utf-8") as text:
-            return text.read().split("\n")[:-1]
-
-    def wait(self, found):
-        """The first line that fits."""
-        return until(lambda: next((line for line in self.lines() if found(line)), None),
-                     lambda: f"a line of the watch; it has {self.lines()}")
-
-    @property
-    def status(self):
-        return self._process.poll()
-
-    def leave(self):
-        self._process.kill()
-        self._process.wait()
-
-
-@pytest.fixture
-def watch(board):
-    """Begins a watch with these options; it ends with the test."""
-    begun = []
-
-    def begin(*options):
-        begun.append(Watch(board, *options))
-        return begun[-1]
-
-    yield begin
-    for one_watch in begun:
-        one_watch.leave()
-
-
-def up(board):
-    """ISS is the simulator, which restores its configuration at once."""
-    board.start_iss()
-    board.start(ops=False)
-    board.log.wait("[INFO] main:396 (main) - MSR reload succeeded")
 
 
 def through_debug_socket(board, raw):
@@ -93,7 +30,7 @@ def one(rows, **wanted):
 
 
 def test_show_follows_a_port_set_up_and_released(board):
-    up(board)
+    board.iss_ready()
     board.bus.set_port_params(1, 5).reply()
     vlans = show("vlans")["vlans"]
     assert one(vlans, vlan=100) == {"vlan": 100, "members": [24], "untagged": []}
@@ -117,7 +54,7 @@ def test_show_follows_a_port_set_up_and_released(board):
 
 def test_set_up_port_is_reported_down_and_up(board):
     board.bus.subscribe("linkStatusChange")
-    up(board)
+    board.iss_ready()
     board.bus.set_port_params(1, 5).reply()
     assert board.bus.wait_signal("linkStatusChange", 1)[0] == (5, False, False)
     assert board.bus.wait_signal("linkStatusChange", 2)[0] == (5, True, True)
@@ -125,18 +62,17 @@ def test_set_up_port_is_reported_down_and_up(board):
 
 def test_refused_script_tells_line_command_and_reason(board):
     board.expect_refused('*: "Script line 2: "vlan 5000": no VLAN id, 1 to 4094"*')
-    up(board)
+    board.iss_ready()
     board.bus.set_port_params(1, 5, ac_vlan=5000).reply()
     board.cam.wait_report("OPS REPORTED ERROR IN REPLY MESSAGE!\n")
-    with open("/tmp/outscr.sh", encoding="ascii") as output:
-        assert output.read().endswith('iss(config)# vlan 5000\n% line 2: "vlan 5000": no VLAN id, 1 to 4094\n')
+    assert read("/tmp/outscr.sh").endswith('iss(config)# vlan 5000\n% line 2: "vlan 5000": no VLAN id, 1 to 4094\n')
     text = '"Script line 2: \\"vlan 5000\\": no VLAN id, 1 to 4094\\r\\n" errorValue=2,3,0,2 status=1'
     assert any(text in line for line in board.iss.lines())
     assert one(show("messages")["messages"], type=record.RUN_DEFAULT_SCRIPT_COMMAND)["refused"] == 1
 
 
 def test_show_probed_interfaces(board):
-    up(board)
+    board.iss_ready()
     board.bus.set_port_params(3, 7, if_type=6, speed=1000).reply()
     assert show("interfaces")["interfaces"] == [
         {"interfaceNum": 7, "interfaceSpeed": 1000, "interfaceType": 6}]
@@ -145,7 +81,7 @@ def test_show_probed_interfaces(board):
 
 
 def test_show_rules_and_unknown_ids(board):
-    up(board)
+    board.iss_ready()
     assert through_debug_socket(board, rule(1, 1)) == (record.NO_ERROR, bytes(4))
     assert through_debug_socket(board, rule(1, 4)) == (record.NO_ERROR, bytes(4))
     assert [row["fpId0"] for row in show("rules")["rules"]] == [1, 2]
@@ -159,7 +95,7 @@ def test_show_rules_and_unknown_ids(board):
 
 
 def test_show_counters_that_grow(board):
-    up(board)
+    board.iss_ready()
     raw = record.make(record.GET_INTERFACE_RECEPTION_AND_TRANSMISSION_COUNTERS, interfaceNum=4)
     through_debug_socket(board, raw)
     first = one(show("counters")["counters"], interfaceNum=4)
@@ -172,14 +108,14 @@ def test_show_redundancy(board):
     manager = board.peer()
     manager.serve("getRedundantState", ("i", (15,)))
     manager.request_name(MANAGER)
-    up(board)
+    board.iss_ready()
     assert show("redundancy") == {"redundancy": []}
     manager.set_redundant_state(3)
     until(lambda: show("redundancy") == {"redundancy": [{"state": 3, "name": "ACT0"}]}, "the state at ISS")
 
 
 def test_show_is_aligned_text(board):
-    up(board)
+    board.iss_ready()
     lines = ask("show", "ports").stdout.split("\n")
     assert lines[0] == "port  name                  admin  oper   mtu  pvid  vlans"
     assert lines[5] == "   5  gigabitethernet_0/5   up     up    1500     1  1"
@@ -187,7 +123,7 @@ def test_show_is_aligned_text(board):
 
 
 def test_wrong_requests_are_refused_and_change_nothing(board):
-    up(board)
+    board.iss_ready()
     for words in (("show", "nonsense"), ("show",), ("show", "ports", "vlans"), ("inject", "nonsense"),
                   ("inject", "x" * 5000), ("watch", "nonsense"), ("show", "ports", "--nonsense")):
         answer = ask(*words)
@@ -198,7 +134,7 @@ def test_wrong_requests_are_refused_and_change_nothing(board):
 
 
 def test_watch_shows_each_message_as_it_passes(board, watch):
-    up(board)
+    board.iss_ready()
     messages = watch()
     board.bus.set_port_params(3, 7).reply()
     request = messages.wait(lambda line: " <- " in line)
@@ -212,7 +148,7 @@ def test_watch_shows_each_message_as_it_passes(board, watch):
 
 
 def test_watch_as_json(board, watch):
-    up(board)
+    board.iss_ready()
     messages = watch("--json")
     board.bus.set_port_params(3, 7).reply()
     line = messages.wait(lambda line: json.loads(line)["name"] == "IFC_INSERT_DELETE_IND")
@@ -224,7 +160,7 @@ def test_watch_as_json(board, watch):
 
 
 def test_watch_ends_with_the_simulator(board, watch):
-    up(board)
+    board.iss_ready()
     messages = watch()
     board.stop()
     board.iss.leave()
@@ -233,13 +169,13 @@ def test_watch_ends_with_the_simulator(board, watch):
 
 
 def test_injected_alarm_reaches_the_daemon(board):
-    up(board)
+    board.iss_ready()
     board.iss.inject("cpu CLIC 17")
     board.log.wait(CPU_ALARM.format("CLIC"))
 
 
 def test_second_simulator_on_the_port_says_so(board):
-    up(board)
+    board.iss_ready()
     second = ask()
     assert (second.returncode, second.stdout) == (1, "")
     assert second.stderr == "iss-sim: 127.0.0.1:8000: in use, is another instance running?\n"

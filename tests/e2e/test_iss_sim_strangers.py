@@ -5,15 +5,12 @@ import socket
 import stat
 import subprocess
 
-import pytest
-
 from trelvik import record
-from trelvik.files import write
-from trelvik.places import PREFIX
+from trelvik.files import read, write
+from trelvik.iss import PROGRAM, ask
+from trelvik.users import STRANGER, as_stranger, need_others, run_as, start_as
 from trelvik.wait import DEADLINE, until
 
-ISS_SIM = os.path.join(PREFIX, "bin", "iss-sim")
-STRANGER = 4242
 CONTROL = f"/tmp/iss-sim-{os.geteuid()}"
 SECRET = "the secret word"
 ASK = """
@@ -26,16 +23,25 @@ except BrokenPipeError:
     pass  # refused before it was asked
 print(control.recv(999).decode(), end="")
 """
+TRAP = """
+import os, socket, sys
+trap = socket.socket(socket.AF_UNIX)
+trap.bind(sys.argv[1])
+os.chmod(sys.argv[1], 0o777)
+trap.listen()
+print(flush=True)
+trap.accept()[0].sendall(b"ok\\nlies\\n")
+"""
+SEND = """
+import socket, sys
+ops = socket.create_connection(("127.0.0.1", 8000))
+try:
+    ops.sendall(bytes.fromhex(sys.argv[1]))
+    print(len(ops.recv(1)))
+except ConnectionError:
+    print(0)
+"""
 OPEN_ERROR = "Unable to open script file\r\n"
-
-
-def as_stranger(*command, **options):
-    """Runs a command as a user without any right; skips where there is no second user."""
-    if subprocess.run(["setpriv", f"--reuid={STRANGER}", "--clear-groups", "true"], capture_output=True,
-                      check=False).returncode != 0:
-        pytest.skip("no second user here: this wants the real root")
-    return subprocess.run(["setpriv", f"--reuid={STRANGER}", f"--regid={STRANGER}", "--clear-groups", *command],
-                          capture_output=True, text=True, timeout=DEADLINE, check=False, **options)
 
 
 def run_script(script, output="/tmp/out"):
@@ -59,14 +65,12 @@ def test_control_socket_lies_in_a_directory_of_its_own(board):
 
 
 def test_directory_of_a_stranger_is_not_used(board):
+    need_others()
     os.mkdir(CONTROL, 0o700)
-    try:
-        os.chown(CONTROL, STRANGER, STRANGER)
-    except OSError:
-        pytest.skip("no second user here: this wants the real root")
+    os.chown(CONTROL, STRANGER, STRANGER)
     iss = silent_iss(board)
     iss.wait(f"* no control socket: {CONTROL}: belongs to user {STRANGER}*")
-    refused = iss.try_inject("alive")
+    refused = ask("inject", "alive")
     assert refused.returncode == 1 and f"{CONTROL}: belongs to user {STRANGER}" in refused.stderr
 
 
@@ -82,37 +86,30 @@ def test_stranger_at_the_control_socket_is_refused(board):
     path = "/tmp/open.sock"
     board.start_iss("startup none", args=("--control", path))
     os.chmod(path, 0o777)
-    asked = as_stranger("/usr/bin/python3", "-c", ASK, path)
-    assert asked.stdout == f"error this simulator is not for user {STRANGER}\n"
-    ports = subprocess.run([ISS_SIM, "show", "ports", "--control", path], capture_output=True, text=True, check=True)
-    assert "down" not in ports.stdout
+    assert run_as(as_stranger(), ASK, path) == f"error this simulator is not for user {STRANGER}"
+    ports = ask("show", "ports", "--control", path)
+    assert ports.returncode == 0 and "down" not in ports.stdout
 
 
 def test_socket_of_a_stranger_is_not_asked(board):
     silent_iss(board)
-    serve = "import os,socket;s=socket.socket(socket.AF_UNIX);s.bind('/tmp/trap');os.chmod('/tmp/trap',0o777);s.listen();" \
-            "print(flush=True);s.accept()[0].sendall(b'ok\\nlies\\n')"
-    as_stranger("true")
-    trap = subprocess.Popen(["setpriv", f"--reuid={STRANGER}", "--clear-groups", "/usr/bin/python3", "-c", serve],
-                            stdout=subprocess.PIPE)
+    trap = start_as(as_stranger(), TRAP, "/tmp/trap")
     trap.stdout.readline()
     # Root may ask any simulator, so somebody else asks here; he must be able to read the program.
-    shutil.copy(ISS_SIM, "/tmp/iss-sim")
+    shutil.copy(PROGRAM, "/tmp/iss-sim")
     os.chmod("/tmp/iss-sim", 0o755)
-    asked = subprocess.run(["setpriv", f"--reuid={STRANGER + 1}", "--clear-groups", "/tmp/iss-sim", "show", "ports",
+    asked = subprocess.run(["setpriv", f"--reuid={STRANGER - 1}", "--clear-groups", "/tmp/iss-sim", "show", "ports",
                             "--control", "/tmp/trap"], capture_output=True, text=True, timeout=DEADLINE, check=False)
     trap.kill()
-    trap.wait()
+    trap.communicate()
     assert (asked.returncode, asked.stdout) == (1, "")
     assert asked.stderr == f"iss-sim: /tmp/trap: is served by user {STRANGER}\n"
 
 
 def test_stranger_at_the_port_is_refused(board):
     iss = silent_iss(board)
-    flush = "import socket;s=socket.create_connection(('127.0.0.1',8000));s.sendall(b'\\x10'+bytes(6923));print(len(s.recv(1)))"
-    asked = as_stranger("/usr/bin/python3", "-c", flush)
+    assert run_as(as_stranger(), SEND, record.make(record.FLUSH_CMD).hex()) == "0"
     iss.wait(f"* client refused: it is user {STRANGER}'s")
-    assert "1" not in asked.stdout
     assert iss.lines("* <- FLUSH_CMD *") == []
 
 
@@ -129,12 +126,10 @@ def test_script_behind_a_link_is_not_run(board):
 
 
 def test_script_of_a_stranger_is_not_run(board):
+    need_others()
     silent_iss(board)
     write("/tmp/foreign", SECRET + "\n")
-    try:
-        os.chown("/tmp/foreign", STRANGER, STRANGER)
-    except OSError:
-        pytest.skip("no second user here: this wants the real root")
+    os.chown("/tmp/foreign", STRANGER, STRANGER)
     assert run_script("/tmp/foreign") == OPEN_ERROR
     assert not os.path.exists("/tmp/out")
 
@@ -150,8 +145,7 @@ def test_script_output_is_not_written_through_a_link(board):
     for output in ("/tmp/link", "/tmp/way/o", "/run/o", "/tmp/second"):
         assert run_script("/tmp/s", output) == record.NO_ERROR
         iss.wait(f"* cannot write {output}: *")
-    with open("/tmp/precious", encoding="ascii") as precious:
-        assert precious.read() == "precious"
+    assert read("/tmp/precious") == "precious"
     assert os.listdir("/tmp/dir") == [] and not os.path.exists("/run/o")
 
 
@@ -161,4 +155,4 @@ def test_repetitions_of_repetitions_are_bounded(board):
         iss.wait("* client connected")
         iss.inject("every 1ms every 20s times 1000 alive")
         iss.wait("* too much waits *")
-        until(lambda: iss.try_inject("clear schedule").returncode == 0, "an answer")
+        until(lambda: ask("inject", "clear schedule").returncode == 0, "an answer")
