@@ -8,6 +8,7 @@ import subprocess
 import pytest
 
 from board import runs
+from trelvik import record
 from trelvik.board_script import BOARD, LIMIT, Place
 from trelvik.files import read, write
 from trelvik.places import PREFIX
@@ -36,7 +37,7 @@ def assert_capture(path, request=b""):
     with open(path, "rb") as file:
         raw = file.read()
     assert raw[:4] == b"\x0a\x0d\x0d\x0a"
-    assert len(raw) > 2 * 6924 and request in raw
+    assert len(raw) > 2 * record.SIZE and request in raw
 
 
 def test_start_shows_nothing_that_looks_like_a_failure(place):

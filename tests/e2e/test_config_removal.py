@@ -35,6 +35,14 @@ def fail_reload(board, name=CSM_BOARD):
     board.sync_ops()
 
 
+def both_removed(board, flash, card):
+    """The folders on the flash and on the SD card go, and the log says so."""
+    board.expect_log(ON_FLASH.format(flash))
+    board.expect_log(ON_SD_CARD.format(card))
+    fail_reload(board)
+    assert not os.path.exists(flash) and not os.path.exists(card)
+
+
 def test_selected_configuration_is_removed_from_both_stores(board):
     select("dir /flash/config/c1\n")
     flash = folder("/flash/config/c1/iss")
@@ -55,12 +63,7 @@ def test_selected_configuration_is_removed_from_both_stores(board):
 
 def test_selection_without_line_feed(board):
     select("dir /flash/config/c1")
-    flash = folder("/flash/config/c1/iss")
-    card = folder(SD_CARD + "/config/c1/iss")
-    board.expect_log(ON_FLASH.format(flash))
-    board.expect_log(ON_SD_CARD.format(card))
-    fail_reload(board)
-    assert not os.path.exists(flash) and not os.path.exists(card)
+    both_removed(board, folder("/flash/config/c1/iss"), folder(SD_CARD + "/config/c1/iss"))
     assert not board.log.find("[DEBUG3] main:793 *")
 
 
@@ -92,12 +95,7 @@ def test_short_folder_takes_the_whole_sd_card_directory(board):
 
 def test_first_six_characters_are_replaced_whatever_they_are(board):
     select("dir /store/c1\n")
-    flash = folder("/store/c1/iss")
-    card = folder(SD_CARD + "/c1/iss")
-    board.expect_log(ON_FLASH.format(flash))
-    board.expect_log(ON_SD_CARD.format(card))
-    fail_reload(board)
-    assert not os.path.exists(flash) and not os.path.exists(card)
+    both_removed(board, folder("/store/c1/iss"), folder(SD_CARD + "/c1/iss"))
 
 
 def test_selection_is_read_in_its_first_128_bytes_only(board):

@@ -95,7 +95,7 @@ def test_flood_is_told_with_its_number(board):
     iss = board.iss_ready()
     iss.inject("flood 200 WATCH_DOG_INTERVAL")
     iss.wait("* -> WATCH_DOG_INTERVAL * (200 times)")
-    assert counted(13)["sent"] == 200
+    assert counted(record.WATCH_DOG_INTERVAL)["sent"] == 200
 
 
 def test_delayed_answer_goes_with_its_connection(board):

@@ -16,6 +16,11 @@ RELOAD_FAILED = "[CRITICAL] main:428 (main) - MSR RELOAD FAILED!"
 NO_SELECTION = ("[NOTICE] main:766 (deletePersistentIssConfig) - "
                 "/flash/config/current/selected.txt does not exist")
 UNEXPECTED = "[ERROR] main:624 (main) - unexpected message received from OPS\n"
+ANSWERS = (record.IFC_INSERT_DELETE_IND, record.RUN_DEFAULT_SCRIPT_COMMAND, record.MGMT_INTERFACE_MAPPING,
+           record.INTERESTED_PACKET_IND, record.MGMT_INTERFACE_MAPPING_IND, record.SYNCE_CMD, record.SYNCE_PDU_CMD,
+           record.FLUSH_CMD, record.GET_INTERFACE_RECEPTION_AND_TRANSMISSION_COUNTERS, record.SMARTSFP_PDU_CMD,
+           record.REDUNDANCY_STATE, record.MRP_VLAN_MAPPING, record.ETS_VLAN_MAPPING, record.LLDP_TLV_INFO)
+"""The types that end a request."""
 PORTS_OPENED = "/tmp/ports_opened"
 
 
@@ -204,7 +209,9 @@ def test_message_between_does_not_release_the_sender(board, kind):
     second.reply()
 
 
-@pytest.mark.parametrize("kind", [0, 3, 4, 5, 6, 21, 26, 0x7FFFFFFF, 0xFFFFFFFF])
+@pytest.mark.parametrize("kind", [record.InvalidMsgType, record.RM_ACTIVE_STANDBY_READY_STATUS, record.RM_SYNC_UP_STATUS,
+                                  record.RM_GO_ACTIVE_STANDBY_IND, record.CONFIG_STATUS, record.GET_PORT_STATUS, 26,
+                                  0x7FFFFFFF, 0xFFFFFFFF])
 def test_unexpected_message_is_an_error(board, kind):
     board.expect_log(UNEXPECTED)
     board.connected()
@@ -213,7 +220,7 @@ def test_unexpected_message_is_an_error(board, kind):
     board.sync_ops()
 
 
-@pytest.mark.parametrize("kind", [7, 8, 9, 10, 11, 14, 15, 16, 17, 19, 22, 23, 24, 25])
+@pytest.mark.parametrize("kind", ANSWERS)
 def test_unsolicited_answer_consumes_nothing(board, kind):
     board.connected(level=9)
     board.make_ready()
@@ -234,7 +241,7 @@ def test_unsolicited_answer_consumes_nothing(board, kind):
 
 def test_every_answer_type_is_routed(board):
     board.up()
-    for kind in (7, 8, 9, 10, 11, 14, 15, 16, 17, 19, 22, 23, 24, 25):
+    for kind in ANSWERS:
         sent = record.of_type(kind, record.make(record.FLUSH_CMD, vpn=0x01020304))
         board.debug.send(sent)
         assert board.ops.receive() == sent

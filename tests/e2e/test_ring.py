@@ -10,6 +10,15 @@ def serve_all(board, *marks):
         assert record.field(board.debug.receive(), "vpn") == mark
 
 
+def two_served_of_18(board):
+    """Returns the third message, which is outstanding."""
+    board.connected(level=9)
+    fill.queue(board, *range(1, 19))
+    board.make_ready()
+    serve_all(board, 1, 2)
+    return board.ops.expect(record.FLUSH_CMD, vpn=3)
+
+
 def test_messages_wait_until_ready_and_go_in_order(board):
     board.connected(level=9)
     fill.queue(board, *range(1, 8))
@@ -45,11 +54,7 @@ def test_ring_takes_18_ahead_of_the_reader(board):
 
 
 def test_ring_takes_19_behind_the_reader(board):
-    board.connected(level=9)
-    fill.queue(board, *range(1, 19))
-    board.make_ready()
-    serve_all(board, 1, 2)
-    third = board.ops.expect(record.FLUSH_CMD, vpn=3)
+    third = two_served_of_18(board)
     fill.queue(board, 19, 20, 21)
     board.debug.send(fill.message(22))
     assert board.debug.receive() == fill.message(22)
@@ -60,11 +65,7 @@ def test_ring_takes_19_behind_the_reader(board):
 
 
 def test_ring_with_room_at_its_end_takes_the_19th_slot(board):
-    board.connected(level=9)
-    fill.queue(board, *range(1, 19))
-    board.make_ready()
-    serve_all(board, 1, 2)
-    board.ops.expect(record.FLUSH_CMD, vpn=3)
+    two_served_of_18(board)
     fill.queue(board, 19)
     assert board.log.find("[DEBUG3] main:291 (main) - Message from debug server received: RP=2 WP=18\n")
     fill.queue(board, 20)
