@@ -16,9 +16,9 @@ using ::testing::IsEmpty;
 std::set<uint32_t> typesFor(const std::function<bool(const OtnIpcMsg&)>& predicate) {
   std::set<uint32_t> types;
   for (uint32_t type = 0; type <= 26; ++type)
-    if (predicate(recordOf({word(0, type)}))) types.insert(type);
+    if (predicate(recordOf({ofType(type)}))) types.insert(type);
   for (const uint32_t type : {255U, 256U, 0x80000000U, 0xFFFFFFFFU})
-    if (predicate(recordOf({word(0, type)}))) types.insert(type);
+    if (predicate(recordOf({ofType(type)}))) types.insert(type);
   return types;
 }
 
@@ -74,34 +74,36 @@ TEST(CopyPacket, CopiesTheWholeRecord) {
 }
 
 TEST(OpsError, IsEveryTextButTheOneForSuccess) {
-  EXPECT_FALSE(IsOpsError(recordOf({{6412, "No Error\r\n"}})));
-  EXPECT_FALSE(IsOpsError(recordOf({{6412, std::string("No Error\r\n\0rest", 15)}})));
+  EXPECT_FALSE(IsOpsError(recordOf({{"errorString", "No Error\r\n"}})));
+  EXPECT_FALSE(IsOpsError(recordOf({{"errorString", std::string("No Error\r\n\0rest", 15)}})));
   for (const char* text : {"", "No Error", "No Error\r", "No Error\n", "No Error\r\n ", " No Error\r\n",
                            "no error\r\n", "No Error\n\r", "Failed\r\n"}) {
-    EXPECT_TRUE(IsOpsError(recordOf({{6412, text}}))) << text;
+    EXPECT_TRUE(IsOpsError(recordOf({{"errorString", text}}))) << text;
   }
 }
 
 TEST(OpsError, OfATextWithoutAnEndIsOne) {
-  EXPECT_TRUE(IsOpsError(recordOf({{6412, std::string(500, 'E')}, word(6912, 0xFFFFFFFF)})));
-  EXPECT_TRUE(IsOpsError(recordOf({{6412, "No Error\r\n" + std::string(490, 'E')}})));
+  EXPECT_TRUE(
+      IsOpsError(recordOf({{"errorString", std::string(500, 'E')}, {"errorValue", std::string(4, '\xFF')}})));
+  EXPECT_TRUE(IsOpsError(recordOf({{"errorString", "No Error\r\n" + std::string(490, 'E')}})));
 }
 
 TEST(ThreadName, IsTheTextOfACpuThresholdMessageOnly) {
-  EXPECT_EQ(GetThreadName(recordOf({word(0, 18), {6412, "SpanTask"}})), "SpanTask");
-  EXPECT_EQ(GetThreadName(recordOf({word(0, 18)})), "");
+  EXPECT_EQ(GetThreadName(recordOf({ofType(CPU_THRESHOLD), {"threadName", "SpanTask"}})), "SpanTask");
+  EXPECT_EQ(GetThreadName(recordOf({ofType(CPU_THRESHOLD)})), "");
   for (const uint32_t type : {0U, 17U, 19U, 26U})
-    EXPECT_EQ(GetThreadName(recordOf({word(0, type), {6412, "SpanTask"}})), "unknown");
-  EXPECT_EQ(GetThreadName(recordOf({word(0, 18), {6412, std::string(500, 'n')}, word(6912, 0x41414141)})),
+    EXPECT_EQ(GetThreadName(recordOf({ofType(type), {"errorString", "SpanTask"}})), "unknown");
+  EXPECT_EQ(GetThreadName(recordOf(
+                {ofType(CPU_THRESHOLD), {"threadName", std::string(500, 'n')}, {"pid", 0x41414141}})),
             std::string(500, 'n'));
 }
 
 class AnswerKind : public RoomTest {};
 
 TEST_F(AnswerKind, OfAReloadStatusIsItsFlag) {
-  EXPECT_FALSE(MSRReloadFailed(recordOf({word(0, 1), octet(13, 9), octet(15, 9)})));
-  EXPECT_TRUE(MSRReloadFailed(recordOf({word(0, 1), octet(14, 1)})));
-  EXPECT_TRUE(MSRReloadFailed(recordOf({word(0, 1), octet(14, 200)})));
+  EXPECT_FALSE(MSRReloadFailed(recordOf({ofType(MSR_RELOAD_STATUS), octet(13, 9), octet(15, 9)})));
+  EXPECT_TRUE(MSRReloadFailed(recordOf({ofType(MSR_RELOAD_STATUS), {"reloadStatus", 1}})));
+  EXPECT_TRUE(MSRReloadFailed(recordOf({ofType(MSR_RELOAD_STATUS), {"reloadStatus", 200}})));
   EXPECT_THAT(
       lines(),
       ElementsAre(logged("DEBUG1", "MsgHandle", 210, "MSRReloadFailed", "MSR Reload status flag = 0"),
@@ -110,34 +112,44 @@ TEST_F(AnswerKind, OfAReloadStatusIsItsFlag) {
 }
 
 TEST_F(AnswerKind, IsATunnelsCreationOnlyWithTypeAndFlag) {
-  EXPECT_FALSE(IsCreateMgmtTunnelPacket(recordOf({word(0, 11), octet(6408, 2)})));
-  EXPECT_FALSE(IsCreateMgmtTunnelPacket(recordOf({word(0, 11)})));
-  EXPECT_FALSE(IsCreateMgmtTunnelPacket(recordOf({word(0, 9), octet(6408, 1)})));
+  EXPECT_FALSE(IsCreateMgmtTunnelPacket(recordOf({ofType(MGMT_INTERFACE_MAPPING_IND), {"mapFlag", 2}})));
+  EXPECT_FALSE(IsCreateMgmtTunnelPacket(recordOf({ofType(MGMT_INTERFACE_MAPPING_IND)})));
+  EXPECT_FALSE(IsCreateMgmtTunnelPacket(
+      recordOf({ofType(MGMT_INTERFACE_MAPPING), fieldOf(MGMT_INTERFACE_MAPPING_IND, {"mapFlag", 1})})));
   EXPECT_THAT(lines(), IsEmpty());
-  EXPECT_TRUE(IsCreateMgmtTunnelPacket(recordOf({word(0, 11), octet(6408, 1)})));
+  EXPECT_TRUE(IsCreateMgmtTunnelPacket(recordOf({ofType(MGMT_INTERFACE_MAPPING_IND), {"mapFlag", 1}})));
   EXPECT_THAT(lines(), ElementsAre(logged("DEBUG3", "MsgHandle", 242, "IsCreateMgmtTunnelPacket",
                                           "IsCreateMgmtTunnelPacket")));
 }
 
 TEST_F(AnswerKind, OfARuleIsItsEntryKind) {
   for (uint32_t kind = 0; kind <= 6; ++kind) {
-    EXPECT_EQ(IsEtsFpIdPacket(recordOf({word(0, 10), word(208, kind)})), kind == 3);
-    EXPECT_EQ(IsMstFpIdPacket(recordOf({word(0, 10), word(208, kind)})), kind == 2);
-    EXPECT_FALSE(IsEtsFpIdPacket(recordOf({word(0, 11), word(208, kind)})));
-    EXPECT_FALSE(IsMstFpIdPacket(recordOf({word(0, 16), word(208, kind)})));
+    EXPECT_EQ(IsEtsFpIdPacket(recordOf({ofType(INTERESTED_PACKET_IND), {"entryKind", kind}})), kind == 3);
+    EXPECT_EQ(IsMstFpIdPacket(recordOf({ofType(INTERESTED_PACKET_IND), {"entryKind", kind}})), kind == 2);
+    EXPECT_FALSE(IsEtsFpIdPacket(
+        recordOf({ofType(MGMT_INTERFACE_MAPPING_IND), fieldOf(INTERESTED_PACKET_IND, {"entryKind", kind})})));
+    EXPECT_FALSE(
+        IsMstFpIdPacket(recordOf({ofType(FLUSH_CMD), fieldOf(INTERESTED_PACKET_IND, {"entryKind", kind})})));
   }
-  EXPECT_FALSE(IsEtsFpIdPacket(recordOf({word(0, 10), word(208, 0x103)})));
+  EXPECT_FALSE(IsEtsFpIdPacket(recordOf({ofType(INTERESTED_PACKET_IND), {"entryKind", 0x103}})));
 }
 
 TEST_F(AnswerKind, IsTheDefaultScriptsOnlyForItsExactPath) {
-  EXPECT_TRUE(IsDefaultScriptPacket(recordOf({word(0, 8), {4, "/etc/iss/bh_default.txt"}})));
-  EXPECT_TRUE(
-      IsDefaultScriptPacket(recordOf({word(0, 8), {4, "/etc/iss/bh_default.txt"}, {28, "another.sh"}})));
-  EXPECT_FALSE(IsDefaultScriptPacket(recordOf({word(0, 8), {4, "/tmp/SetVlanPort5_0"}})));
-  EXPECT_FALSE(IsDefaultScriptPacket(recordOf({word(0, 8)})));
-  EXPECT_FALSE(IsDefaultScriptPacket(recordOf({word(0, 8), {4, "/etc/iss/bh_default.tx"}})));
-  EXPECT_FALSE(IsDefaultScriptPacket(recordOf({word(0, 8), {4, "/etc/iss/bh_default.txtx"}})));
-  EXPECT_FALSE(IsDefaultScriptPacket(recordOf({word(0, 7), {4, "/etc/iss/bh_default.txt"}})));
+  EXPECT_TRUE(IsDefaultScriptPacket(
+      recordOf({ofType(RUN_DEFAULT_SCRIPT_COMMAND), {"inputFile", "/etc/iss/bh_default.txt"}})));
+  EXPECT_TRUE(IsDefaultScriptPacket(recordOf({ofType(RUN_DEFAULT_SCRIPT_COMMAND),
+                                              {"inputFile", "/etc/iss/bh_default.txt"},
+                                              {"outputFile", "another.sh"}})));
+  EXPECT_FALSE(IsDefaultScriptPacket(
+      recordOf({ofType(RUN_DEFAULT_SCRIPT_COMMAND), {"inputFile", "/tmp/SetVlanPort5_0"}})));
+  EXPECT_FALSE(IsDefaultScriptPacket(recordOf({ofType(RUN_DEFAULT_SCRIPT_COMMAND)})));
+  EXPECT_FALSE(IsDefaultScriptPacket(
+      recordOf({ofType(RUN_DEFAULT_SCRIPT_COMMAND), {"inputFile", "/etc/iss/bh_default.tx"}})));
+  EXPECT_FALSE(IsDefaultScriptPacket(
+      recordOf({ofType(RUN_DEFAULT_SCRIPT_COMMAND), {"inputFile", "/etc/iss/bh_default.txtx"}})));
+  EXPECT_FALSE(IsDefaultScriptPacket(
+      recordOf({ofType(IFC_INSERT_DELETE_IND),
+                fieldOf(RUN_DEFAULT_SCRIPT_COMMAND, {"inputFile", "/etc/iss/bh_default.txt"})})));
 }
 
 }  // namespace
