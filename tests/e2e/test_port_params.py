@@ -43,12 +43,13 @@ def test_port_names_change_after_24(board):
 
 def test_without_ac_port(board):
     board.up("-p")
-    board.bus.set_port_params(SET_UP, 5)
+    call = board.bus.set_port_params(SET_UP, 5)
     board.ops.serve(record.RUN_DEFAULT_SCRIPT_COMMAND)
     assert read("/tmp/SetVlanPort5_0") == without_ac_vlan(SET_UP_5)
     request = board.ops.receive()
     assert request == mapping(5, 1, ac_port=0xFFFFFFFF)
     board.ops.answer(request)
+    call.reply()
     board.bus.set_port_params(RELEASE, 5)
     request = board.ops.receive()
     assert request == mapping(5, 2, ac_port=0xFFFFFFFF)
