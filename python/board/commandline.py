@@ -11,11 +11,11 @@ Installs what is missing, builds, and runs the daemon with a bus, an ISS simulat
 until Ctrl-C.
   --name NAME        the board's name
   --count N          runs N boards side by side, each with a bus of its own
-  --scenario FILE    what the simulator does of its own accord (docs/iss-sim-scenarios.md)
+  --scenario FILE    what the simulator does without being asked (docs/iss-sim-scenarios.md)
   --record FILE      writes what passes between daemon and simulator as a capture for Wireshark
   --keep DIR         leaves the logs of all parties and a capture in DIR, which is new or empty
   --stage DIR        runs what is installed in DIR; installs and builds nothing
-  --demo             goes the road of some requests, shows what came of each, and exits 0 when all of it was right
+  --demo             sends some requests, shows what came of each, and exits 0 when all of it was right
   --measure SECONDS  shows the memory and the CPU time that an idle board takes
   list               shows the boards that are running
   exec               runs a command inside the board that is running, of several in the one with the number N

@@ -1,4 +1,4 @@
-"""Goes the road of some requests on the running board, from the caller to ISS and back, and shows and judges what
+"""Sends some requests on the running board, follows each from the caller to ISS and back, and shows and judges what
 came of each."""
 import os
 import re

@@ -1,4 +1,4 @@
-# What the scripts share. Sourced; expects $repo.
+# Functions of the shell scripts in scripts/ and scripts/lib/, which source this file. Expects $repo, the top directory.
 
 say() { printf '%s%s%s\n' "$bold" "$*" "$plain"; }
 die() {

@@ -14,7 +14,7 @@ namespace sim {
 
 using Clock = std::chrono::steady_clock;
 
-/// What an operator is told of a timer; without a text nothing.
+/// What `iss-sim show schedule` shows of a timer; one without a text is not shown.
 struct TimerNote {
   std::string text = {};
   uint32_t left = 1;       ///< occasions, this one included; UINT32_MAX = without end
@@ -42,7 +42,7 @@ class TimerQueue {
   void cancel(Scope scope) {
     cancelIf([scope](const Timer& timer) { return timer.scope == scope; });
   }
-  /// Those of the simulator's own that an operator is told of by this text.
+  /// Takes away the timers of the simulator's own that have this text.
   void cancel(std::string_view text) {
     cancelIf([text](const Timer& timer) { return !timer.note.scheduled && timer.note.text == text; });
   }

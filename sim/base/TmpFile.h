@@ -1,5 +1,5 @@
-// Files that a client names: below /tmp only, and not by way of a link, so that nobody's file is reached
-// through a name. Stateless; any thread.
+// Files that a client names: below /tmp only, and not through a link, so that a name cannot lead to a file
+// elsewhere. Stateless; any thread.
 #pragma once
 
 #include <string>

@@ -45,7 +45,7 @@ pthread_cond_t g_changed;                            // a deadline changed; on t
 bool g_started = false;
 bool g_watching = false;
 constinit Activity g_activities[maxDescriptors];
-/// Whose descriptors these are. A vfork child shares this memory and is none of ours.
+/// Whose descriptors these are. A vfork child shares this memory but owns none of them.
 std::atomic<pid_t> g_owner{0};
 
 int64_t nowMs() {
@@ -230,7 +230,7 @@ int openDevice(int flags) {
   start();
   Activity* slot = nullptr;
   for (Activity& activity : g_activities) {
-    // A descriptor that was replaced behind this library's back (dup2) has left its number behind.
+    // dup2 may have replaced the descriptor without this library's knowledge: only its number is left.
     if (activity.fd == fd) activity.fd = -1;
     if (activity.fd < 0 && slot == nullptr) slot = &activity;
   }

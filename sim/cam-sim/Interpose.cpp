@@ -1,6 +1,6 @@
 // The C library's functions that reach the monitor device, defined before it. Everything that is not the
-// device's goes straight to the kernel: this runs in any program, before its run-time is up, so it looks
-// nothing up and calls nothing else on that way.
+// device's goes straight to the kernel: this runs in any program, before its run-time is ready, so it looks
+// up no symbol and calls nothing else.
 #include <fcntl.h>
 #include <sys/ioctl.h>
 

@@ -1,6 +1,6 @@
 // Requests that the emulated monitor device refuses, to see what a program makes of it: the file that
 // CAM_SIM_REFUSE names holds one a line, "op" for all of that kind or "op text" for those whose text begins
-// so. It is read at each request, so that a test can change its mind. Without it nothing is refused. Any
+// so. It is read at each request, so that a test can change it. Without it nothing is refused. Any
 // thread.
 #pragma once
 

@@ -53,7 +53,7 @@ class Control {
     Phase phase = Phase::request;
     std::string received;
     std::string unsent;
-    size_t lost = 0;     ///< messages a watcher was not told of
+    size_t lost = 0;     ///< messages that a watcher missed
     bool ended = false;  ///< it sends nothing more, but reads still
     uint32_t events;     ///< that epoll waits for
   };
@@ -65,7 +65,7 @@ class Control {
   void show(Client& client, std::string_view words);
   void startWatch(Client& client, std::string_view words);
   void passed(const Passed& message);
-  /// Writes what can be written; false when the client is done with.
+  /// Writes what can be written; false when the client is finished.
   bool flush(int fd, Client& client);
   void drop(int fd);
 

@@ -76,7 +76,7 @@ int requestOfSimulator(const std::string& path, const std::string& request) {
     if (fd >= 0) ::close(fd);
     return fail("no simulator at " + path + ": " + reason, 1);
   }
-  // Root may ask anybody's; others are not to take a stranger's word for it.
+  // Root may ask any user's simulator; others must not believe a stranger's.
   const std::optional<uid_t> user = socketUser(fd);
   if (geteuid() != 0 && !(user && mayUse(*user))) {
     ::close(fd);
@@ -154,7 +154,7 @@ bool isControlCommand(const char* word) {
 int controlCommand(int argc, char* const* argv) {
   const std::string command = argv[1];
   ControlOptions options;
-  // The command takes the program's name's place.
+  // The command takes the place of the program's name.
   if (const Problem problem = parseOptions(argc - 1, argv + 1, command == "inject", options)) {
     return fail(*problem, 2);
   }

@@ -33,7 +33,7 @@ Problem makeControlDirectory() {
   return checkControlDirectory();
 }
 
-// What belongs to its user cannot be exchanged by others below /tmp: the look is good for what follows.
+// What belongs to its user cannot be exchanged by others below /tmp: what was checked stays true.
 Problem checkControlDirectory() {
   const std::string directory = controlDirectory();
   struct stat status;

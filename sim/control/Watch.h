@@ -51,7 +51,7 @@ class Watch : public Observer {
   void onSent(const Sent& sent, std::chrono::steady_clock::time_point when) override;
   void onClient(bool connected, std::chrono::steady_clock::time_point when) override;
 
-  /// Is told of every message; one listener.
+  /// Called for every message; one listener.
   void setListener(std::function<void(const Passed&)> listener) { m_listener = std::move(listener); }
 
   const std::map<uint32_t, MessageCount>& counts() const { return m_counts; }

@@ -47,7 +47,7 @@ struct Selector {
   uint32_t type = InvalidMsgType;
   bool anyAnswer = false;  ///< answers of every type instead
   uint32_t skip = 0;       ///< the first ones left alone
-  uint32_t every = 1;      ///< of those behind them, each so-many-th
+  uint32_t every = 1;      ///< of those behind them, only each N-th
   uint32_t times = UINT32_MAX;
   uint32_t chance = 1'000'000;  ///< in millionths
 };
@@ -81,7 +81,7 @@ struct Close {
   uint32_t offset;  ///< for within: the bytes that still go out
   bool reset;
 };
-/// Bytes by chance, in front of the record.
+/// Random bytes in front of the record.
 struct Garbage {
   uint32_t size;
 };
@@ -90,7 +90,7 @@ struct Flood {
   uint32_t count;
   RecordTemplate record;
 };
-/// Not a fault by itself: the record says something else.
+/// Changes fields of the record; the directive `answer`.
 struct Change {
   RecordChanges changes;
 };

@@ -184,7 +184,7 @@ IssModel::Result IssModel::forwarding(ops::InterestedPacket& rule) {
     found->second.fpId1 = fpId1;
     return {};
   }
-  // An entry that is gone has no ids: who keeps them from the answer then keeps none.
+  // An entry that is gone has no ids: a client that takes them from the answer then has none.
   m_forwardingEntries.erase(found);
   rule.fpId0 = 0;
   rule.fpId1 = 0;
@@ -196,7 +196,7 @@ IssModel::Result IssModel::mapTunnel(ops::MgmtInterfaceMapping& mapping) {
   if (mapping.entryCount == 0) return Refusal{Area::tunnel, CliReason::badArgument, "No tunnel entry"};
   if (!isPort(entry.pwPort)) return Refusal{Area::tunnel, CliReason::badArgument, "Unknown port"};
   if (mapping.mapFlag == ops::MgmtInterfaceMapping::map) {
-    // Ids that tell the port and their kind at a glance.
+    // Ids from which a reader sees the port and the kind.
     entry.tunnelId = 1000 + entry.pwPort;
     entry.vpnId = 2000 + entry.pwPort;
     entry.tunnelIndex = 3000 + entry.pwPort;

@@ -23,7 +23,7 @@
 
 namespace {
 
-/// Whoever reads the output may go away at any time. Returns a descriptor that tells of a stop.
+/// Ignores SIGPIPE: the reader of the output may go away. Returns a descriptor that is readable after a stop.
 int catchSignals() {
   signal(SIGPIPE, SIG_IGN);
   sigset_t stopSignals;
@@ -65,7 +65,7 @@ int serve(const sim::Options& options) {
   };
   sim::Control control(show, watch, [&](std::string_view line) { return interpreter.apply(line); });
   std::string reason;
-  // Who sees the port open finds the control socket there, unless its name waits for the port's number.
+  // The control socket is opened before the port, unless its name holds the number of a port not chosen yet.
   const bool toldWhere = !options.control.empty();
   const auto listenForControl = [&](uint16_t port) {
     if (toldWhere) return control.listen(options.control, reason);

@@ -76,7 +76,7 @@ class OpsServer {
   /// From now on; 0 = none.
   void setKeepAlive(std::chrono::milliseconds period);
 
-  /// Sends a record to the client, if there is one, as the faults will have it.
+  /// Sends a record to the client, if there is one; faults apply to it.
   void send(const OtnIpcMsg& record);
   /// Sends records, or bytes that need not be any, just as they are.
   void sendAsIs(const OtnIpcMsg& record, uint32_t count);

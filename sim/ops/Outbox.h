@@ -36,10 +36,10 @@ class Outbox {
   /// So many bytes of rest() were written; true when that was all of it.
   bool wrote(size_t count);
 
-  /// Nothing of what waits will go out.
+  /// Gives up everything that waits.
   void forget(std::string_view why);
 
-  /// Tells of one that never came to be here.
+  /// Reports a message that was never put in here.
   void tellUnsent(const Delivery& delivery, std::string_view why);
 
  private:
@@ -56,7 +56,7 @@ class Outbox {
   size_t m_waitingBytes = 0;
   size_t m_written = 0;     ///< bytes of the first that are out
   uint32_t m_repeated = 0;  ///< how often the first is out whole
-  size_t m_piecesOut = 0;   ///< bytes of writes before the first that are told of with a later one
+  size_t m_piecesOut = 0;   ///< bytes of earlier writes that are reported together with a later one
 };
 
 }  // namespace sim

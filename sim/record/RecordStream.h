@@ -1,4 +1,4 @@
-// Cuts OPS's byte stream into records, however it is split on the way. One owner, one thread.
+// Cuts OPS's byte stream into records, in whatever pieces it arrives. One owner, one thread.
 #pragma once
 
 #include <cstddef>

@@ -1,6 +1,4 @@
-// OPS messages of the ISS manager rules. Pure functions but for their log lines; any thread.
-//
-// The source SrvIssMgr and the worker's function name stand in those lines, whatever file they are in.
+// OPS messages of the ISS manager rules. Pure functions; any thread.
 #pragma once
 
 #include <cstdint>
