@@ -224,12 +224,13 @@ int main(int argc, char* argv[]) {
     return 2;
   }
   Answers answers(options);
-  if (options.kind == "debug")
+  if (options.kind == "debug") {
     callDebug(answers);
-  else if (options.kind == "exchange")
+  } else if (options.kind == "exchange") {
     exchangeRecords(answers);
-  else
+  } else {
     callBus(options, answers);
+  }
   answers.print();
   return 0;
 }

@@ -34,9 +34,10 @@ int serve(sd_bus* bus) {
 int main() {
   sd_bus* bus = nullptr;
   int error = sd_bus_open_system(&bus);
-  if (error >= 0)
+  if (error >= 0) {
     error = sd_bus_add_object_vtable(bus, nullptr, "/otn/Trelvik/ob_common", "otn.OBcommon_1_0", methods,
                                      nullptr);
+  }
   if (error >= 0) error = sd_bus_request_name(bus, "otn.Trelvik", 0);
   if (error >= 0 && write(STDOUT_FILENO, "ready\n", 6) == 6) error = serve(bus);
   fprintf(stderr, "trelvik-echo: %s\n", strerror(-error));

@@ -47,7 +47,7 @@ class Outbox {
   void close();
   bool closed() const { return m_closed.load(std::memory_order_acquire); }
 
-  /// Readable when there is something to take, and for good once the outbox is closed.
+  /// Readable when there is something to take, and for ever once the outbox is closed.
   int wakeDescriptor() const { return m_wake; }
   std::vector<Item> take();
 

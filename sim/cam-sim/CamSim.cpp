@@ -48,6 +48,15 @@ constinit Activity g_activities[maxDescriptors];
 /// Whose descriptors these are. A vfork child shares this memory but owns none of them.
 std::atomic<pid_t> g_owner{0};
 
+/// Holds the lock.
+class Held {
+ public:
+  Held() { pthread_mutex_lock(&g_lock); }
+  ~Held() { pthread_mutex_unlock(&g_lock); }
+  Held(const Held&) = delete;
+  Held& operator=(const Held&) = delete;
+};
+
 int64_t nowMs() {
   timespec now;
   clock_gettime(CLOCK_MONOTONIC, &now);
@@ -110,7 +119,7 @@ int64_t expireOverdue() {
 }
 
 void* watch(void*) {
-  pthread_mutex_lock(&g_lock);
+  const Held held;
   while (true) {
     const int64_t next = expireOverdue();
     if (next == 0) {
@@ -226,7 +235,7 @@ int openDevice(int flags) {
   if (refuses("open", "", 0)) return fail(EPERM);
   const int fd = memfd_create("K7V_CAM", (flags & O_CLOEXEC) != 0 ? MFD_CLOEXEC : 0U);
   if (fd < 0) return -1;
-  pthread_mutex_lock(&g_lock);
+  const Held held;
   start();
   Activity* slot = nullptr;
   for (Activity& activity : g_activities) {
@@ -236,7 +245,6 @@ int openDevice(int flags) {
   }
   struct stat status;
   if (slot == nullptr || fstat(fd, &status) != 0) {
-    pthread_mutex_unlock(&g_lock);
     rawClose(fd);
     return fail(EMFILE);
   }
@@ -248,7 +256,6 @@ int openDevice(int flags) {
   slot->deadlineMs = 0;
   slot->fd = fd;
   logNumber("open", static_cast<unsigned long>(fd));
-  pthread_mutex_unlock(&g_lock);
   return fd;
 }
 
@@ -265,17 +272,16 @@ bool deviceRequest(int fd, unsigned long request, void* argument, int& result) {
     return false;
   if (getpid() != g_owner) return false;
   const int savedErrno = errno;
-  pthread_mutex_lock(&g_lock);
+  const Held held;
   Activity* activity = activityOf(fd);
   errno = savedErrno;
   if (activity != nullptr) result = carryOut(*activity, request, argument);
-  pthread_mutex_unlock(&g_lock);
   return activity != nullptr;
 }
 
 void closingDevice(int fd) {
   const int savedErrno = errno;
-  pthread_mutex_lock(&g_lock);
+  const Held held;
   Activity* activity = activityOf(fd);
   if (activity != nullptr && activity->fd == fd) {
     activity->fd = -1;
@@ -283,7 +289,6 @@ void closingDevice(int fd) {
     activity->deadlineMs = 0;
     logNumber("close", static_cast<unsigned long>(fd));
   }
-  pthread_mutex_unlock(&g_lock);
   errno = savedErrno;
 }
 

@@ -1,15 +1,15 @@
 #include "PrivateBus.h"
 
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <spawn.h>
-#include <stdarg.h>
-#include <stdlib.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
+#include <cstdarg>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 

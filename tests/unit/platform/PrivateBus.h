@@ -1,10 +1,10 @@
 // A D-Bus daemon of the test's own, and peers on it. The process's "system bus" is this one while it lives.
 #pragma once
 
-#include <signal.h>
 #include <sys/types.h>
 #include <systemd/sd-bus.h>
 
+#include <csignal>
 #include <string>
 
 /// dbus-daemon on a socket in a directory of its own, gone with the object.

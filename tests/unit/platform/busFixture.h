@@ -2,11 +2,11 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <stdarg.h>
 
 #include <atomic>
 #include <chrono>
+#include <csignal>
+#include <cstdarg>
 #include <deque>
 #include <functional>
 #include <memory>

@@ -1,10 +1,9 @@
 #include "support/SyslogCapture.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
-
-#include <algorithm>
 #include <mutex>
 
 #include "support/memory.h"
