@@ -100,8 +100,10 @@ std::string CaptureEncoder::start() {
 
 std::string CaptureEncoder::connected(Time when) {
   m_clientPort = m_clientPort == UINT16_MAX ? uint16_t{49152} : static_cast<uint16_t>(m_clientPort + 1);
-  m_sent[index(Direction::in)] = 1000;
-  m_sent[index(Direction::out)] = 2000;
+  // By the time, so that connections of several captures stay apart when these are merged.
+  const auto first = static_cast<uint32_t>(when / std::chrono::microseconds(4));
+  m_sent[index(Direction::in)] = first;
+  m_sent[index(Direction::out)] = first + 1000;
   std::string bytes = packet(Direction::in, syn, {}, when);
   bytes += packet(Direction::out, syn | ack, {}, when);
   return bytes + packet(Direction::in, ack, {}, when);

@@ -66,10 +66,11 @@ TEST_F(Capture, MakesPacketsWithCorrectSums) {
   EXPECT_EQ(word(block, 4), 72U);
   EXPECT_EQ(word(block, 20), 40U);
   const std::string packet = block.substr(28, 40);
-  // Worked out by hand: addresses 127.0.0.1, ports 49152 to 8000, sequence number 1000, SYN.
+  // Worked out by hand: addresses 127.0.0.1, ports 49152 to 8000, sequence number 0x2625a0 (10 s in steps
+  // of 4 us), SYN.
   const unsigned char expected[] = {
-      0x45, 0, 0,    0x28, 0, 0, 0x40, 0,    0x40, 6, 0x3c, 0xce, 0x7f, 0, 0,    1,    0x7f, 0,    0, 1,
-      0xc0, 0, 0x1f, 0x40, 0, 0, 3,    0xe8, 0,    0, 0,    0,    0x50, 2, 0xff, 0xff, 0xce, 0xb7, 0, 0};
+      0x45, 0, 0,    0x28, 0, 0,    0x40, 0,    0x40, 6, 0x3c, 0xce, 0x7f, 0, 0,    1,    0x7f, 0,    0, 1,
+      0xc0, 0, 0x1f, 0x40, 0, 0x26, 0x25, 0xa0, 0,    0, 0,    0,    0x50, 2, 0xff, 0xff, 0xac, 0xd9, 0, 0};
   EXPECT_EQ(packet, std::string(reinterpret_cast<const char*>(expected), sizeof expected));
 }
 
