@@ -1,8 +1,7 @@
 // Every OPS message type, described once: who sends it, who answers it, and each of its fields: name, place,
-// size, meaning, unit and how to show it. For whatever shows, documents or takes apart a record without
-// acting on it: the simulator's decoder and the message reference docs/messages.md, which is generated from
-// here by tools/message-reference. Names of fields are the members' names in OtnIpcMsg.h. Constant data; any
-// thread.
+// size, meaning, unit and how to show it. The simulator's decoder reads it. tools/message-reference makes
+// docs/messages.md and the Wireshark dissector (docs/wireshark.md) from it. Names of fields are the members'
+// names in OtnIpcMsg.h. Constant data; any thread.
 #pragma once
 
 #include <array>

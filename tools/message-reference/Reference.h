@@ -17,12 +17,17 @@ std::string markdown(Messages messages);
 /// One object: the types with their fields, and what they share.
 std::string json(Messages messages);
 
+/// The tables of the Wireshark dissector, in Lua; what uses them stands behind them (tools/dissector/ops.lua).
+std::string lua(Messages messages);
+
 struct KindText {
   const char* name;
   const char* meaning;
 };
 /// A field's kind as the outputs name it.
 KindText kindText(ops::FieldKind kind);
+/// A direction as the outputs for programs name it.
+const char* directionName(ops::Direction direction);
 
 inline constexpr ops::FieldKind lastKind = ops::FieldKind::redundancyState;
 

@@ -51,18 +51,6 @@ std::string fields(std::span<const ops::FieldInfo> all, const std::string& inden
   return list(all, indent, [&indent](const ops::FieldInfo& one) { return field(one, indent + "  "); });
 }
 
-const char* directionName(ops::Direction direction) {
-  switch (direction) {
-    case ops::Direction::toIss:
-      return "toIss";
-    case ops::Direction::fromIss:
-      return "fromIss";
-    case ops::Direction::unused:
-      return "unused";
-  }
-  return "";
-}
-
 std::string type(const ops::MessageInfo& message) {
   return "{\"number\": " + std::to_string(message.type) + ", \"name\": " + quoted(msgTypeName(message.type)) +
          ", \"direction\": " + quoted(directionName(message.direction)) +

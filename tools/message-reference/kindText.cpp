@@ -35,4 +35,16 @@ KindText kindText(ops::FieldKind kind) {
   return {"", ""};
 }
 
+const char* directionName(ops::Direction direction) {
+  switch (direction) {
+    case ops::Direction::toIss:
+      return "toIss";
+    case ops::Direction::fromIss:
+      return "fromIss";
+    case ops::Direction::unused:
+      return "unused";
+  }
+  return "";
+}
+
 }  // namespace reference

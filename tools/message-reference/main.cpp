@@ -16,10 +16,11 @@ struct Output {
   std::string_view option;
   std::string (*write)(reference::Messages messages);
 };
-constexpr Output outputs[] = {{"--markdown", reference::markdown}, {"--json", reference::json}};
+constexpr Output outputs[] = {
+    {"--markdown", reference::markdown}, {"--json", reference::json}, {"--dissector", reference::lua}};
 
 int usage() {
-  fputs("usage: message-reference --markdown | --json [--check FILE]\n", stderr);
+  fputs("usage: message-reference --markdown | --json | --dissector [--check FILE]\n", stderr);
   return 2;
 }
 

@@ -25,6 +25,8 @@ constexpr const char* introduction =
     "part of the daemon that sends a request and gets the answer, or for which a report of ISS is. Types "
     "without a\n"
     "direction are neither sent nor awaited; a debug client may send any.\n"
+    "\n"
+    "[wireshark.md](wireshark.md) tells how to have Wireshark show all of this in a capture.\n"
     "\n";
 
 std::string row(std::initializer_list<std::string> cells) {

@@ -1,4 +1,4 @@
-// The message reference: its two outputs, and the program's look at a file that should hold one.
+// The message reference: its outputs, and the program's look at a file that should hold one.
 #include "Reference.h"
 
 #include <gmock/gmock.h>
@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <map>
 #include <set>
 #include <string>
 
@@ -55,6 +56,42 @@ TEST(MessageReference, IsOneJsonObject) {
   ],
   "trailer": [
     {"name": "errorString", )"));
+}
+
+TEST(MessageReference, IsTablesInLua) {
+  const std::string text = reference::lua(two);
+  EXPECT_THAT(text, HasSubstr(R"(
+local record_size = 6924
+local trailer_offset = 6412
+local no_error = "No Error\013\010"
+
+local types = {
+  [2] = {name = "TASK_INIT_STATUS", direction = "fromIss", answer = false,
+    meaning = "Starts.",
+    fields = {}},
+  [16] = {name = "FLUSH_CMD", direction = "toIss", answer = true,
+    meaning = "Flushes\010.",
+    fields = {
+      {name = "vpn", offset = 4, size = 4, kind = "number",
+       meaning = "a \"VPN\"", unit = "things", values = {}},
+      {name = "vp", offset = 8, size = 2, kind = "label",
+       meaning = "where", unit = "", values = {[24] = "front", [4294967295] = "none"}, other = "bad"},
+    }},
+}
+
+local trailer = {
+  {name = "errorString", )"));
+}
+
+/// The dissector gives fields of the same name one filter name, which has one kind of value.
+TEST(MessageReference, GivesFieldsOfOneNameOneKind) {
+  std::map<std::string, ops::FieldKind> kinds;
+  const auto add = [&kinds](std::span<const ops::FieldInfo> fields) {
+    for (const ops::FieldInfo& field : fields)
+      EXPECT_EQ(kinds.try_emplace(field.name, field.kind).first->second, field.kind) << field.name;
+  };
+  for (const ops::MessageInfo& message : ops::messages) add(message.fields);
+  add(ops::trailerFields);
 }
 
 TEST(MessageReference, NamesEveryKindOnce) {
@@ -109,7 +146,7 @@ TEST_F(MessageReferenceProgram, TellsWhatItCannotRead) {
 TEST_F(MessageReferenceProgram, RefusesAnotherCommandLine) {
   for (const char* arguments : {"", "--lua", "--json --check", "--json --chock x", "--json --check x y"})
     EXPECT_EQ(run(arguments, m_complaint), 2) << arguments;
-  EXPECT_THAT(m_complaint, HasSubstr("usage: message-reference --markdown | --json"));
+  EXPECT_THAT(m_complaint, HasSubstr("usage: message-reference --markdown | --json | --dissector"));
 }
 
 TEST_F(MessageReferenceProgram, FailsWhereItCannotWrite) {
