@@ -6,6 +6,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <utility>
+
+#include "record/OpsDecoder.h"
+#include "record/SentText.h"
 
 #include "capture/blocks.h"
 
@@ -15,6 +19,7 @@ namespace {
 constexpr uint16_t rawIp = 101;  // the link type of packets that begin with their IP header
 constexpr size_t ipHeaderSize = 20;
 constexpr size_t tcpHeaderSize = 20;
+constexpr size_t maxComment = 4096;
 constexpr size_t maxPayload = UINT16_MAX - ipHeaderSize - tcpHeaderSize;
 
 enum TcpFlag : uint8_t { fin = 1, syn = 2, rst = 4, psh = 8, ack = 16 };
@@ -74,6 +79,17 @@ constexpr size_t index(Direction direction) {
   return direction == Direction::out ? 1 : 0;
 }
 
+/// What rules did to a message; empty for one that left as it was meant to.
+std::string commentOn(const Sent& sent) {
+  std::string comment(sent.rules);
+  if (!comment.empty() && !sent.how.empty()) comment += ": ";
+  comment += sent.how;
+  if (sent.count > 1) appendHow(comment, std::to_string(sent.count) + " times");
+  if (!comment.empty() && sent.bytes == 0 && sent.record != nullptr)
+    comment += ", " + decodeRecord(*sent.record);
+  return comment;
+}
+
 constexpr Direction opposite(Direction direction) {
   return direction == Direction::out ? Direction::in : Direction::out;
 }
@@ -109,24 +125,30 @@ std::string CaptureEncoder::connected(Time when) {
   return bytes + packet(Direction::in, ack, {}, when);
 }
 
-std::string CaptureEncoder::data(Direction direction, std::span<const std::byte> bytes, Time when) {
+std::string CaptureEncoder::data(Direction direction, std::span<const std::byte> bytes, Time when,
+                                 std::string_view comment) {
   std::string packets;
   for (std::string_view rest(reinterpret_cast<const char*>(bytes.data()), bytes.size()); !rest.empty();) {
     const size_t size = std::min(rest.size(), maxPayload);
-    packets += packet(direction, psh | ack, rest.substr(0, size), when);
+    packets += packet(direction, psh | ack, rest.substr(0, size), when, size == rest.size() ? comment : "");
     rest.remove_prefix(size);
   }
   return packets.empty() ? packets : packets + packet(opposite(direction), ack, {}, when);
 }
 
-std::string CaptureEncoder::ended(Direction by, bool reset, Time when) {
-  if (reset) return packet(by, rst | ack, {}, when);
-  std::string packets = packet(by, fin | ack, {}, when);
+std::string CaptureEncoder::ended(Direction by, bool reset, Time when, std::string_view comment) {
+  if (reset) return packet(by, rst | ack, {}, when, comment);
+  std::string packets = packet(by, fin | ack, {}, when, comment);
   packets += packet(opposite(by), fin | ack, {}, when);
   return packets + packet(by, ack, {}, when);
 }
 
-std::string CaptureEncoder::packet(Direction direction, uint8_t flags, std::string_view payload, Time when) {
+std::string CaptureEncoder::note(std::string_view comment, Time when) {
+  return packet(Direction::out, ack, {}, when, comment);
+}
+
+std::string CaptureEncoder::packet(Direction direction, uint8_t flags, std::string_view payload, Time when,
+                                   std::string_view comment) {
   const bool out = direction == Direction::out;
   std::string addresses;
   putNet(addresses, uint32_t{0x7f000001});
@@ -165,6 +187,11 @@ std::string CaptureEncoder::packet(Direction direction, uint8_t flags, std::stri
   body += ip;
   body += tcp;
   body += payload;
+  if (!comment.empty()) {
+    body.resize((body.size() + 3) / 4 * 4);
+    putOption(body, 1, comment.substr(0, maxComment));
+    putOption(body, 0, {});
+  }
   return block(packetBlock, std::move(body));
 }
 
@@ -186,12 +213,24 @@ CaptureEncoder::Time CaptureFile::wallTime(TimePoint when) const {
   return m_offset + when.time_since_epoch();
 }
 
+void CaptureFile::onSent(const Sent& sent, TimePoint when) {
+  const std::string comment = commentOn(sent);
+  if (comment.empty()) return;
+  if (sent.bytes == 0) {
+    append(m_encoder.note(comment, wallTime(when)));
+    return;
+  }
+  if (!m_comment.empty()) m_comment += "; ";
+  m_comment += comment;
+}
+
 void CaptureFile::onBytes(Direction direction, std::span<const std::byte> bytes, TimePoint when) {
-  append(m_encoder.data(direction, bytes, wallTime(when)));
+  const bool out = direction == Direction::out;
+  append(m_encoder.data(direction, bytes, wallTime(when), out ? std::exchange(m_comment, {}) : ""));
 }
 
 void CaptureFile::onEnd(Direction by, bool reset, TimePoint when) {
-  append(m_encoder.ended(by, reset, wallTime(when)));
+  append(m_encoder.ended(by, reset, wallTime(when), std::exchange(m_comment, {})));
 }
 
 void CaptureFile::onClient(bool connected, TimePoint when) {

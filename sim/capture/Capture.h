@@ -26,12 +26,17 @@ class CaptureEncoder {
   static std::string start();
 
   /// Each returns what to append to the file. Directions are ISS's: `out` goes to the client.
+  /// A comment is a packet's own, of the one with the last byte or with the end; empty = none.
   std::string connected(Time when);
-  std::string data(Direction direction, std::span<const std::byte> bytes, Time when);
-  std::string ended(Direction by, bool reset, Time when);
+  std::string data(Direction direction, std::span<const std::byte> bytes, Time when,
+                   std::string_view comment = {});
+  std::string ended(Direction by, bool reset, Time when, std::string_view comment = {});
+  /// A packet of ISS's without data, for a comment on what did not leave.
+  std::string note(std::string_view comment, Time when);
 
  private:
-  std::string packet(Direction direction, uint8_t flags, std::string_view payload, Time when);
+  std::string packet(Direction direction, uint8_t flags, std::string_view payload, Time when,
+                     std::string_view comment = {});
 
   uint16_t m_serverPort;
   uint16_t m_clientPort = 49151;  ///< the first connection takes the next
@@ -54,6 +59,7 @@ class CaptureFile : public Observer {
  private:
   using TimePoint = std::chrono::steady_clock::time_point;
 
+  void onSent(const Sent& sent, TimePoint when) override;
   void onBytes(Direction direction, std::span<const std::byte> bytes, TimePoint when) override;
   void onEnd(Direction by, bool reset, TimePoint when) override;
   void onClient(bool connected, TimePoint when) override;
@@ -65,6 +71,7 @@ class CaptureFile : public Observer {
   LineOutput& m_output;
   CaptureEncoder m_encoder;
   std::string m_path;
+  std::string m_comment;            ///< for the next packet of ISS's
   int m_fd = -1;                    ///< -1 = none, or given up
   CaptureEncoder::Time m_offset{};  ///< from the steady clock to the wall clock
 };

@@ -49,11 +49,21 @@ class Outcome {
   void operator()(const fault::Change& change) { change.changes.applyTo(m_record); }
 
   Delivery take(std::string notes) {
+    shape();
+    for (Told& told : m_delivery.dropped) told.rules = notes;
+    for (Write& write : m_delivery.writes) {
+      for (Told& told : write.told) told.rules = notes;
+    }
     m_delivery.notes = std::move(notes);
+    return std::move(m_delivery);
+  }
+
+ private:
+  void shape() {
     const bool closed = m_delivery.ending != Ending::none;
     if (m_dropped || (closed && m_close.where == fault::CloseAt::before)) {
       m_delivery.dropped.push_back({shared(m_record), 0, "dropped"});
-      return std::move(m_delivery);
+      return;
     }
     std::string message = bytesOf(m_record);
     for (const OtnIpcMsg& record : m_behind) message += bytesOf(record);
@@ -63,10 +73,8 @@ class Outcome {
       m_copies = 1;
     }
     for (uint32_t copy = 0; copy < m_copies; ++copy) addMessage(message, copy);
-    return std::move(m_delivery);
   }
 
- private:
   void addMessage(const std::string& message, uint32_t copy) {
     const size_t size = m_split.size == 0 ? message.size() : m_split.size;
     for (size_t at = 0; at < message.size(); at += size) {

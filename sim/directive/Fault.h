@@ -23,6 +23,7 @@ struct Told {
   std::shared_ptr<const OtnIpcMsg> record;  ///< as it goes out; null = bytes that are no record
   size_t size;                              ///< bytes of it that go out; 0 = it is dropped
   std::string how;                          ///< see Sent
+  std::string rules = {};                   ///< see Sent
 };
 
 /// Bytes that go out in one write.

@@ -338,11 +338,11 @@ void OpsServer::flush() {
       if (errno != EAGAIN && errno != EINTR) dropClient(strerror(errno), Direction::in, true);
       return;
     }
-    const auto sent = std::as_bytes(std::span(bytes)).first(static_cast<size_t>(n));
-    for (Observer* observer : m_observers) observer->onBytes(Direction::out, sent, Clock::now());
-    if (m_outbox.wrote(static_cast<size_t>(n)) && !m_outbox.empty()) {
-      m_writeDue = Clock::now() + m_outbox.pause();
-    }
+    const Clock::time_point now = Clock::now();
+    const std::string sent(bytes.substr(0, static_cast<size_t>(n)));
+    if (m_outbox.wrote(sent.size()) && !m_outbox.empty()) m_writeDue = Clock::now() + m_outbox.pause();
+    for (Observer* observer : m_observers)
+      observer->onBytes(Direction::out, std::as_bytes(std::span(sent)), now);
   }
 }
 

@@ -8,7 +8,7 @@
 namespace sim {
 
 void Outbox::add(Delivery delivery) {
-  for (const Told& told : delivery.dropped) m_tell({told.record.get(), 0, 1, told.how});
+  for (const Told& told : delivery.dropped) m_tell({told.record.get(), 0, 1, told.how, told.rules});
   for (Write& write : delivery.writes) {
     m_waitingBytes += write.bytes.size();
     m_waiting.push_back({std::move(write), Ending::none});
@@ -28,7 +28,7 @@ bool Outbox::wrote(size_t count) {
   m_waitingBytes -= done.bytes.size();
   m_piecesOut = done.told.empty() ? m_piecesOut + done.bytes.size() : 0;
   const uint32_t times = std::exchange(m_repeated, 0);
-  for (const Told& told : done.told) m_tell({told.record.get(), told.size, times, told.how});
+  for (const Told& told : done.told) m_tell({told.record.get(), told.size, times, told.how, told.rules});
   return true;
 }
 
@@ -47,7 +47,7 @@ void Outbox::forget(std::string_view why) {
 
 void Outbox::forgetOne(const Write& write, std::string_view why) {
   if (const uint32_t times = std::exchange(m_repeated, 0); times > 0) {
-    for (const Told& told : write.told) m_tell({told.record.get(), told.size, times, told.how});
+    for (const Told& told : write.told) m_tell({told.record.get(), told.size, times, told.how, told.rules});
   }
   // Of several in a row only the first has begun.
   const size_t out = std::exchange(m_piecesOut, 0) + std::exchange(m_written, 0);
@@ -60,7 +60,7 @@ void Outbox::forgetOne(const Write& write, std::string_view why) {
 }
 
 void Outbox::tellUnsent(const Delivery& delivery, std::string_view why) {
-  for (const Told& told : delivery.dropped) m_tell({told.record.get(), 0, 1, told.how});
+  for (const Told& told : delivery.dropped) m_tell({told.record.get(), 0, 1, told.how, told.rules});
   for (const Write& write : delivery.writes) tellUnsent(write.told, write.repeats, why, 0);
 }
 
@@ -74,7 +74,7 @@ void Outbox::tellUnsent(const std::vector<Told>& told, uint32_t count, std::stri
       appendHow(how, part == 0 ? "not sent" : partText(part));
       appendHow(how, why);
     }
-    m_tell({one.record.get(), part, count, how});
+    m_tell({one.record.get(), part, count, how, one.rules});
   }
 }
 

@@ -18,10 +18,11 @@ enum class Direction : uint8_t { in, out };
 
 /// What left for the client, or was meant to and did not. What it points to is valid during the call.
 struct Sent {
-  const OtnIpcMsg* record;    ///< as it went out; null = bytes that are no record
-  size_t bytes;               ///< that the kernel took of each; 0 = it did not leave
-  uint32_t count = 1;         ///< so many in a row
-  std::string_view how = {};  ///< what is particular about it; empty = nothing
+  const OtnIpcMsg* record;      ///< as it went out; null = bytes that are no record
+  size_t bytes;                 ///< that the kernel took of each; 0 = it did not leave
+  uint32_t count = 1;           ///< so many in a row
+  std::string_view how = {};    ///< what is particular about it; empty = nothing
+  std::string_view rules = {};  ///< the rules of faults and answers that applied to it; empty = none
 };
 
 struct Observer {
@@ -33,7 +34,8 @@ struct Observer {
   /// The last byte was handed to the kernel, or it is certain that it never will be.
   virtual void onSent(const Sent& /*sent*/, std::chrono::steady_clock::time_point /*when*/) {}
 
-  /// Bytes as they pass on the connection, whatever they are.
+  /// Bytes as they pass on the connection, whatever they are; behind the calls for the messages that they
+  /// end.
   virtual void onBytes(Direction /*direction*/, std::span<const std::byte> /*bytes*/,
                        std::chrono::steady_clock::time_point /*when*/) {}
 

@@ -154,8 +154,42 @@ def test_dissector_makes_a_refusal_an_expert_info(board):
     board.expect_refused('*: "No such port"; *')
     path, _ = recorded(board, 'answer IFC_INSERT_DELETE_IND errorString="No such port\\r\\n" status=1')
     told = fields(path, "ops.refused", "ops.type", "_ws.expert.message")
-    assert told == [["7", 'ISS refused the request: "No such port\\r\\n"']]
+    # The comment on what the rule did is an expert info of Wireshark's own.
+    assert told == [["7", 'IFC_INSERT_DELETE_IND answer,ISS refused the request: "No such port\\r\\n"']]
     assert fields(path, "ops && _ws.expert", "ops.type") == [["7"]]
+
+
+def comments(board, *scenario):
+    """The comments of a capture in which a client sent three flushes and got so many bytes."""
+    path = os.path.join(board.dir, "ops.pcapng")
+    iss = board.start_iss("keepalive off", "startup none", *scenario, args=("--record", path))
+    with socket.create_connection(("127.0.0.1", SERVER)) as client:
+        for mark in (1, 2, 3):
+            client.sendall(flush(mark))
+            iss.wait("* <- FLUSH_CMD *", count=mark)
+        iss.wait("* vpn=3 * isResponse=1*")
+    iss.wait("* client lost: *")
+    iss.leave()
+    return fields(path, "frame.comment", "frame.comment", "ops.vpn")
+
+
+def test_capture_tells_what_was_dropped(board):
+    (comment, vpn), = comments(board, "fault FLUSH_CMD skip 1 times 1 drop")
+    assert comment.startswith("FLUSH_CMD drop: dropped, FLUSH_CMD [16] vpn=2 vp=0 ") and vpn == ""
+
+
+def test_capture_tells_what_was_changed(board):
+    assert comments(board, "answer FLUSH_CMD skip 1 times 1 status=1") == [["FLUSH_CMD answer", "2"]]
+
+
+def test_capture_tells_what_was_split_and_doubled(board):
+    shown = comments(board, "fault FLUSH_CMD times 1 split 5000 pause 1ms", "fault FLUSH_CMD skip 1 times 1 duplicate")
+    assert shown == [["FLUSH_CMD split: in 2 pieces", "1"], ["FLUSH_CMD duplicate: 1 of 2", "2"],
+                     ["FLUSH_CMD duplicate: 2 of 2", "2"]]
+
+
+def test_capture_without_faults_has_no_comment(board):
+    assert comments(board) == []
 
 
 def test_dissector_reads_every_type_as_iss_sim_does(board):

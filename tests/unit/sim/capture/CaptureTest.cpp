@@ -74,6 +74,29 @@ TEST_F(Capture, MakesPacketsWithCorrectSums) {
   EXPECT_EQ(packet, std::string(reinterpret_cast<const char*>(expected), sizeof expected));
 }
 
+TEST_F(Capture, PutsACommentOnThePacketWithTheLastByte) {
+  m_encoder.connected(10s);
+  const std::string plain = sim::CaptureEncoder(m_encoder).data(Direction::out, asBytes("answer"), 11s);
+  const std::string data = m_encoder.data(Direction::out, asBytes("answer"), 11s, "late");
+  // 46 bytes of packet and 2 of padding, then the comment, and the end of the options.
+  EXPECT_EQ(word(data, 4), word(plain, 4) + 12);
+  EXPECT_EQ(data.substr(28, 48), plain.substr(28, 48));
+  EXPECT_EQ(data.substr(76, 12), std::string("\1\0\4\0late\0\0\0\0", 12));
+  EXPECT_EQ(data.substr(word(data, 4)), plain.substr(word(plain, 4)));
+}
+
+TEST_F(Capture, WithCommentsIsReadBack) {
+  m_file += m_encoder.connected(10s);
+  m_file += m_encoder.data(Direction::out, asBytes("ans"), 11s, "an odd one");
+  m_file += m_encoder.note("dropped", 11s);
+  m_file += m_encoder.data(Direction::out, asBytes("wer"), 12s, "even");
+  m_file += m_encoder.ended(Direction::out, false, 13s, "the end");
+  const auto connections = read();
+  ASSERT_EQ(connections.at(0).traffic.size(), 2U);
+  EXPECT_EQ(connections[0].traffic[0].bytes + connections[0].traffic[1].bytes, "answer");
+  EXPECT_EQ(connections[0].endedByIss, Ending::close);
+}
+
 TEST_F(Capture, IsReadBack) {
   record();
   m_file += m_encoder.ended(Direction::out, false, 13s);
