@@ -17,7 +17,7 @@ std::string markdown(Messages messages);
 /// One object: the types with their fields, and what they share.
 std::string json(Messages messages);
 
-/// The tables of the Wireshark dissector, in Lua; what uses them stands behind them (tools/dissector/ops.lua).
+/// The tables of the Wireshark dissector, in Lua; what uses them stands behind them (tools/dissector).
 std::string lua(Messages messages);
 
 struct KindText {
