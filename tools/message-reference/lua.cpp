@@ -38,15 +38,17 @@ std::string values(std::span<const ops::ValueName> all) {
   return "values = {" + named + '}' + other;
 }
 
+std::string field(const ops::FieldInfo& field, const std::string& indent) {
+  return indent + "{name = " + quoted(field.name) + ", offset = " + std::to_string(field.offset) +
+         ", size = " + std::to_string(field.size) + ", kind = " + quoted(kindText(field.kind).name) + ",\n" +
+         indent + " meaning = " + quoted(field.meaning) + ", unit = " + quoted(field.unit) + ", " +
+         values(field.values) + "},\n";
+}
+
 std::string fields(std::span<const ops::FieldInfo> all, const std::string& indent) {
-  std::string out = "{";
-  for (const ops::FieldInfo& field : all) {
-    out += '\n' + indent + "  {name = " + quoted(field.name) + ", offset = " + std::to_string(field.offset) +
-           ", size = " + std::to_string(field.size) + ", kind = " + quoted(kindText(field.kind).name) +
-           ",\n" + indent + "   meaning = " + quoted(field.meaning) + ", unit = " + quoted(field.unit) +
-           ", " + values(field.values) + "},";
-  }
-  return all.empty() ? "{}" : out + '\n' + indent + '}';
+  std::string out = "{\n";
+  for (const ops::FieldInfo& one : all) out += field(one, indent + "  ");
+  return all.empty() ? "{}" : out + indent + '}';
 }
 
 }  // namespace
