@@ -70,10 +70,11 @@ std::chrono::seconds readAnswerLimit(const char* text) {
 
 void giveUpRequest(SrvDbg& debugSocket) {
   MsgArrayEntry& slot = MsgArray[readpointer];
-  if (slot.source == MsgSource::Debug)
+  if (slot.source == MsgSource::Debug) {
     debugSocket.sendReply(&slot.msg, sizeof slot.msg);
-  else
+  } else {
     replyWithoutAnswer(slot);
+  }
   OBstubReply::release(std::exchange(slot.reply, nullptr));
   for (int left = messagesLeft(); left > 0; --left) {
     MsgArray[readpointer].reply = nullptr;

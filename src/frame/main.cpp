@@ -33,10 +33,11 @@ bool parseOptions(int argc, char* argv[]) {
   bool noAcPort = false;
   opterr = 0;
   for (int option = 0; (option = getopt(argc, argv, "p")) != -1;) {
-    if (option == 'p')
+    if (option == 'p') {
       noAcPort = true;
-    else
+    } else {
       LOG(ERROR, atMain, 139, "Unknown option %c", optopt);
+    }
   }
   return noAcPort;
 }

@@ -60,10 +60,11 @@ void appendArguments(SlotText& line, const MsgArrayEntry& slot) {
   const SavedArguments& saved = slot.arguments;
   switch (slot.source) {
     case MsgSource::PortParams:
-      if (slot.countersService != nullptr)
+      if (slot.countersService != nullptr) {
         append(line, ", interface %u", slot.msg.payload.counters.interfaceNum);
-      else
+      } else {
         append(line, ", port %u, %s [%u]", saved.portNr, portActionName(saved.action), saved.action);
+      }
       break;
     case MsgSource::SyncE:
       append(line, ", enableFilter %u, slot %u, enableClk %u, sendPdu %u", saved.enableFilter, saved.slot,

@@ -46,10 +46,11 @@ bool run(const char* command) {
 }
 
 void logUnhandled(int32_t state) {
-  if (static_cast<DataUserState>(state) == DataUserState::INITIALIZED)
+  if (static_cast<DataUserState>(state) == DataUserState::INITIALIZED) {
     LOG(DEBUG1, worker, HERE, "%s is not handled", dataUserStateName(state));
-  else
+  } else {
     LOG(ERROR, worker, HERE, "%s(%d) is not supported", dataUserStateName(state), state);
+  }
 }
 
 bool issStarted() {
@@ -127,10 +128,11 @@ void OBOchStub::triggerDataUser(OBstubReply* reply, int32_t state, bool) {
   LOG(DEBUG1, atTriggerDataUser, HERE, "%s", dataUserStateName(state));
   OchTriggerRequest request{state, reply, m_pStub};
   pthread_t thread;
-  if (pthread_create(&thread, nullptr, run_och_thread, &request) == 0)
+  if (pthread_create(&thread, nullptr, run_och_thread, &request) == 0) {
     pthread_join(thread, nullptr);
-  else
+  } else {
     OBstubReply::release(reply);
+  }
 }
 
 void* run_och_thread(void* argument) {

@@ -37,20 +37,22 @@ void addPwVlan(PortScript& script, const PortScriptInput& input) {
   const int port = portOnCard(input.portNr);
   script.line("configure terminal\n");
   script.line("vlan %d\n", number(input.pwVlan));
-  if (gigabit(input.portNr))
+  if (gigabit(input.portNr)) {
     script.line("ports gigabitethernet 0/%d untagged gigabitethernet 0/%d\n", port, port);
-  else
+  } else {
     script.line("ports extreme-ethernet 0/%d untagged extreme-ethernet 0/%d\n", port, port);
+  }
   script.line("end\n");
 }
 
 void addPort(PortScript& script, const PortScriptInput& input) {
   const int port = portOnCard(input.portNr);
   script.line("configure terminal\n");
-  if (gigabit(input.portNr))
+  if (gigabit(input.portNr)) {
     script.line("interface gigabitethernet 0/%d\n", port);
-  else
+  } else {
     script.line("interface extreme-ethernet 0/%d\n", port);
+  }
   script.line("shutdown\n");
   script.line("mtu 9246\n");
   script.line("switchport pvid %d\n", number(input.pwVlan));

@@ -167,10 +167,11 @@ OtnIpcMsg mrpRule(const IssMgrArguments& arguments, uint32_t encap) {
   matchHalfWord(rule.entries[count++], l2 ? etherTypeL2 : etherTypeMpls, mrpEtherType);
   matchBytes(rule.entries[count++], payloadBytes, {0x03}, {0xFF});
   if (hasLabel(arguments)) matchLabels(rule.entries[count++], arguments);
-  if (l2)
+  if (l2) {
     matchWord(rule.entries[count++], vlanId, arguments.vlan, halfWordMask);
-  else
+  } else {
     matchHalfWord(rule.entries[count++], tagEtherType, vlanEtherType);
+  }
   rule.entryCount = count;
   setFpIds(msg, arguments.fpId0, arguments.fpId1);
   return msg;

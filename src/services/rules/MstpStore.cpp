@@ -18,10 +18,11 @@ constexpr LogPlace atGetAndDeleteMstpWanConfigFpIds{"SrvIssMgr", "getAndDeleteMs
 
 void MstpStore::setLanFpId(uint32_t fpId) {
   m_lanFpId = fpId;
-  if (fpId != 0)
+  if (fpId != 0) {
     LOG(DEBUG3, atSetMstpLanFpId, 664, "MSTP L2 FP ID = %d", static_cast<int>(fpId));
-  else
+  } else {
     LOG(DEBUG3, atSetMstpLanFpId, 667, "Reset MSTP L2 FP ID to 0");
+  }
 }
 
 int32_t MstpStore::extractPortFromPbmp(uint32_t pbmp) {
