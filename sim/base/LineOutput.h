@@ -1,4 +1,4 @@
-// The simulator's output: lines with the time of day in front, each in one write, as soon as it is there.
+// The simulator's output: lines with the time of day in front, each in one write, without delay.
 // One thread.
 #pragma once
 

@@ -1,4 +1,4 @@
-// The TCP port on the loopback where a client is awaited. Stateless.
+// The TCP port on the loopback on which clients connect. Stateless.
 #pragma once
 
 #include <cstdint>
@@ -13,8 +13,8 @@ int openListener(uint16_t port, uint16_t& actual);
 /// One line of reason for a failure of openListener with this errno.
 std::string listenProblem(uint16_t port, int error);
 
-/// Takes a client's connection, which does not block; -1 when there is none. One of a stranger is ended at
-/// once: then `refused` says so.
+/// Takes a client's connection, which does not block; -1 when there is none. A connection of another user is
+/// closed at once; `refused` then says so.
 int acceptClient(int listenFd, std::string& refused);
 
 }  // namespace sim

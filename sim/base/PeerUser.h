@@ -10,7 +10,7 @@ namespace sim {
 /// The user of a Unix socket's other end.
 std::optional<uid_t> socketUser(int fd);
 
-/// The user of a TCP connection's other end, which is on this machine; nothing when it has gone already.
+/// The user of a TCP connection's other end, which is on this machine; nothing when that end is closed.
 std::optional<uid_t> tcpUser(int fd);
 
 /// The simulator serves its own user and root.

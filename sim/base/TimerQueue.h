@@ -23,7 +23,7 @@ struct TimerNote {
 
 class TimerQueue {
  public:
-  /// Whose end takes a timer away.
+  /// What the timer belongs to: when that ends, the timer is removed.
   enum class Scope : uint8_t { simulator, connection };
 
   struct Waiting {
@@ -42,7 +42,7 @@ class TimerQueue {
   void cancel(Scope scope) {
     cancelIf([scope](const Timer& timer) { return timer.scope == scope; });
   }
-  /// Takes away the timers of the simulator's own that have this text.
+  /// Removes the timers of the simulator's own that have this text.
   void cancel(std::string_view text) {
     cancelIf([text](const Timer& timer) { return !timer.note.scheduled && timer.note.text == text; });
   }
@@ -53,7 +53,7 @@ class TimerQueue {
   bool empty() const { return m_timers.empty(); }
   size_t size() const { return m_timers.size() + m_running.size(); }
 
-  /// What has a text, in the order in which it comes; valid until a timer is added or taken away.
+  /// The timers with a text, the next one first; valid until a timer is added or removed.
   std::vector<Waiting> waiting() const {
     std::vector<Waiting> result;
     for (const auto* timers : {&m_running, &m_timers}) {
@@ -64,7 +64,7 @@ class TimerQueue {
     return result;
   }
 
-  /// When to call run next; the end of time when there is nothing to do.
+  /// When to call run next; time_point::max() when there is nothing to do.
   Clock::time_point next() const {
     return m_timers.empty() ? Clock::time_point::max() : m_timers.begin()->first;
   }

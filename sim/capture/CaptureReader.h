@@ -26,7 +26,8 @@ struct CapturedConnection {
   std::chrono::nanoseconds ended{};
 };
 
-/// Takes the connections to the first server that one is made to. The problem names the block at fault.
+/// Reads the connections to one server: the one that the first connection goes to. The problem names the
+/// block that is wrong.
 Problem readCapture(std::string_view file, std::vector<CapturedConnection>& connections);
 
 }  // namespace sim

@@ -1,6 +1,6 @@
 // ISS's side of a capture, played again to the clients that connect: the first gets what the capture's first
-// client got, and so on. What ISS sent goes out once the client has sent as much as it had sent then, and not
-// earlier after what went before. One poll loop on the caller's thread.
+// client got, and so on. What ISS sent is sent again when the client has sent as many bytes as it had sent
+// then, and with the same pause after what was sent before it. One poll loop on the caller's thread.
 #pragma once
 
 #include <cstdint>

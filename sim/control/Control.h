@@ -38,7 +38,7 @@ class Control {
   Control(const Control&) = delete;
   Control& operator=(const Control&) = delete;
 
-  /// Opens the socket, for its owner only; takes the place of one that nobody serves any more. False with one
+  /// Opens the socket, for its owner only, in place of a socket that a killed simulator left. False with one
   /// line of reason.
   bool listen(const std::string& path, std::string& reason);
 
@@ -54,7 +54,7 @@ class Control {
     std::string received;
     std::string unsent;
     size_t lost = 0;     ///< messages that a watcher missed
-    bool ended = false;  ///< it sends nothing more, but reads still
+    bool ended = false;  ///< it sends nothing more, but still reads
     uint32_t events;     ///< that epoll waits for
   };
 

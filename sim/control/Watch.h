@@ -1,5 +1,5 @@
 // What passes between the simulator and its client, as it passes: how long each answer took, counts by
-// message type, and one decoded line a message for whoever looks on. One owner, the poll-loop thread.
+// message type, and one decoded line a message for watchers. One owner, the poll-loop thread.
 #pragma once
 
 #include <chrono>

@@ -1,4 +1,4 @@
-// What the simulator does to records on their way out: answers given differently, and faults. Rules apply in
+// What the simulator does to records before they are sent: changed answers, and faults. Rules apply in
 // the order in which they were added, all that select a record to the same record. One owner, one thread; the
 // same rules, seed and records give the same result.
 #pragma once
@@ -119,7 +119,7 @@ class FaultTable {
   void seed(uint32_t value) { m_random.seed(value); }
   void add(FaultRule rule) { m_rules.push_back({std::move(rule)}); }
 
-  /// Takes away what changes answers, or everything else.
+  /// Removes the rules that change answers, or all others.
   void clearAnswers();
   void clearFaults();
 

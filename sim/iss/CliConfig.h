@@ -71,7 +71,7 @@ struct PortState {
 };
 
 struct CliConfig {
-  static constexpr size_t maxPortChanges = 128;  ///< further ones of one script go unreported
+  static constexpr size_t maxPortChanges = 128;  ///< further ones of one script are not reported
 
   std::array<Port, portCount> ports;
   std::map<uint32_t, Vlan> vlans{{defaultVlan, {allPorts, allPorts}}};

@@ -42,7 +42,7 @@ bool parseRestore(std::string_view text, Restore& restore) {
   return true;
 }
 
-/// Without a unit: milliseconds, for command lines that were written before units were.
+/// A number without a unit is in milliseconds.
 bool parseTimeOption(const std::string& text, std::chrono::milliseconds& time) {
   return parseTime(text, time) || parseTime(text + "ms", time);
 }

@@ -71,18 +71,18 @@ class OpsServer {
   /// In the order in which they were held back.
   std::vector<Delayed> delayed() const;
 
-  /// What a new client is greeted with from now on.
+  /// The first messages that a new client gets, from now on.
   void setStartup(std::vector<StartupStep> steps) { m_startup = std::move(steps); }
   /// From now on; 0 = none.
   void setKeepAlive(std::chrono::milliseconds period);
 
   /// Sends a record to the client, if there is one; faults apply to it.
   void send(const OtnIpcMsg& record);
-  /// Sends records, or bytes that need not be any, just as they are.
+  /// Sends records, or any other bytes, unchanged.
   void sendAsIs(const OtnIpcMsg& record, uint32_t count);
   void sendAsIs(std::string bytes);
 
-  /// Ends the connection, if there is one, when all that was sent is out.
+  /// Ends the connection, if there is one, when everything that waits has been sent.
   void close(Ending how);
   /// Ends the connection and refuses others for a time. ISS forgets everything.
   void restart(std::chrono::milliseconds away);

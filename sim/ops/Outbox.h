@@ -1,4 +1,4 @@
-// What the client has not taken yet, in order, and the telling of what left and what did not. One owner, one
+// What the client has not taken yet, in order. Reports which messages left and which did not. One owner, one
 // thread.
 #pragma once
 

@@ -1,6 +1,6 @@
-// Whoever wants to know what passes between the simulator and its client: the live view, the counters, the
-// capture. All calls come on the simulator's one poll-loop thread; an observer never blocks and never calls
-// back into the server.
+// The interface of everything that watches what passes between the simulator and its client: the live view,
+// the counters, the capture. All calls come on the simulator's one poll-loop thread; an observer never blocks
+// and never calls back into the server.
 #pragma once
 
 #include <chrono>
@@ -31,7 +31,7 @@ struct Observer {
   /// A whole record was read from the client.
   virtual void onReceived(const OtnIpcMsg& /*record*/, std::chrono::steady_clock::time_point /*when*/) {}
 
-  /// The last byte was handed to the kernel, or it is certain that it never will be.
+  /// The kernel has taken the last byte, or it is certain that it never will.
   virtual void onSent(const Sent& /*sent*/, std::chrono::steady_clock::time_point /*when*/) {}
 
   /// Bytes as they pass on the connection, whatever they are; behind the calls for the messages that they

@@ -45,7 +45,7 @@ class DirectiveInterpreter : private Observer {
 
   bool isFull(const Directive& directive);
   void occasion(Standing& standing, directive::Occasions which);
-  /// Carries out what the directive's conditions from `place` on leave to do.
+  /// Carries out the directive, whose conditions before `place` are met.
   void proceed(const Directive& directive, size_t place, TimerQueue::Scope scope);
   void repeat(const Directive& directive, size_t place, TimerQueue::Scope scope, directive::Every every);
   void later(std::chrono::milliseconds time, TimerQueue::Scope scope, std::function<void()> action,

@@ -15,9 +15,9 @@ class Scenario {
  public:
   static constexpr size_t maxMistakes = 50;  ///< that are told one by one
 
-  /// Reads and checks the whole file; the problem is one line "FILE: reason" when it cannot be read. What is
-  /// wrong in it goes to `mistakes`, a line "FILE:LINE:COLUMN: reason" each; such a scenario is not for
-  /// starting.
+  /// Reads and checks the whole file; the problem is one line "FILE: reason" when it cannot be read. What
+  /// is wrong in it goes to `mistakes`, a line "FILE:LINE:COLUMN: reason" each; such a scenario must not be
+  /// started.
   Problem load(const std::string& path, std::vector<std::string>& mistakes);
 
   size_t size() const { return m_directives.size(); }
