@@ -9,6 +9,11 @@ void* operator new(size_t size) {
   throw std::bad_alloc();
 }
 
+// A sanitizer's own would not ask the one above.
+void* operator new(size_t size, const std::nothrow_t&) noexcept {
+  return memoryLacks() ? nullptr : malloc(size == 0 ? 1 : size);
+}
+
 void operator delete(void* memory) noexcept {
   free(memory);
 }
