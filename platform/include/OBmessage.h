@@ -1,4 +1,4 @@
-// One bus call or signal, decoded: what the bus's I/O thread hands to the thread that dispatches.
+// One bus call or signal, decoded: what waits for the bus thread.
 #pragma once
 
 #include <cstdint>

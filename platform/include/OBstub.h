@@ -1,7 +1,8 @@
 // Base of the generated stubs: carries one interface class over the bus for the service that owns it.
 //
 // Created and deleted by its service. Registration happens on the bus thread before the component starts;
-// replies and signals may be sent from any thread, also after the component is gone (they are then dropped).
+// replies and signals may be sent from any thread, also after the component is gone (they are then dropped),
+// and also with a lock of the program's held: the bus's lock comes after all others.
 #pragma once
 
 #include <functional>
@@ -17,8 +18,8 @@ class OBcomponent;
 class OBinterface;
 class OBstubReply;
 namespace otnbus {
+class Bus;
 class Connection;
-class Outbox;
 }  // namespace otnbus
 
 class OBstub : public OBconnection {
@@ -60,7 +61,8 @@ class OBstub : public OBconnection {
   int m_registrationHandle = -1;
   std::string m_busInterfaceName;
   const OBinterfaceDescription& m_description;
+  std::string m_interfaceName;
   std::string m_path;  ///< object path under which this component sends the interface's signals
   std::weak_ptr<otnbus::Connection> m_connection;
-  std::shared_ptr<otnbus::Outbox> m_outbox;
+  std::shared_ptr<otnbus::Bus> m_bus;
 };

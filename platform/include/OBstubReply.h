@@ -10,12 +10,12 @@
 #include <memory>
 
 namespace otnbus {
-class Outbox;
+class Bus;
 }
 
 class OBstubReply {
  public:
-  OBstubReply(std::shared_ptr<otnbus::Outbox> outbox, uint64_t call);
+  OBstubReply(std::shared_ptr<otnbus::Bus> bus, uint64_t call);
   OBstubReply(const OBstubReply&) = delete;
   OBstubReply& operator=(const OBstubReply&) = delete;
 
@@ -26,6 +26,6 @@ class OBstubReply {
   friend class OBstub;
   ~OBstubReply() = default;
 
-  std::shared_ptr<otnbus::Outbox> m_outbox;
+  std::shared_ptr<otnbus::Bus> m_bus;
   uint64_t m_call;
 };

@@ -1,14 +1,10 @@
-// Calls, signals and tasks on their way from the bus's I/O thread to the bus thread, and the kill message.
-//
-// One thread posts, one thread takes; kill() may come from any thread and from a signal handler.
+// Calls, signals and tasks that wait for the bus thread. Guarded by the bus's lock.
 #pragma once
 
-#include <semaphore.h>
-
-#include <atomic>
+#include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <functional>
-#include <mutex>
 
 #include "OBmessage.h"
 
@@ -18,38 +14,24 @@ class CallQueue {
  public:
   struct Entry {
     int registration = -1;
-    OBmessage message;
+    OBmessage message;           ///< without its handle, which is made when the call is served
+    uint64_t call = 0;           ///< number of the reply owed; 0 for a signal or a task
     size_t textSize = 0;         ///< bytes of all text arguments
     std::function<void()> task;  ///< in place of the message, where there is one
   };
   static constexpr size_t maxEntries = 1024;
-  static constexpr size_t maxTextSize = 8U << 20;  ///< of all entries together
 
-  CallQueue();
-  /// Releases the handles of the calls that are left.
-  ~CallQueue();
-  CallQueue(const CallQueue&) = delete;
-  CallQueue& operator=(const CallQueue&) = delete;
-
-  bool hasRoom(size_t textSize);
-  /// Takes the entry; false, and the entry is as it was, when there is no memory for it.
+  bool empty() const { return m_entries.empty(); }
+  bool hasRoom(size_t textSize) const;
+  /// Takes the entry; false when there is no memory for it.
   bool post(Entry&& entry);
-
-  /// Waits for the next entry; false at the kill message, which overtakes what is queued. From then on no
-  /// earlier kill() touches the queue any more.
+  /// The oldest entry; false when there is none.
   bool take(Entry& entry);
   void clear();
 
-  void kill();
-  bool killed() const { return m_killed.load(std::memory_order_acquire); }
-
  private:
-  sem_t m_semaphore;  ///< one for each entry and each kill()
-  std::atomic<bool> m_killed{false};
-  std::atomic<int> m_killers{0};  ///< inside kill()
-  std::mutex m_mutex;
-  std::deque<Entry> m_entries;  ///< guarded by m_mutex
-  size_t m_textSize = 0;        ///< guarded by m_mutex
+  std::deque<Entry> m_entries;
+  size_t m_textSize = 0;
 };
 
 }  // namespace otnbus

@@ -1,8 +1,8 @@
 // The component's connection to D-Bus.
 //
-// The bus thread opens it, fills it and runs the dispatch. While run() runs, one I/O thread owns the sd_bus
-// and every sd_bus_message; before that, the bus thread does. Nobody else touches either: other threads post
-// to the outbox. So a handler may block as long as it likes.
+// The bus thread opens it, fills it and runs the dispatch: it waits on the bus, takes in what comes and calls
+// the handlers. While a handler blocks, the deputy waits on the bus and takes in; so a handler may block as
+// long as it likes. Whatever belongs to the bus is guarded by the bus's lock, which no handler runs under.
 #pragma once
 
 #include <systemd/sd-bus.h>
@@ -14,12 +14,12 @@
 #include <list>
 #include <memory>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 #include "OBmessage.h"
+#include "otnbus/Bus.h"
 #include "otnbus/CallQueue.h"
-#include "otnbus/Outbox.h"
+#include "otnbus/Deputy.h"
 #include "otnbus/Registry.h"
 #include "otnbus/values.h"
 
@@ -33,7 +33,7 @@ class Connection {
   Connection& operator=(const Connection&) = delete;
 
   const std::string& component() const { return m_component; }
-  const std::shared_ptr<Outbox>& outbox() const { return m_outbox; }
+  const std::shared_ptr<Bus>& bus() const { return m_bus; }
 
   /// Connects and takes the component's name; tries again twice a second until it has both or is
   /// killed.
@@ -45,7 +45,7 @@ class Connection {
   /// is called on the dispatching thread when it does.
   int receive(OBstub* stub, const OBinterfaceDescription& description, const std::string& busInterfaceName,
               std::function<void()> onStanding, bool& asksAgain);
-  void withdraw(int registration) { m_registry.remove(registration); }
+  void withdraw(int registration) EXCLUDES(m_bus->mutex);
   /// Calls a query of the interface at its sender; see OBstub::query.
   bool query(const OBinterfaceDescription& description, const std::string& busInterfaceName,
              const char* member, OBvalue& result);
@@ -55,9 +55,9 @@ class Connection {
                   const std::function<void(const OBvalue*)>& answered);
 
   /// Dispatches on the calling thread until the kill message, then closes the connection.
-  void run();
+  void run() EXCLUDES(m_bus->mutex);
   /// Async-signal-safe; any thread.
-  void kill() { m_queue.kill(); }
+  void kill() { m_bus->kill(); }
 
  private:
   /// A message that came before run(); `checked` tells that a signal's sender was found to be the right one.
@@ -65,11 +65,6 @@ class Connection {
     Message message;
     size_t size;
     bool checked;
-  };
-  /// A reply that is begun and not given: null where the caller expects none.
-  struct Owed {
-    Message reply;
-    size_t textSize;  ///< of the call
   };
   /// A receiver's sender: its unique name on the bus, empty when it has none.
   struct Sender {
@@ -98,72 +93,68 @@ class Connection {
   enum class OnStop { GoOn, GiveUp };
 
   bool stopRequested() const;
-  std::string attempt();
+  std::string attempt() EXCLUDES(m_bus->mutex);
   /// Takes messages in until it is done, the limit is over or it is broken off; an error of sd-bus, or 0.
-  int takeInUntil(const std::function<bool()>& done, uint64_t limitMs, OnStop onStop);
-  /// Sends the call and waits for its answer, while other messages are taken in; null without a good one.
-  Message call(const Message& request, uint64_t limitMs, OnStop onStop, std::string& error);
-  void lost(int error);
-  void closeBus();
+  int takeInUntil(const std::function<bool()>& done, uint64_t limitMs, OnStop onStop) EXCLUDES(m_bus->mutex);
+  void lost(int error) EXCLUDES(m_bus->mutex);
+  void closeBus() REQUIRES(m_bus->mutex);
 
-  void advance(Subscription& subscription);
-  void askStep(Subscription& subscription);
-  static int onStep(sd_bus_message* answer, void* subscription, sd_bus_error*);
-  void stepDone(Subscription& subscription, sd_bus_message* answer);
+  int add(OBstub* stub, const OBinterfaceDescription& description, const std::string& path, bool receiver)
+      EXCLUDES(m_bus->mutex);
+  void advance(Subscription& subscription) REQUIRES(m_bus->mutex);
+  void askStep(Subscription& subscription) REQUIRES(m_bus->mutex);
+  void stepDone(Subscription& subscription, sd_bus_message* answer) REQUIRES(m_bus->mutex);
   void refused(Subscription& subscription, const char* why);
-  void tryAgain();
-  int untilNextTry() const;
+  void tryAgain() REQUIRES(m_bus->mutex);
+  int untilNextTry() const REQUIRES(m_bus->mutex);
   Slot ask(const OBinterfaceDescription& description, const std::string& busInterfaceName, const char* member,
-           const OBvalue& kind, std::function<void(const OBvalue*)> answered);
-  void postTask(int registration, std::function<void()> task);
+           const OBvalue& kind, std::function<void(const OBvalue*)> answered) REQUIRES(m_bus->mutex);
+  void postTask(int registration, std::function<void()> task) REQUIRES(m_bus->mutex);
 
-  void dispatch(CallQueue::Entry& entry);
-  static void* ioThread(void* self);
-  void ioLoop();
-  int waitForWork(bool takePosted, int limitMs);
-  bool waitForMemory();
-  void sendPosted();
-  void flush();
-  uint64_t queuedWrites() const;
+  void dispatch();
+  void serve(CallQueue::Entry& entry, OBstub* stub) EXCLUDES(m_bus->mutex);
+  static void standIn(void* self);
+  int takeIn() REQUIRES(m_bus->mutex);
+  int prepare(Wait& wait) REQUIRES(m_bus->mutex);
+  bool waitForMemory() REQUIRES(m_bus->mutex);
+  void flush() EXCLUDES(m_bus->mutex);
 
-  static int onMessage(sd_bus_message* message, void* self, sd_bus_error*);
-  int guarded(sd_bus_message* message, int (Connection::*handle)(sd_bus_message*));
-  int incoming(sd_bus_message* message);
-  int handleCall(sd_bus_message* call);
-  int handleEarlyCall(sd_bus_message* call);
-  void handleProperties(sd_bus_message* call, const Registry::Entry& object);
-  void dispatchCall(sd_bus_message* call, const Registry::Entry& object, unsigned member);
-  bool begin(uint64_t id, sd_bus_message* call, size_t textSize);
-  void forget(uint64_t id);
-  int handleSignal(sd_bus_message* signal);
-  int dispatchSignal(sd_bus_message* signal);
-  void dropSignal(sd_bus_message* signal);
-  void ownerChanged(sd_bus_message* signal);
-  Sender& sender(const OBinterfaceDescription& description);
-  bool keepEarly(sd_bus_message* message, size_t size, bool checked);
-  void keepEarlySignal(sd_bus_message* signal, bool checked);
-  void replayEarly();
-  void checkEarlySignals();
+  // Called by sd-bus, and so with the lock held.
+  static int onStep(sd_bus_message* answer, void* subscription, sd_bus_error*) NO_THREAD_SAFETY_ANALYSIS;
+  static int onMessage(sd_bus_message* message, void* self, sd_bus_error*) NO_THREAD_SAFETY_ANALYSIS;
+
+  int guarded(sd_bus_message* message, int (Connection::*handle)(sd_bus_message*)) REQUIRES(m_bus->mutex);
+  int incoming(sd_bus_message* message) REQUIRES(m_bus->mutex);
+  int handleCall(sd_bus_message* call) REQUIRES(m_bus->mutex);
+  int handleEarlyCall(sd_bus_message* call) REQUIRES(m_bus->mutex);
+  void handleProperties(sd_bus_message* call, const Registry::Entry& object) REQUIRES(m_bus->mutex);
+  void dispatchCall(sd_bus_message* call, const Registry::Entry& object, unsigned member)
+      REQUIRES(m_bus->mutex);
+  int handleSignal(sd_bus_message* signal) REQUIRES(m_bus->mutex);
+  int dispatchSignal(sd_bus_message* signal) REQUIRES(m_bus->mutex);
+  void dropSignal(sd_bus_message* signal) REQUIRES(m_bus->mutex);
+  void ownerChanged(sd_bus_message* signal) REQUIRES(m_bus->mutex);
+  Sender& sender(const OBinterfaceDescription& description) REQUIRES(m_bus->mutex);
+  bool keepEarly(sd_bus_message* message, size_t size, bool checked) REQUIRES(m_bus->mutex);
+  void keepEarlySignal(sd_bus_message* signal, bool checked) REQUIRES(m_bus->mutex);
+  void replayEarly() REQUIRES(m_bus->mutex);
+  void checkEarlySignals() REQUIRES(m_bus->mutex);
 
   const std::string m_component;
-  const std::shared_ptr<Outbox> m_outbox = std::make_shared<Outbox>();
-  CallQueue m_queue;
-  Registry m_registry;
+  const std::shared_ptr<Bus> m_bus = std::make_shared<Bus>();
+  Deputy m_deputy;
 
-  // Of the thread that owns the bus.
-  sd_bus* m_bus = nullptr;
-  std::deque<Early> m_early;
-  size_t m_earlySize = 0;  ///< of all in m_early; CallQueue::maxTextSize at most
-  std::vector<Sender> m_senders;
-  std::list<Subscription> m_subscriptions;
-  std::unordered_map<uint64_t, Owed> m_owed;  ///< by call
-  size_t m_owedText = 0;                      ///< text of all in m_owed; CallQueue::maxTextSize at most
-  uint64_t m_lastCall = 0;
-  bool m_running = false;
-  bool m_closing = false;
-  bool m_lackingMemory = false;  ///< since m_lackSince the bus has a message for which there is no memory
-  std::chrono::steady_clock::time_point m_lackSince;
-  bool m_droppingSignals = false;  ///< the WARNING of this overflow is written
+  Registry m_registry GUARDED_BY(m_bus->mutex);
+  CallQueue m_queue GUARDED_BY(m_bus->mutex);
+  std::deque<Early> m_early GUARDED_BY(m_bus->mutex);
+  size_t m_earlySize GUARDED_BY(m_bus->mutex) = 0;  ///< of all in m_early; maxTextTogether at most
+  std::vector<Sender> m_senders GUARDED_BY(m_bus->mutex);
+  std::list<Subscription> m_subscriptions GUARDED_BY(m_bus->mutex);
+  bool m_running GUARDED_BY(m_bus->mutex) = false;
+  /// Since m_lackSince the bus has a message for which there is no memory.
+  bool m_lackingMemory GUARDED_BY(m_bus->mutex) = false;
+  std::chrono::steady_clock::time_point m_lackSince GUARDED_BY(m_bus->mutex);
+  bool m_droppingSignals GUARDED_BY(m_bus->mutex) = false;  ///< the WARNING of this overflow is written
 };
 
 }  // namespace otnbus

@@ -21,7 +21,7 @@ OBcomponent::OBcomponent(const char* name, const ExtraCfg*)
 
 OBcomponent::~OBcomponent() {
   static_obc = nullptr;
-  m_connection->outbox()->close();
+  m_connection->bus()->close();
 }
 
 void OBcomponent::add_interface(OBinterface* interface) {

@@ -4,14 +4,15 @@
 
 #include "OBcomponent.h"
 #include "OBstubReply.h"
+#include "otnbus/Bus.h"
 #include "otnbus/Connection.h"
-#include "otnbus/Outbox.h"
 
 OBstub::OBstub(OBinterface* service, OBcomponent* component, const OBinterfaceDescription& description)
     : m_service(service), m_description(description) {
   if (component == nullptr) return;
   m_connection = component->connection();
-  m_outbox = component->connection()->outbox();
+  m_bus = component->connection()->bus();
+  m_interfaceName = otnbus::interfaceName(description);
 }
 
 OBstub::~OBstub() {
@@ -45,19 +46,19 @@ bool OBstub::registered(int handle, const otnbus::Connection& connection, const 
   m_registrationHandle = handle;
   if (handle < 0) return false;
   m_busInterfaceName = busInterfaceName;
-  m_path = "/otn/" + connection.component() + "/" + m_busInterfaceName;
+  m_path = otnbus::objectPath(connection.component(), m_busInterfaceName);
   return true;
 }
 
 void OBstub::send_reply(OBstubReply* reply, std::initializer_list<OBvalue> results) {
   if (reply == nullptr) return;
-  reply->m_outbox->postReply(reply->m_call, results);
+  reply->m_bus->reply(reply->m_call, results);
   delete reply;
 }
 
 void OBstub::send_signal(const char* member, std::initializer_list<OBvalue> arguments) {
   if (m_path.empty()) return;
-  m_outbox->postSignal(m_path, otnbus::interfaceName(m_description), member, arguments);
+  m_bus->signal(m_path, m_interfaceName, member, arguments);
 }
 
 bool OBstub::query(const char* member, OBvalue& result) {

@@ -1,12 +1,12 @@
 #include "OBstubReply.h"
 
-#include "otnbus/Outbox.h"
+#include "otnbus/Bus.h"
 
-OBstubReply::OBstubReply(std::shared_ptr<otnbus::Outbox> outbox, uint64_t call)
-    : m_outbox(std::move(outbox)), m_call(call) {}
+OBstubReply::OBstubReply(std::shared_ptr<otnbus::Bus> bus, uint64_t call)
+    : m_bus(std::move(bus)), m_call(call) {}
 
 void OBstubReply::release(OBstubReply* reply) {
   if (reply == nullptr) return;
-  reply->m_outbox->postRelease(reply->m_call);
+  reply->m_bus->release(reply->m_call);
   delete reply;
 }

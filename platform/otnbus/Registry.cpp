@@ -53,9 +53,12 @@ std::string interfaceName(const OBinterfaceDescription& description) {
   return std::string("otn.") + description.interfaceClass;
 }
 
+std::string objectPath(const std::string& component, const std::string& busInterfaceName) {
+  return "/otn/" + component + "/" + busInterfaceName;
+}
+
 int Registry::add(OBstub* stub, const OBinterfaceDescription& description, const std::string& path,
                   bool receiver) {
-  const std::lock_guard guard(m_mutex);
   for (const Entry& entry : m_entries) {
     if (entry.path == path && entry.receiver == receiver) return -1;
   }
@@ -64,12 +67,10 @@ int Registry::add(OBstub* stub, const OBinterfaceDescription& description, const
 }
 
 void Registry::remove(int handle) {
-  const std::lock_guard guard(m_mutex);
   std::erase_if(m_entries, [handle](const Entry& entry) { return entry.handle == handle; });
 }
 
 OBstub* Registry::stub(int handle) const {
-  const std::lock_guard guard(m_mutex);
   for (const Entry& entry : m_entries) {
     if (entry.handle == handle) return entry.stub;
   }
@@ -77,7 +78,6 @@ OBstub* Registry::stub(int handle) const {
 }
 
 Registry::Entry Registry::object(std::string_view path) const {
-  const std::lock_guard guard(m_mutex);
   for (const Entry& entry : m_entries) {
     if (!entry.receiver && entry.path == path) return entry;
   }
@@ -86,7 +86,6 @@ Registry::Entry Registry::object(std::string_view path) const {
 
 Registry::Entry Registry::receiver(std::string_view path, std::string_view interfaceName,
                                    std::string_view signal, unsigned& member) const {
-  const std::lock_guard guard(m_mutex);
   for (const Entry& entry : m_entries) {
     if (!entry.receiver || entry.path != path) continue;
     if (otnbus::interfaceName(*entry.description) != interfaceName) continue;
@@ -101,7 +100,6 @@ Registry::Entry Registry::receiver(std::string_view path, std::string_view inter
 }
 
 bool Registry::nodeExists(std::string_view path) const {
-  const std::lock_guard guard(m_mutex);
   return path == "/" || std::any_of(m_entries.begin(), m_entries.end(), [&](const Entry& entry) {
            return !entry.receiver && (entry.path == path || lengthAbove(entry.path, path) > 0);
          });
@@ -110,7 +108,6 @@ bool Registry::nodeExists(std::string_view path) const {
 std::string Registry::introspect(const std::string& path) const {
   std::string text = documentHead;
   std::set<std::string> children;
-  const std::lock_guard guard(m_mutex);
   for (const Entry& entry : m_entries) {
     if (entry.receiver) continue;
     if (entry.path == path) text += entry.description->xml;

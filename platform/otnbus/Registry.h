@@ -1,10 +1,8 @@
 // The stubs registered on a connection: the object tree that peers see, and the signals received.
 //
-// The bus thread registers and withdraws; the I/O thread looks up. All operations may be called at the same
-// time.
+// Guarded by the bus's lock.
 #pragma once
 
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -41,12 +39,13 @@ class Registry {
   std::string introspect(const std::string& path) const;
 
  private:
-  mutable std::mutex m_mutex;
-  std::vector<Entry> m_entries;  ///< guarded by m_mutex
+  std::vector<Entry> m_entries;
   int m_nextHandle = 0;
 };
 
 /// D-Bus's name of the interface class.
 std::string interfaceName(const OBinterfaceDescription& description);
+/// The object that carries the component's bus interface.
+std::string objectPath(const std::string& component, const std::string& busInterfaceName);
 
 }  // namespace otnbus

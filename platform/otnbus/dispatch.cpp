@@ -1,9 +1,5 @@
-// The dispatch of a connection: the bus thread's loop, and the I/O thread that owns the bus meanwhile.
+// The dispatch of a connection: the bus thread's loop, and the deputy's while a handler blocks.
 #include <errno.h>
-#include <poll.h>
-#include <pthread.h>
-#include <signal.h>
-#include <string.h>
 
 #include <algorithm>
 #include <chrono>
@@ -21,94 +17,125 @@ namespace {
 
 constexpr LogPlace atRun{"otnbus", "run", &platformTrace};
 constexpr LogPlace atWaitForMemory{"otnbus", "waitForMemory", &platformTrace};
-constexpr LogPlace atSendPosted{"otnbus", "sendPosted", &platformTrace};
 
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 constexpr milliseconds flushLimit{200};
-/// Messages that may wait for the socket before the outbox is left alone.
-constexpr uint64_t maxQueuedWrites = 1024;
-constexpr size_t ioStackSize = 256U << 10;
 constexpr int memorySlice = 50;  ///< ms between two attempts to take a message in for which memory was short
 constexpr milliseconds memoryLimit{10000};
-
-/// No signal is delivered to the I/O thread: the program's handlers run where the program expects them.
-bool startWithSignalsBlocked(pthread_t& thread, void* (*function)(void*), void* argument) {
-  sigset_t all;
-  sigset_t before;
-  sigfillset(&all);
-  pthread_attr_t attributes;
-  pthread_attr_init(&attributes);
-  pthread_attr_setstacksize(&attributes, ioStackSize);
-  pthread_sigmask(SIG_SETMASK, &all, &before);
-  const int error = pthread_create(&thread, &attributes, function, argument);
-  pthread_sigmask(SIG_SETMASK, &before, nullptr);
-  pthread_attr_destroy(&attributes);
-  return error == 0;
-}
 
 }  // namespace
 
 void Connection::run() {
-  pthread_t thread{};
-  bool started = false;
-  if (m_bus != nullptr) {
-    m_running = true;
-    started = startWithSignalsBlocked(thread, ioThread, this);
-    if (!started) lost(EAGAIN);
+  {
+    const Guard guard(&m_bus->mutex);
+    if (m_bus->sd() != nullptr) m_running = true;
+    replayEarly();
   }
-  CallQueue::Entry entry;
-  while (m_queue.take(entry)) {
-    try {
-      dispatch(entry);
-    } catch (const std::bad_alloc&) {
-      LOG(ERROR, atRun, HERE, "There is no memory to serve a call, its caller gets no reply");
-    }
-  }
-  m_outbox->close();
-  if (started) pthread_join(thread, nullptr);
+  if (!m_deputy.start(standIn, this)) lost(EAGAIN);
+  dispatch();
+  m_deputy.stop();
+  m_bus->close();
+  flush();
+  // The killer may be seen before it is through; whoever ends here may destroy what it still uses.
+  m_bus->awaitKillers();
+  const Guard guard(&m_bus->mutex);
   m_queue.clear();
   closeBus();
 }
 
-void Connection::dispatch(CallQueue::Entry& entry) {
-  OBstub* stub = m_registry.stub(entry.registration);
-  if (stub == nullptr) {
-    OBstubReply::release(entry.message.reply);
-  } else if (entry.task) {
-    entry.task();
-  } else {
-    stub->dispatch(entry.message);
-  }
-}
-
-void* Connection::ioThread(void* self) {
-  static_cast<Connection*>(self)->ioLoop();
-  return nullptr;
-}
-
-void Connection::ioLoop() {
-  replayEarly();
-  while (!m_outbox->closed()) {
-    const bool takePosted = queuedWrites() < maxQueuedWrites;
-    if (takePosted) sendPosted();
-    tryAgain();
-    int result = sd_bus_process(m_bus, nullptr);
-    if (result == -ENOMEM && waitForMemory()) continue;
-    // A bus that does not read leaves the outbox unwatched, but a stop must be seen.
-    if (result == 0) {
-      m_lackingMemory = false;
-      result = waitForWork(takePosted, takePosted ? untilNextTry() : stopSlice);
+void Connection::dispatch() {
+  // Whether to try to take something in. Not after a handler with nothing queued: the wait that comes next tells
+  // as well whether there is something, and one of the two is enough.
+  bool look = true;
+  while (!m_bus->killed()) {
+    CallQueue::Entry entry;
+    OBstub* stub = nullptr;
+    Wait wait{};
+    bool waiting;
+    int result;
+    {
+      const Guard guard(&m_bus->mutex);
+      result = look ? takeIn() : 0;
+      waiting = !m_queue.take(entry);
+      look = waiting || !m_queue.empty();
+      if (!waiting) stub = m_registry.stub(entry.registration);
+      if (waiting && result >= 0) result = prepare(wait);
     }
     if (result < 0) {
-      if (!m_outbox->closed()) lost(result);
-      return;
+      lost(result);
+    } else if (waiting) {
+      m_bus->wait(wait);
     }
+    if (!waiting) serve(entry, stub);
   }
-  m_closing = true;
-  sendPosted();
-  flush();
+}
+
+/// Runs the handler.
+void Connection::serve(CallQueue::Entry& entry, OBstub* stub) {
+  if (stub == nullptr) {
+    m_bus->release(entry.call);
+    return;
+  }
+  m_deputy.handlerStarts();
+  try {
+    if (entry.task) {
+      entry.task();
+    } else {
+      if (entry.call != 0) entry.message.reply = new OBstubReply(m_bus, entry.call);
+      stub->dispatch(entry.message);
+    }
+  } catch (const std::bad_alloc&) {
+    m_bus->release(entry.call);
+    LOG(ERROR, atRun, HERE, "There is no memory to serve a call, its caller gets no reply");
+  }
+  m_deputy.handlerEnds();
+}
+
+/// While a handler blocks: everything that the bus thread does but the handlers. On the deputy's thread.
+void Connection::standIn(void* self) {
+  Connection& connection = *static_cast<Connection*>(self);
+  for (;;) {
+    Wait wait{};
+    int result;
+    {
+      const Guard guard(&connection.m_bus->mutex);
+      // What is taken in now is found by the bus thread: its handler still runs.
+      if (!connection.m_deputy.needed()) break;
+      result = connection.takeIn();
+      if (result >= 0) result = connection.prepare(wait);
+    }
+    if (result < 0) {
+      connection.lost(result);
+      continue;
+    }
+    wait.fds[2] = {connection.m_deputy.descriptor(), POLLIN, 0};
+    connection.m_bus->wait(wait);
+    if (wait.fds[2].revents != 0) connection.m_deputy.takeTick();
+  }
+  // A wake-up taken here may have been meant for the bus thread.
+  connection.m_bus->wake();
+}
+
+/// Takes in at most one message, and does what is due; an error of sd-bus, or 0.
+int Connection::takeIn() {
+  if (m_bus->sd() == nullptr) return 0;
+  tryAgain();
+  const int result = sd_bus_process(m_bus->sd(), nullptr);
+  if (result == -ENOMEM && waitForMemory()) return 0;
+  if (result == 0) m_lackingMemory = false;
+  return std::min(result, 0);
+}
+
+/// What to wait for; an error of sd-bus, or 0.
+int Connection::prepare(Wait& wait) {
+  const int result = m_bus->prepare(wait, m_bus->sd() != nullptr ? untilNextTry() : -1);
+  if (m_lackingMemory) {
+    wait.fds[0].fd = -1;
+    wait.limit = memorySlice;
+  }
+  return result;
 }
 
 /// sd-bus leaves a message for which there is no memory where it is, and others may give some back. False
@@ -118,77 +145,20 @@ bool Connection::waitForMemory() {
     m_lackSince = steady_clock::now();
     LOG(WARNING, atWaitForMemory, HERE, "There is no memory for a message from the bus, trying again");
   }
-  poll(nullptr, 0, memorySlice);
   return steady_clock::now() - m_lackSince < memoryLimit;
-}
-
-uint64_t Connection::queuedWrites() const {
-  uint64_t count = 0;
-  sd_bus_get_n_queued_write(m_bus, &count);
-  return count;
-}
-
-/// Waits for the bus, for something posted if that is wanted, or for sd-bus's next time-out; `limitMs` -1 for
-/// no limit of the caller's.
-int Connection::waitForWork(bool takePosted, int limitMs) {
-  const int events = sd_bus_get_events(m_bus);
-  if (events < 0) return events;
-  uint64_t wakeAt = UINT64_MAX;
-  sd_bus_get_timeout(m_bus, &wakeAt);
-  if (wakeAt != UINT64_MAX) {
-    const auto now =
-        std::chrono::duration_cast<std::chrono::microseconds>(steady_clock::now().time_since_epoch()).count();
-    const int64_t left = (static_cast<int64_t>(wakeAt) - now + 999) / 1000;
-    const int wait = static_cast<int>(std::clamp<int64_t>(left, 0, 60000));
-    limitMs = limitMs < 0 ? wait : std::min(limitMs, wait);
-  }
-  pollfd fds[] = {{sd_bus_get_fd(m_bus), static_cast<short>(events), 0},
-                  {takePosted ? m_outbox->wakeDescriptor() : -1, POLLIN, 0}};
-  poll(fds, 2, limitMs);
-  return 0;
-}
-
-void Connection::sendPosted() {
-  for (Outbox::Item& item : m_outbox->take()) {
-    if (item.kind == Outbox::Kind::Task) {
-      try {
-        item.task();
-      } catch (const std::bad_alloc&) {
-        LOG(ERROR, atSendPosted, HERE, "There is no memory to ask a component");
-      }
-      continue;
-    }
-    if (item.kind == Outbox::Kind::Signal) {
-      sd_bus_message* signal = nullptr;
-      sd_bus_message_new_signal(m_bus, &signal, item.path.c_str(), item.interfaceName.c_str(),
-                                item.member.c_str());
-      const Message owned(signal);
-      if (signal != nullptr && appendValues(signal, item.values)) sd_bus_send(m_bus, signal, nullptr);
-      continue;
-    }
-    const auto owed = m_owed.find(item.call);
-    if (owed == m_owed.end()) continue;
-    sd_bus_message* reply = owed->second.reply.get();
-    if (item.kind == Outbox::Kind::Reply && reply != nullptr) {
-      // A caller that has gone is no failure; a lost bus is noticed by the loop.
-      if (appendValues(reply, item.values)) {
-        sd_bus_send(m_bus, reply, nullptr);
-      } else {
-        LOG(ERROR, atSendPosted, HERE, "There is no memory for a reply, it is lost");
-      }
-    }
-    forget(item.call);
-  }
 }
 
 void Connection::flush() {
   const auto deadline = steady_clock::now() + flushLimit;
-  while (queuedWrites() > 0) {
-    const auto left = std::chrono::duration_cast<milliseconds>(deadline - steady_clock::now()).count();
-    if (left <= 0) return;
-    int result = sd_bus_process(m_bus, nullptr);
-    if (result == 0) result = waitForWork(false, static_cast<int>(left));
-    if (result < 0) return;
+  for (;;) {
+    const auto left = std::chrono::ceil<milliseconds>(deadline - steady_clock::now()).count();
+    Wait wait{};
+    {
+      const Guard guard(&m_bus->mutex);
+      if (left <= 0 || m_bus->unsent() == 0 || sd_bus_process(m_bus->sd(), nullptr) < 0) return;
+      if (m_bus->prepare(wait, static_cast<int>(left)) < 0) return;
+    }
+    m_bus->wait(wait);
   }
 }
 

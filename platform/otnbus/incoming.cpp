@@ -1,4 +1,4 @@
-// What a connection does with the messages that come in, on the thread that owns the bus.
+// What a connection does with the messages that come in, on the thread that has the bus.
 #include <string.h>
 
 #include <algorithm>
@@ -6,7 +6,6 @@
 #include <string_view>
 #include <utility>
 
-#include "OBstubReply.h"
 #include "board/platformTrace.h"
 #include "otnbus/Connection.h"
 
@@ -70,7 +69,7 @@ int Connection::incoming(sd_bus_message* message) {
   sd_bus_message_get_type(message, &type);
   if (type == SD_BUS_MESSAGE_SIGNAL) return handleSignal(message);
   if (type != SD_BUS_MESSAGE_METHOD_CALL || text(sd_bus_message_get_interface(message)) == peer) return 0;
-  if (m_closing) return 1;
+  if (m_bus->closed()) return 1;
   return m_running ? handleCall(message) : handleEarlyCall(message);
 }
 
@@ -149,41 +148,15 @@ void Connection::dispatchCall(sd_bus_message* call, const Registry::Entry& objec
     return;
   }
   entry.textSize = textSize(entry.message.arguments);
-  if (!m_queue.hasRoom(entry.textSize) || entry.textSize > CallQueue::maxTextSize - m_owedText) {
+  if (!m_queue.hasRoom(entry.textSize) || !m_bus->hasRoom(entry.textSize)) {
     refuseMany(call);
     return;
   }
-  const uint64_t id = ++m_lastCall;
-  if (!begin(id, call, entry.textSize)) {
-    refuseForMemory(call);
-    return;
-  }
-  OBstubReply* const handle = new (std::nothrow) OBstubReply(m_outbox, id);
-  entry.message.reply = handle;
-  if (handle != nullptr && m_queue.post(std::move(entry))) return;
-  OBstubReply::release(handle);
-  forget(id);
+  const uint64_t number = m_bus->begin(call, entry.textSize);
+  entry.call = number;
+  if (number != 0 && m_queue.post(std::move(entry))) return;
+  m_bus->forget(number);
   refuseForMemory(call);
-}
-
-/// Begins the reply, so that the call itself, which may be large, need not be kept. False without memory.
-bool Connection::begin(uint64_t id, sd_bus_message* call, size_t textSize) {
-  sd_bus_message* reply = nullptr;
-  if (sd_bus_message_get_expect_reply(call) > 0 && sd_bus_message_new_method_return(call, &reply) < 0) {
-    return false;
-  }
-  Owed owed{Message(reply), textSize};
-  if (reply == nullptr && textSize == 0) return true;
-  m_owed.emplace(id, std::move(owed));
-  m_owedText += textSize;
-  return true;
-}
-
-void Connection::forget(uint64_t id) {
-  const auto owed = m_owed.find(id);
-  if (owed == m_owed.end()) return;
-  m_owedText -= owed->second.textSize;
-  m_owed.erase(owed);
 }
 
 Connection::Sender& Connection::sender(const OBinterfaceDescription& description) {
@@ -205,7 +178,7 @@ void Connection::ownerChanged(sd_bus_message* signal) {
 }
 
 int Connection::handleSignal(sd_bus_message* signal) {
-  if (m_closing) return 0;
+  if (m_bus->closed()) return 0;
   const std::string_view from = text(sd_bus_message_get_sender(signal));
   if (from == busName && text(sd_bus_message_get_member(signal)) == "NameOwnerChanged") {
     ownerChanged(signal);
@@ -259,7 +232,7 @@ void Connection::dropSignal(sd_bus_message* signal) {
 
 /// False when as much waits for the start as may.
 bool Connection::keepEarly(sd_bus_message* message, size_t size, bool checked) {
-  if (m_early.size() >= CallQueue::maxEntries || size > CallQueue::maxTextSize - m_earlySize) return false;
+  if (m_early.size() >= CallQueue::maxEntries || size > maxTextTogether - m_earlySize) return false;
   m_early.push_back({Message(sd_bus_message_ref(message)), size, checked});
   m_earlySize += size;
   return true;
@@ -272,7 +245,7 @@ void Connection::keepEarlySignal(sd_bus_message* signal, bool checked) {
 
 /// Drops the signals that came before their sender was known and are not its.
 void Connection::checkEarlySignals() {
-  std::erase_if(m_early, [this](Early& early) {
+  std::erase_if(m_early, [this](Early& early) REQUIRES(m_bus->mutex) {
     unsigned member = 0;
     if (early.checked) return false;
     sd_bus_message* signal = early.message.get();

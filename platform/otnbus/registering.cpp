@@ -1,6 +1,6 @@
-// What a connection offers, receives and asks: objects, subscriptions to signals, queries.
+// What a connection offers and receives: objects, and subscriptions to signals.
 //
-// The thread that owns the bus asks; no thread waits for an answer except the bus thread before the dispatch.
+// No thread waits for an answer except the bus thread before the dispatch.
 #include <string.h>
 
 #include <algorithm>
@@ -23,24 +23,30 @@ constexpr LogPlace atRefused{"otnbus", "refused", &platformTrace};
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-constexpr uint64_t busLimit = 10000;   ///< ms that the bus itself may take for an answer
-constexpr uint64_t queryLimit = 1000;  ///< ms
+constexpr uint64_t busLimit = 10000;  ///< ms that the bus itself may take for an answer
 constexpr milliseconds tryInterval{5000};
 
 constexpr const char* busName = "org.freedesktop.DBus";
 constexpr const char* noMemory = "there is no memory to ask";
 
-std::string objectPath(const std::string& component, const std::string& busInterfaceName) {
-  return "/otn/" + component + "/" + busInterfaceName;
+}  // namespace
+
+int Connection::add(OBstub* stub, const OBinterfaceDescription& description, const std::string& path,
+                    bool receiver) {
+  if (sd_bus_object_path_is_valid(path.c_str()) <= 0) return -1;
+  const Guard guard(&m_bus->mutex);
+  return m_registry.add(stub, description, path, receiver);
 }
 
-}  // namespace
+void Connection::withdraw(int registration) {
+  const Guard guard(&m_bus->mutex);
+  m_registry.remove(registration);
+}
 
 int Connection::offer(OBstub* stub, const OBinterfaceDescription& description,
                       const std::string& busInterfaceName) {
   const std::string path = objectPath(m_component, busInterfaceName);
-  const int handle =
-      sd_bus_object_path_is_valid(path.c_str()) > 0 ? m_registry.add(stub, description, path, false) : -1;
+  const int handle = add(stub, description, path, false);
   if (handle < 0) {
     LOG(ERROR, atOffer, HERE, "Bus interface %s cannot be offered: the name is taken or unusable",
         busInterfaceName.c_str());
@@ -52,28 +58,31 @@ int Connection::receive(OBstub* stub, const OBinterfaceDescription& description,
                         const std::string& busInterfaceName, std::function<void()> onStanding,
                         bool& asksAgain) {
   const std::string path = objectPath(description.sender, busInterfaceName);
-  const int handle =
-      sd_bus_object_path_is_valid(path.c_str()) > 0 ? m_registry.add(stub, description, path, true) : -1;
+  const int handle = add(stub, description, path, true);
   asksAgain = false;
   if (handle < 0) {
     LOG(ERROR, atReceive, HERE, "Signals of %s cannot be received: the name is taken or unusable",
         busInterfaceName.c_str());
     return -1;
   }
-  if (m_bus == nullptr) return handle;
-  Subscription& subscription = m_subscriptions.emplace_back();
-  subscription.connection = this;
-  subscription.registration = handle;
-  subscription.busInterfaceName = busInterfaceName;
-  subscription.description = &description;
-  subscription.onStanding = std::move(onStanding);
-  advance(subscription);
-  const auto settled = [&subscription] {
-    return subscription.waiting || subscription.step == Subscription::Step::Stands;
+  Subscription* subscription;
+  {
+    const Guard guard(&m_bus->mutex);
+    if (m_bus->sd() == nullptr) return handle;
+    subscription = &m_subscriptions.emplace_back();
+    subscription->connection = this;
+    subscription->registration = handle;
+    subscription->busInterfaceName = busInterfaceName;
+    subscription->description = &description;
+    subscription->onStanding = std::move(onStanding);
+    advance(*subscription);
+  }
+  const auto settled = [subscription] {
+    return subscription->waiting || subscription->step == Subscription::Step::Stands;
   };
   const int error = takeInUntil(settled, 3 * busLimit, OnStop::GiveUp);
-  if (error < 0 && !settled()) refused(subscription, errorText(error).c_str());
-  asksAgain = subscription.waiting;
+  if (error < 0 && !settled()) refused(*subscription, errorText(error).c_str());
+  asksAgain = subscription->waiting;
   return handle;
 }
 
@@ -113,13 +122,14 @@ void Connection::askStep(Subscription& subscription) {
   }
   subscription.waiting = false;
   sd_bus_message* request = nullptr;
-  int result =
-      sd_bus_message_new_method_call(m_bus, &request, busName, "/org/freedesktop/DBus", busName, method);
+  int result = sd_bus_message_new_method_call(m_bus->sd(), &request, busName, "/org/freedesktop/DBus",
+                                              busName, method);
   const Message owned(request);
   if (result >= 0) result = sd_bus_message_append(request, "s", argument.c_str());
   if (result >= 0) {
-    result = sd_bus_call_async(m_bus, nullptr, request, onStep, &subscription, busLimit * 1000);
+    result = sd_bus_call_async(m_bus->sd(), nullptr, request, onStep, &subscription, busLimit * 1000);
   }
+  m_bus->sent();
   if (result < 0) refused(subscription, errorText(result).c_str());
 }
 
@@ -184,90 +194,6 @@ int Connection::untilNextTry() const {
     next = next < 0 ? wait : std::min(next, wait);
   }
   return next;
-}
-
-struct Connection::Question {
-  const char* signature;
-  OBvalue kind;
-  std::function<void(const OBvalue*)> answered;
-
-  static void destroy(void* question) { delete static_cast<Question*>(question); }
-  static int onAnswer(sd_bus_message* answer, void* question, sd_bus_error*) {
-    const Question& asked = *static_cast<Question*>(question);
-    try {
-      std::vector<OBvalue> values;
-      const bool good = sd_bus_message_is_method_error(answer, nullptr) == 0 &&
-                        readValues(answer, asked.signature, values) == ReadResult::Read &&
-                        values.size() == 1 && values[0].index() == asked.kind.index();
-      asked.answered(good ? values.data() : nullptr);
-    } catch (const std::bad_alloc&) {
-      // As without an answer.
-    }
-    return 1;
-  }
-};
-
-/// Null when it cannot be asked; `answered` is then never called. The question ends with the slot.
-Slot Connection::ask(const OBinterfaceDescription& description, const std::string& busInterfaceName,
-                     const char* member, const OBvalue& kind, std::function<void(const OBvalue*)> answered) {
-  const auto found = std::find_if(description.members.begin(), description.members.end(),
-                                  [member](const OBmember& m) { return strcmp(m.name, member) == 0; });
-  if (m_bus == nullptr || found == description.members.end()) return nullptr;
-  const std::string path = objectPath(description.sender, busInterfaceName);
-  sd_bus_message* request = nullptr;
-  if (sd_bus_message_new_method_call(m_bus, &request, sender(description).wellKnownName.c_str(), path.c_str(),
-                                     interfaceName(description).c_str(), member) < 0) {
-    return nullptr;
-  }
-  const Message owned(request);
-  sd_bus_message_set_auto_start(request, 0);
-  auto question = std::make_unique<Question>(Question{found->out, kind, std::move(answered)});
-  sd_bus_slot* slot = nullptr;
-  if (sd_bus_call_async(m_bus, &slot, request, Question::onAnswer, question.get(), queryLimit * 1000) < 0) {
-    return nullptr;
-  }
-  sd_bus_slot_set_destroy_callback(slot, Question::destroy);
-  static_cast<void>(question.release());
-  return Slot(slot);
-}
-
-bool Connection::query(const OBinterfaceDescription& description, const std::string& busInterfaceName,
-                       const char* member, OBvalue& result) {
-  if (m_running) return false;
-  bool done = false;
-  bool good = false;
-  const Slot slot = ask(description, busInterfaceName, member, result, [&](const OBvalue* answer) {
-    done = true;
-    good = answer != nullptr;
-    if (good) result = *answer;
-  });
-  if (slot) takeInUntil([&done] { return done; }, queryLimit, OnStop::GiveUp);
-  return good;
-}
-
-void Connection::queryLater(int registration, const OBinterfaceDescription& description,
-                            const std::string& busInterfaceName, const char* member, const OBvalue& kind,
-                            const std::function<void(const OBvalue*)>& answered) {
-  m_outbox->postTask([=, this, &description] {
-    const auto pass = [this, registration, answered](const OBvalue* answer) {
-      const bool good = answer != nullptr;
-      const OBvalue value = good ? *answer : OBvalue{};
-      postTask(registration, [answered, good, value] { answered(good ? &value : nullptr); });
-    };
-    if (const Slot slot = ask(description, busInterfaceName, member, kind, pass)) {
-      sd_bus_slot_set_floating(slot.get(), 1);
-    } else {
-      pass(nullptr);
-    }
-  });
-}
-
-/// For the dispatching thread.
-void Connection::postTask(int registration, std::function<void()> task) {
-  CallQueue::Entry entry;
-  entry.registration = registration;
-  entry.task = std::move(task);
-  m_queue.post(std::move(entry));
 }
 
 }  // namespace otnbus

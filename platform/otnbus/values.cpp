@@ -108,7 +108,7 @@ size_t keptSize(sd_bus_message* message, size_t limit) {
   return size;
 }
 
-bool appendValues(sd_bus_message* message, const std::vector<OBvalue>& values) {
+bool appendValues(sd_bus_message* message, std::span<const OBvalue> values) {
   for (const OBvalue& value : values) {
     const int result = std::visit([message](const auto& held) { return append(message, held); }, value);
     if (result < 0) return false;
@@ -116,7 +116,7 @@ bool appendValues(sd_bus_message* message, const std::vector<OBvalue>& values) {
   return true;
 }
 
-size_t textSize(const std::vector<OBvalue>& values) {
+size_t textSize(std::span<const OBvalue> values) {
   size_t size = 0;
   for (const OBvalue& value : values) {
     if (const std::string* text = std::get_if<std::string>(&value)) size += text->size();

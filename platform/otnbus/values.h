@@ -1,10 +1,11 @@
-// OBvalues in and out of D-Bus messages, for the thread that owns the bus.
+// OBvalues in and out of D-Bus messages, for the thread that holds the bus's lock.
 #pragma once
 
 #include <systemd/sd-bus.h>
 
 #include <cstddef>
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "OBmessage.h"
@@ -22,6 +23,8 @@ using Slot = std::unique_ptr<sd_bus_slot, SlotUnref>;
 
 /// Bytes that the text arguments of one message may have together.
 constexpr size_t maxText = 1U << 20;
+/// Bytes of text that all calls together may have that wait, or that are not answered yet.
+constexpr size_t maxTextTogether = 8U << 20;
 
 enum class ReadResult { Read, WrongSignature, TooMuchText };
 
@@ -29,11 +32,11 @@ enum class ReadResult { Read, WrongSignature, TooMuchText };
 /// only when all was.
 ReadResult readValues(sd_bus_message* message, const char* signature, std::vector<OBvalue>& values);
 /// False when the message cannot carry a value.
-bool appendValues(sd_bus_message* message, const std::vector<OBvalue>& values);
+bool appendValues(sd_bus_message* message, std::span<const OBvalue> values);
 /// Bytes that the message takes while it is kept: its path and arguments of any type. Counts no further than
 /// the first that lies beyond `limit`. The message is as new afterwards.
 size_t keptSize(sd_bus_message* message, size_t limit);
 /// Bytes of all text values.
-size_t textSize(const std::vector<OBvalue>& values);
+size_t textSize(std::span<const OBvalue> values);
 
 }  // namespace otnbus

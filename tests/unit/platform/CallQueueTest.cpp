@@ -2,54 +2,41 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
-#include <thread>
+#include "otnbus/values.h"
 
 namespace {
 
 using otnbus::CallQueue;
 
+CallQueue::Entry entry(int registration, size_t textSize = 0) {
+  CallQueue::Entry made;
+  made.registration = registration;
+  made.textSize = textSize;
+  return made;
+}
+
 TEST(CallQueue, IsTakenInOrder) {
   CallQueue queue;
+  for (int i = 0; i < 3; ++i) queue.post(entry(i));
+  CallQueue::Entry taken;
   for (int i = 0; i < 3; ++i) {
-    CallQueue::Entry entry;
-    entry.registration = i;
-    queue.post(std::move(entry));
+    ASSERT_TRUE(queue.take(taken));
+    EXPECT_EQ(taken.registration, i);
   }
-  for (int i = 0; i < 3; ++i) {
-    CallQueue::Entry entry;
-    ASSERT_TRUE(queue.take(entry));
-    EXPECT_EQ(entry.registration, i);
-  }
+  EXPECT_FALSE(queue.take(taken));
 }
 
-TEST(CallQueue, LetsTheKillOvertakeWhatIsQueued) {
+TEST(CallQueue, HasRoomForSoManyAndSoMuchText) {
   CallQueue queue;
-  queue.post({});
-  queue.kill();
-  CallQueue::Entry entry;
-  EXPECT_FALSE(queue.take(entry));
-}
-
-// Shows under the address and thread sanitizers.
-TEST(CallQueue, MayBeDestroyedAsSoonAsTheKillIsSeen) {
-  for (int round = 0; round < 2000; ++round) {
-    auto queue = std::make_unique<CallQueue>();
-    const auto secret = std::make_unique<int>(round);
-    int read = -1;
-    std::thread killer([&queue = *queue, &secret = *secret, &read] {
-      read = secret;
-      queue.kill();
-    });
-    CallQueue::Entry entry;
-    do {
-      queue->post({});  // so that the kill is seen by way of another call's wake-up
-    } while (queue->take(entry));
-    queue.reset();
-    *secret = -2;
-    EXPECT_EQ(read, round);
-    killer.join();
-  }
+  queue.post(entry(0, otnbus::maxTextTogether - 1));
+  EXPECT_TRUE(queue.hasRoom(1));
+  EXPECT_FALSE(queue.hasRoom(2));
+  while (queue.hasRoom(0)) queue.post(entry(1));
+  CallQueue::Entry taken;
+  size_t count = 0;
+  while (queue.take(taken)) ++count;
+  EXPECT_EQ(count, CallQueue::maxEntries);
+  EXPECT_TRUE(queue.hasRoom(otnbus::maxTextTogether));
 }
 
 }  // namespace

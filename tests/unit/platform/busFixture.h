@@ -57,7 +57,7 @@ class Common : public OBcommon_1_0_SI {
   int32_t m_level = 6;
 };
 
-/// Keeps the handles of port number 0, blocks in port number 99 until open() is called, answers all others.
+/// Keeps the handles of port number 0, blocks in port number 99 until `opened`, answers all others.
 class Ports : public OBsetPortParams_1_0_SI {
  public:
   using OBsetPortParams_1_0_SI::setPortParams;
@@ -67,6 +67,10 @@ class Ports : public OBsetPortParams_1_0_SI {
   }
   void setPortParams(OBstubReply* reply, uint32_t action, uint32_t ifType, uint32_t portNr, uint32_t ifSpeed,
                      bool bConfigure, uint32_t acVlan, uint32_t extra1, uint32_t extra2) override {
+    {
+      const std::lock_guard guard(m_mutex);
+      m_served.push_back(portNr);
+    }
     ++calls;
     if (portNr == 99) {
       blocked = true;
@@ -87,7 +91,13 @@ class Ports : public OBsetPortParams_1_0_SI {
     m_kept.pop_front();
     return reply;
   }
+  /// Port numbers, in the order of the calls.
+  std::vector<uint32_t> served() {
+    const std::lock_guard guard(m_mutex);
+    return m_served;
+  }
   OBsetPortParams_1_0_S& stub() { return *m_stub; }
+  void answer(OBstubReply* reply) { m_stub->setPortParams_reply(reply, 1, 2, 3, 4, true, 5, 6, 7); }
 
   std::atomic<int> calls{0};
   std::atomic<bool> blocked{false};
@@ -97,6 +107,7 @@ class Ports : public OBsetPortParams_1_0_SI {
   std::unique_ptr<OBsetPortParams_1_0_S> m_stub;
   std::mutex m_mutex;
   std::deque<OBstubReply*> m_kept;
+  std::vector<uint32_t> m_served;
 };
 
 /// Answers, keeps or releases the handles, as it is told.
@@ -118,10 +129,10 @@ class Sfp : public OBsetSmartSfpParams_1_0_SI {
       m_stub->setSmartSfpParams_reply(reply, enableFilter, action, sendOutPDU, pbmp, size, std::move(pdu));
     }
   }
-  void answerKept() {
+  void answerKept(const std::string& text = {}) {
     const std::lock_guard guard(m_mutex);
     for (OBstubReply* reply : std::exchange(m_kept, {})) {
-      m_stub->setSmartSfpParams_reply(reply, 1, 2, 3, 4, 5, "");
+      m_stub->setSmartSfpParams_reply(reply, 1, 2, 3, 4, 5, text);
     }
   }
 
@@ -190,7 +201,7 @@ struct Component {
     ports.opened = true;
     mayFill = true;
     mayStart = true;
-    waitFor([] { return OBcomponent::static_obc.load() != nullptr; }, std::chrono::seconds(1));
+    waitFor([this] { return stopped || OBcomponent::static_obc.load() != nullptr; }, std::chrono::seconds(1));
     if (!thread.joinable()) return;
     if (OBcomponent* bus = OBcomponent::static_obc) bus->sendKillMsgToSelf();
     thread.join();

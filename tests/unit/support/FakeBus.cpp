@@ -89,8 +89,8 @@ std::vector<std::string> FakeBus::registrations() {
   return guarded(state().registrations);
 }
 
-OBstubReply::OBstubReply(std::shared_ptr<otnbus::Outbox> outbox, uint64_t call)
-    : m_outbox(std::move(outbox)), m_call(call) {}
+OBstubReply::OBstubReply(std::shared_ptr<otnbus::Bus> bus, uint64_t call)
+    : m_bus(std::move(bus)), m_call(call) {}
 
 void OBstubReply::release(OBstubReply* reply) {
   if (reply == nullptr) return;

@@ -1,0 +1,183 @@
+// Which thread does what with the bus: the deputy while a handler blocks, whoever has a reply, nobody else.
+#include <gmock/gmock.h>
+
+#include "busFixture.h"
+#include "otnbus/Bus.h"
+#include "threadSwitches.h"
+
+namespace {
+
+using namespace busTest;
+
+constexpr const char* deputy = "tv-deputy";
+
+class BusThreads : public BusTest {
+ protected:
+  /// A handler blocks from here on, and the deputy stands in for it.
+  void block(Component& tested, Peer& peer, int* answers) {
+    tested.ports.opened = false;
+    sendPort(peer, 99, answers);
+    ASSERT_TRUE(pump(peer, [&] { return tested.ports.blocked.load(); }));
+    EXPECT_EQ(peer.call(component, "/", nullptr, "Introspect"), "");
+  }
+};
+
+TEST_F(BusThreads, aQuickCallWakesTheBusThreadOnly) {
+  Component tested;
+  ASSERT_TRUE(tested.ready());
+  Peer peer(m_bus);
+  EXPECT_EQ(setPort(peer, 1), "");
+  constexpr long calls = 1000;
+  const long before = switchesOfOthers();
+  const long deputyBefore = switchesOfOthers(deputy);
+  for (long i = 0; i < calls; ++i) EXPECT_EQ(setPort(peer, 1), "");
+  EXPECT_GE(deputyBefore, 0) << "there is no deputy";
+  EXPECT_LT(switchesOfOthers() - before, calls + calls / 5);
+  EXPECT_LT(switchesOfOthers(deputy) - deputyBefore, calls / 20);
+}
+
+TEST_F(BusThreads, aReplyWakesNobody) {
+  Component tested;
+  ASSERT_TRUE(tested.ready());
+  Peer peer(m_bus);
+  int answers[2] = {};
+  constexpr int calls = 100;
+  for (int i = 0; i < calls; ++i) sendPort(peer, 0, answers);
+  ASSERT_TRUE(pump(peer, [&] { return tested.ports.calls == calls; }));
+  const long before = switchesOfOthers();
+  while (OBstubReply* reply = tested.ports.takeKept()) tested.ports.answer(reply);
+  EXPECT_TRUE(pump(peer, [&] { return answers[0] == calls; }));
+  EXPECT_LT(switchesOfOthers() - before, calls / 10);
+}
+
+TEST_F(BusThreads, keepTheOrderOfArrivalWhenTheBusChangesHands) {
+  Component tested;
+  ASSERT_TRUE(tested.ready());
+  Peer peer(m_bus);
+  int answers[2] = {};
+  block(tested, peer, answers);
+  std::vector<uint32_t> expected{99};
+  for (uint32_t i = 100; i < 600; ++i) {
+    sendPort(peer, i, answers);
+    expected.push_back(i);
+    if (i == 350) tested.ports.opened = true;
+  }
+  EXPECT_TRUE(pump(peer, [&] { return answers[0] == 501; }));
+  EXPECT_EQ(tested.ports.served(), expected);
+}
+
+TEST_F(BusThreads, changeAgainAndAgain) {
+  Component tested;
+  ASSERT_TRUE(tested.ready());
+  Peer peer(m_bus);
+  int answers[2] = {};
+  for (int round = 1; round <= 20; ++round) {
+    block(tested, peer, answers);
+    sendPort(peer, 1, answers);
+    tested.ports.opened = true;
+    EXPECT_TRUE(pump(peer, [&] { return answers[0] == 2 * round; }));
+    EXPECT_EQ(setPort(peer, 1), "");
+  }
+}
+
+TEST_F(BusThreads, takeInAndGiveOutSignalsWhileAHandlerBlocks) {
+  Component tested;
+  ASSERT_TRUE(tested.ready());
+  Peer peer(m_bus);
+  ASSERT_TRUE(peer.own("otn.redundancyManager"));
+  int seen = 0;
+  const auto count = [](sd_bus_message*, void* counter, sd_bus_error*) {
+    ++*static_cast<int*>(counter);
+    return 0;
+  };
+  ASSERT_GE(sd_bus_match_signal(peer.bus(), nullptr, component, portPath, portClass, "issStatusChange", count,
+                                &seen),
+            0);
+  int answers[2] = {};
+  block(tested, peer, answers);
+  sendState(peer, nullptr, "i", 3);
+  tested.ports.stub().issStatusChange_signal(true);
+  EXPECT_TRUE(pump(peer, [&] { return seen == 1; }));
+  EXPECT_TRUE(tested.ports.blocked);
+  EXPECT_EQ(answers[0], 0);
+  tested.ports.opened = true;
+  EXPECT_TRUE(waitFor([&] { return tested.state.states() == std::vector<int32_t>{3}; }));
+}
+
+TEST_F(BusThreads, leaveWhatTheBusDoesNotTakeToWhoWaitsOnIt) {
+  Component tested;
+  ASSERT_TRUE(tested.ready());
+  Peer peer(m_bus);
+  for (const bool blocked : {false, true}) {
+    int answers[2] = {};
+    constexpr int calls = 7;
+    tested.sfp.keeping = true;
+    for (int i = 0; i < calls; ++i) sendText(peer, 1 << 20, answers);
+    EXPECT_EQ(setPort(peer, 1), "");
+    int others[2] = {};
+    if (blocked) block(tested, peer, others);
+    m_bus.suspend();
+    const auto before = std::chrono::steady_clock::now();
+    tested.sfp.answerKept(std::string(1 << 20, 'y'));
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(10)) << "an answer has waited";
+    m_bus.resume();
+    EXPECT_TRUE(pump(peer, [&] { return answers[0] == calls; }));
+    tested.ports.opened = true;
+  }
+}
+
+TEST_F(BusThreads, answerFromManyThreadsAtOnce) {
+  Component tested;
+  ASSERT_TRUE(tested.ready());
+  Peer peer(m_bus);
+  int answers[2] = {};
+  constexpr int calls = 1000;
+  for (int i = 0; i < calls; ++i) sendPort(peer, 0, answers);
+  std::vector<std::thread> threads;
+  std::atomic<int> given{0};
+  for (int i = 0; i < 8; ++i) {
+    threads.emplace_back([&] {
+      waitFor([&] {
+        while (OBstubReply* reply = tested.ports.takeKept()) {
+          tested.ports.answer(reply);
+          tested.ports.stub().issStatusChange_signal(true);
+          ++given;
+        }
+        return given == calls;
+      });
+    });
+  }
+  EXPECT_TRUE(pump(peer, [&] { return answers[0] == calls; }));
+  for (std::thread& thread : threads) thread.join();
+}
+
+TEST_F(BusThreads, mayAnswerWhileTheComponentEnds) {
+  for (int round = 0; round < 20; ++round) {
+    auto tested = std::make_unique<Component>();
+    ASSERT_TRUE(tested->ready());
+    Peer peer(m_bus);
+    int answers[2] = {};
+    for (int i = 0; i < 50; ++i) sendPort(peer, 0, answers);
+    ASSERT_TRUE(pump(peer, [&] { return tested->ports.calls == 50; }));
+    std::thread worker([&] {
+      while (OBstubReply* reply = tested->ports.takeKept()) tested->ports.answer(reply);
+    });
+    OBcomponent::static_obc.load()->sendKillMsgToSelf();
+    worker.join();
+    EXPECT_TRUE(waitFor([&] { return tested->stopped.load(); }));
+  }
+}
+
+// Shows under the address and thread sanitizers.
+TEST(BusKill, MayBeFollowedByTheEndAsSoonAsItIsSeen) {
+  for (int round = 0; round < 300; ++round) {
+    auto bus = std::make_unique<otnbus::Bus>();
+    std::thread killer([&bus = *bus] { bus.kill(); });
+    while (!bus->killed()) std::this_thread::yield();
+    bus->awaitKillers();
+    bus.reset();
+    killer.join();
+  }
+}
+
+}  // namespace
