@@ -127,7 +127,7 @@ class Connection {
   int incoming(sd_bus_message* message) REQUIRES(m_bus->mutex);
   int handleCall(sd_bus_message* call) REQUIRES(m_bus->mutex);
   int handleEarlyCall(sd_bus_message* call) REQUIRES(m_bus->mutex);
-  void handleProperties(sd_bus_message* call, const Registry::Entry& object) REQUIRES(m_bus->mutex);
+  void handleProperties(sd_bus_message* call, const OBinterfaceDescription* object) REQUIRES(m_bus->mutex);
   void dispatchCall(sd_bus_message* call, const Registry::Entry& object, unsigned member)
       REQUIRES(m_bus->mutex);
   int handleSignal(sd_bus_message* signal) REQUIRES(m_bus->mutex);

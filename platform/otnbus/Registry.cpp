@@ -7,6 +7,8 @@ namespace otnbus {
 
 namespace {
 
+constexpr std::string_view interfacePrefix = "otn.";
+
 constexpr const char* documentHead =
     R"xml(<!DOCTYPE node PUBLIC "-//freedesktop//DTD D-BUS Object Introspection 1.0//EN"
  "http://www.freedesktop.org/standards/dbus/1.0/introspect.dtd">
@@ -50,7 +52,12 @@ size_t lengthAbove(std::string_view path, std::string_view node) {
 }  // namespace
 
 std::string interfaceName(const OBinterfaceDescription& description) {
-  return std::string("otn.") + description.interfaceClass;
+  return std::string(interfacePrefix) + description.interfaceClass;
+}
+
+bool isInterface(std::string_view name, const OBinterfaceDescription& description) {
+  return name.starts_with(interfacePrefix) &&
+         name.substr(interfacePrefix.size()) == description.interfaceClass;
 }
 
 std::string objectPath(const std::string& component, const std::string& busInterfaceName) {
@@ -77,26 +84,26 @@ OBstub* Registry::stub(int handle) const {
   return nullptr;
 }
 
-Registry::Entry Registry::object(std::string_view path) const {
+const Registry::Entry* Registry::object(std::string_view path) const {
   for (const Entry& entry : m_entries) {
-    if (!entry.receiver && entry.path == path) return entry;
+    if (!entry.receiver && entry.path == path) return &entry;
   }
-  return {};
+  return nullptr;
 }
 
-Registry::Entry Registry::receiver(std::string_view path, std::string_view interfaceName,
-                                   std::string_view signal, unsigned& member) const {
+const Registry::Entry* Registry::receiver(std::string_view path, std::string_view interfaceName,
+                                          std::string_view signal, unsigned& member) const {
   for (const Entry& entry : m_entries) {
     if (!entry.receiver || entry.path != path) continue;
-    if (otnbus::interfaceName(*entry.description) != interfaceName) continue;
+    if (!isInterface(interfaceName, *entry.description)) continue;
     const std::span<const OBmember> members = entry.description->members;
     for (member = 0; member < members.size(); ++member) {
       if (members[member].kind == OBmember::Kind::Signal && members[member].name == signal) {
-        return entry;
+        return &entry;
       }
     }
   }
-  return {};
+  return nullptr;
 }
 
 bool Registry::nodeExists(std::string_view path) const {

@@ -18,7 +18,7 @@ class Registry {
   struct Entry {
     int handle = -1;
     OBstub* stub = nullptr;
-    const OBinterfaceDescription* description = nullptr;  ///< null: no such entry
+    const OBinterfaceDescription* description = nullptr;
     std::string path;
     bool receiver = false;
   };
@@ -28,11 +28,12 @@ class Registry {
   void remove(int handle);
 
   OBstub* stub(int handle) const;
+  // An entry stays until something is added or removed; null when there is none.
   /// The object at this path.
-  Entry object(std::string_view path) const;
+  const Entry* object(std::string_view path) const;
   /// The receiver of this signal; `member` is its place in the description.
-  Entry receiver(std::string_view path, std::string_view interfaceName, std::string_view signal,
-                 unsigned& member) const;
+  const Entry* receiver(std::string_view path, std::string_view interfaceName, std::string_view signal,
+                        unsigned& member) const;
   /// True for the objects and every node above them.
   bool nodeExists(std::string_view path) const;
   /// What introspection of an existing node tells.
@@ -45,6 +46,7 @@ class Registry {
 
 /// D-Bus's name of the interface class.
 std::string interfaceName(const OBinterfaceDescription& description);
+bool isInterface(std::string_view name, const OBinterfaceDescription& description);
 /// The object that carries the component's bus interface.
 std::string objectPath(const std::string& component, const std::string& busInterfaceName);
 

@@ -87,18 +87,18 @@ int Connection::handleCall(sd_bus_message* call) {
   const std::string_view path = text(sd_bus_message_get_path(call));
   const std::string_view interface = text(sd_bus_message_get_interface(call));
   const std::string_view member = text(sd_bus_message_get_member(call));
-  const Registry::Entry object = m_registry.object(path);
-  if (object.description == nullptr && !m_registry.nodeExists(path)) {
+  const Registry::Entry* const object = m_registry.object(path);
+  if (object == nullptr && !m_registry.nodeExists(path)) {
     sd_bus_reply_method_errorf(call, SD_BUS_ERROR_UNKNOWN_OBJECT, "There is no object %.*s", longestQuote,
                                path.data());
     return 1;
   }
-  const bool own = object.description != nullptr && interface == interfaceName(*object.description);
-  if (own || (interface.empty() && object.description != nullptr)) {
-    const std::span<const OBmember> members = object.description->members;
+  const bool own = object != nullptr && isInterface(interface, *object->description);
+  if (own || (interface.empty() && object != nullptr)) {
+    const std::span<const OBmember> members = object->description->members;
     for (unsigned i = 0; i < members.size(); ++i) {
       if (members[i].kind == OBmember::Kind::Method && member == members[i].name) {
-        dispatchCall(call, object, i);
+        dispatchCall(call, *object, i);
         return 1;
       }
     }
@@ -108,7 +108,7 @@ int Connection::handleCall(sd_bus_message* call) {
       sd_bus_reply_method_return(call, "s", m_registry.introspect(std::string(path)).c_str());
   } else if ((interface.empty() || interface == properties) &&
              (member == "Get" || member == "Set" || member == "GetAll")) {
-    handleProperties(call, object);
+    handleProperties(call, object != nullptr ? object->description : nullptr);
   } else if (own || interface.empty() || interface == introspectable || interface == properties) {
     sd_bus_reply_method_errorf(call, SD_BUS_ERROR_UNKNOWN_METHOD, "%s has no method %s", path.data(),
                                sd_bus_message_get_member(call));
@@ -120,14 +120,14 @@ int Connection::handleCall(sd_bus_message* call) {
 }
 
 /// There are no properties.
-void Connection::handleProperties(sd_bus_message* call, const Registry::Entry& object) {
+void Connection::handleProperties(sd_bus_message* call, const OBinterfaceDescription* object) {
   const std::string_view member = text(sd_bus_message_get_member(call));
   if (!takes(call, member == "GetAll" ? "s" : member == "Get" ? "ss" : "ssv")) return;
   const char* interface = nullptr;
   sd_bus_message_read_basic(call, SD_BUS_TYPE_STRING, &interface);
   const std::string_view name = text(interface);
   const bool known = name.empty() || name == peer || name == introspectable || name == properties ||
-                     (object.description != nullptr && name == interfaceName(*object.description));
+                     (object != nullptr && isInterface(name, *object));
   if (!known) {
     sd_bus_reply_method_errorf(call, SD_BUS_ERROR_UNKNOWN_INTERFACE, "There is no such interface");
   } else if (member == "GetAll") {
@@ -187,10 +187,10 @@ int Connection::handleSignal(sd_bus_message* signal) {
   const std::string_view path = text(sd_bus_message_get_path(signal));
   if (!path.starts_with("/otn/")) return 0;
   unsigned member = 0;
-  const Registry::Entry receiver = m_registry.receiver(path, text(sd_bus_message_get_interface(signal)),
-                                                       text(sd_bus_message_get_member(signal)), member);
-  if (receiver.description != nullptr) {
-    const Sender& expected = sender(*receiver.description);
+  const Registry::Entry* const receiver = m_registry.receiver(
+      path, text(sd_bus_message_get_interface(signal)), text(sd_bus_message_get_member(signal)), member);
+  if (receiver != nullptr) {
+    const Sender& expected = sender(*receiver->description);
     if (expected.known && expected.owner != from) return 1;
     if (!m_running) {
       keepEarlySignal(signal, expected.known);
@@ -206,14 +206,14 @@ int Connection::handleSignal(sd_bus_message* signal) {
 /// The sender has been checked.
 int Connection::dispatchSignal(sd_bus_message* signal) {
   CallQueue::Entry entry;
-  const Registry::Entry receiver =
+  const Registry::Entry* const receiver =
       m_registry.receiver(text(sd_bus_message_get_path(signal)), text(sd_bus_message_get_interface(signal)),
                           text(sd_bus_message_get_member(signal)), entry.message.method);
-  if (receiver.description == nullptr) return 1;
-  const char* signature = receiver.description->members[entry.message.method].in;
+  if (receiver == nullptr) return 1;
+  const char* signature = receiver->description->members[entry.message.method].in;
   const ReadResult result = readValues(signal, signature, entry.message.arguments);
   if (result == ReadResult::WrongSignature) return 1;
-  entry.registration = receiver.handle;
+  entry.registration = receiver->handle;
   entry.textSize = textSize(entry.message.arguments);
   if (result == ReadResult::Read && m_queue.hasRoom(entry.textSize) && m_queue.post(std::move(entry))) {
     m_droppingSignals = false;
@@ -249,11 +249,11 @@ void Connection::checkEarlySignals() {
     unsigned member = 0;
     if (early.checked) return false;
     sd_bus_message* signal = early.message.get();
-    const Registry::Entry receiver =
+    const Registry::Entry* const receiver =
         m_registry.receiver(text(sd_bus_message_get_path(signal)), text(sd_bus_message_get_interface(signal)),
                             text(sd_bus_message_get_member(signal)), member);
-    if (receiver.description == nullptr) return false;
-    const Sender& expected = sender(*receiver.description);
+    if (receiver == nullptr) return false;
+    const Sender& expected = sender(*receiver->description);
     early.checked = expected.known;
     if (!expected.known || expected.owner == text(sd_bus_message_get_sender(signal))) return false;
     m_earlySize -= early.size;
