@@ -46,6 +46,7 @@ bool Deputy::start(void (*standIn)(void*), void* argument) {
   m_standIn = standIn;
   m_argument = argument;
   m_started = m_timer >= 0 && startWithSignalsBlocked(m_thread, run, this);
+  if (m_started) pthread_setname_np(m_thread, "tv-deputy");
   return m_started;
 }
 
@@ -88,7 +89,6 @@ void Deputy::takeTick() {
 }
 
 void* Deputy::run(void* self) {
-  pthread_setname_np(pthread_self(), "tv-deputy");
   static_cast<Deputy*>(self)->serve();
   return nullptr;
 }

@@ -46,8 +46,8 @@ void Connection::run() {
 }
 
 void Connection::dispatch() {
-  // Whether to try to take something in. Not after a handler with nothing queued: the wait that comes next tells
-  // as well whether there is something, and one of the two is enough.
+  // Whether to try to take something in. Not after a handler with nothing queued: the wait that comes next
+  // tells as well whether there is something, and one of the two is enough.
   bool look = true;
   while (!m_bus->killed()) {
     CallQueue::Entry entry;
