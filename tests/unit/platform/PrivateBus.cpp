@@ -34,17 +34,19 @@ constexpr const char* configuration =
     <allow receive_type="signal"/>
   </policy>
   <limit name="max_replies_per_connection">100000</limit>
+  @LIMITS@
 </busconfig>
 )";
 
 }  // namespace
 
-PrivateBus::PrivateBus() {
+PrivateBus::PrivateBus(const std::string& limits) {
   char directory[] = "/tmp/trelvik-test-bus.XXXXXX";
   m_directory = mkdtemp(directory);
   m_address = "unix:path=" + m_directory + "/bus";
   std::string text = configuration;
   text.replace(text.find("@SOCKET@"), 8, m_directory + "/bus");
+  text.replace(text.find("@LIMITS@"), 8, limits);
   std::ofstream(m_directory + "/bus.conf") << text;
   setenv("DBUS_SYSTEM_BUS_ADDRESS", m_address.c_str(), 1);
 }

@@ -10,7 +10,8 @@
 /// dbus-daemon on a socket in a directory of its own, gone with the object.
 class PrivateBus {
  public:
-  PrivateBus();
+  /// `limits`: more <limit> elements of the bus's configuration.
+  explicit PrivateBus(const std::string& limits = {});
   ~PrivateBus();
   PrivateBus(const PrivateBus&) = delete;
   PrivateBus& operator=(const PrivateBus&) = delete;

@@ -120,6 +120,7 @@ class Sfp : public OBsetSmartSfpParams_1_0_SI {
   }
   void setSmartSfpParams(OBstubReply* reply, uint32_t enableFilter, uint32_t action, uint32_t sendOutPDU,
                          uint32_t pbmp, uint32_t size, std::string pdu) override {
+    ++calls;
     if (releasing) {
       OBstubReply::release(reply);
     } else if (keeping) {
@@ -136,6 +137,7 @@ class Sfp : public OBsetSmartSfpParams_1_0_SI {
     }
   }
 
+  std::atomic<int> calls{0};
   std::atomic<bool> keeping{false};
   std::atomic<bool> releasing{false};
 

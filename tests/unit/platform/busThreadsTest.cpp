@@ -1,6 +1,9 @@
 // Which thread does what with the bus: the deputy while a handler blocks, whoever has a reply, nobody else.
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <array>
+
 #include "busFixture.h"
 #include "otnbus/Bus.h"
 #include "threadSwitches.h"
@@ -31,7 +34,7 @@ TEST_F(BusThreads, aQuickCallWakesTheBusThreadOnly) {
   const long before = switchesOfOthers();
   const long deputyBefore = switchesOfOthers(deputy);
   for (long i = 0; i < calls; ++i) EXPECT_EQ(setPort(peer, 1), "");
-  EXPECT_GE(deputyBefore, 0) << "there is no deputy";
+  ASSERT_GE(deputyBefore, 0) << "there is no deputy";
   EXPECT_LT(switchesOfOthers() - before, calls + calls / 5);
   EXPECT_LT(switchesOfOthers(deputy) - deputyBefore, calls / 20);
 }
@@ -124,6 +127,30 @@ TEST_F(BusThreads, leaveWhatTheBusDoesNotTakeToWhoWaitsOnIt) {
     EXPECT_TRUE(pump(peer, [&] { return answers[0] == calls; }));
     tested.ports.opened = true;
   }
+}
+
+TEST_F(BusThreads, readNoMoreFromABusThatTakesNothing) {
+  PrivateBus small("<limit name=\"max_incoming_bytes\">3145728</limit>");
+  ASSERT_TRUE(small.start());
+  Component tested;
+  ASSERT_TRUE(tested.ready());
+  // Callers that do not read yet: their answers fill the bus, and then the component.
+  constexpr int callers = 25;
+  constexpr int each = 2;
+  std::deque<Peer> peers;
+  std::vector<std::array<int, 2>> answers(callers);
+  for (int i = 0; i < callers; ++i) {
+    Peer& peer = peers.emplace_back(small);
+    for (int k = 0; k < each; ++k) sendText(peer, (1 << 20) - 1, answers[i].data());
+    ASSERT_GE(sd_bus_flush(peer.bus()), 0);
+  }
+  const auto everything = [&] { return tested.sfp.calls == callers * each; };
+  EXPECT_TRUE(waitFor([&] { return tested.sfp.calls >= 12; }));
+  EXPECT_FALSE(waitFor(everything, std::chrono::seconds(1)));
+  EXPECT_TRUE(waitFor([&] {
+    for (Peer& peer : peers) peer.process();
+    return std::all_of(answers.begin(), answers.end(), [](const auto& got) { return got[0] == each; });
+  }));
 }
 
 TEST_F(BusThreads, answerFromManyThreadsAtOnce) {
