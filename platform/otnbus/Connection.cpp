@@ -141,12 +141,13 @@ int Connection::takeInUntil(const std::function<bool()>& done, uint64_t limitMs,
 }
 
 void Connection::lost(int error) {
-  LOG(CRITICAL, atLost, HERE, "The bus connection is lost: %s", errorText(error).c_str());
-  m_bus->close();
   {
+    // The bus thread and the deputy may both come to know.
     const Guard guard(&m_bus->mutex);
+    if (m_bus->sd() == nullptr) return;
     closeBus();
   }
+  LOG(CRITICAL, atLost, HERE, "The bus connection is lost: %s", errorText(error).c_str());
   ::kill(getpid(), SIGTERM);
 }
 

@@ -106,17 +106,38 @@ TEST_F(BusTest, leavesLateHandlesInert) {
   EXPECT_EQ(answers[0], 0);
 }
 
-TEST_F(BusTest, stopsTheProcessWhenTheBusIsLost) {
-  Component tested;
-  ASSERT_TRUE(tested.ready());
-  Peer peer(m_bus);
-  EXPECT_EQ(setPort(peer, 1), "");
-  m_bus.stop();
+/// The bus goes away: the process gets SIGTERM, after one line.
+void loseTheBus(PrivateBus& bus, const SyslogCapture& log) {
+  bus.stop();
   sigset_t stop;
   sigemptyset(&stop);
   sigaddset(&stop, SIGTERM);
   const timespec limit{20, 0};
   EXPECT_EQ(sigtimedwait(&stop, nullptr, &limit), SIGTERM);
+  EXPECT_EQ(log.count("[CRITICAL] otnbus:"), 1U);
+}
+
+TEST_F(BusTest, stopsTheProcessWhenTheBusIsLost) {
+  Component tested;
+  ASSERT_TRUE(tested.ready());
+  Peer peer(m_bus);
+  EXPECT_EQ(setPort(peer, 1), "");
+  loseTheBus(m_bus, m_log);
+}
+
+TEST_F(BusTest, stopsTheProcessWhenTheBusIsLostWhileAHandlerBlocks) {
+  Component tested;
+  ASSERT_TRUE(tested.ready());
+  Peer peer(m_bus);
+  int answers[2] = {};
+  sendPort(peer, 0, answers);
+  sendPort(peer, 99, answers);
+  ASSERT_TRUE(pump(peer, [&] { return tested.ports.blocked.load(); }));
+  loseTheBus(m_bus, m_log);
+  EXPECT_TRUE(tested.ports.blocked);
+  tested.ports.answer(tested.ports.takeKept());
+  tested.ports.stub().issStatusChange_signal(true);
+  tested.stop();
   EXPECT_EQ(m_log.count("[CRITICAL] otnbus:"), 1U);
 }
 
