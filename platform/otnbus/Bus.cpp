@@ -142,12 +142,12 @@ int Bus::prepare(Wait& wait, int limitMs) {
   using std::chrono::microseconds;
   wait = {{{-1, 0, 0}, {m_wake, POLLIN, 0}, {-1, 0, 0}}, limitMs};
   if (m_sd == nullptr) return 0;
-  int events = sd_bus_get_events(m_sd);
+  const int events = sd_bus_get_events(m_sd);
   if (events < 0) return events;
   m_awaitsRoom = (events & POLLOUT) != 0;
   if (!m_awaitsRoom) m_unsentText = 0;
-  if (backedUp()) events &= ~POLLIN;
-  wait.fds[0] = {sd_bus_get_fd(m_sd), static_cast<short>(events), 0};
+  wait.fds[0] = {sd_bus_get_fd(m_sd), static_cast<short>(backedUp() ? POLLOUT : events), 0};
+  if (backedUp()) return 0;
   uint64_t wakeAt = UINT64_MAX;
   sd_bus_get_timeout(m_sd, &wakeAt);
   if (wakeAt == UINT64_MAX) return 0;
@@ -167,6 +167,12 @@ uint64_t Bus::unsent() const {
   uint64_t count = 0;
   if (m_sd != nullptr) sd_bus_get_n_queued_write(m_sd, &count);
   return count;
+}
+
+bool Bus::mayRun() const {
+  if (!backedUp()) return true;
+  pollfd room{sd_bus_get_fd(m_sd), POLLOUT, 0};
+  return poll(&room, 1, 0) > 0;
 }
 
 bool Bus::backedUp() const {

@@ -69,6 +69,8 @@ class Bus {
   sd_bus* sd() const REQUIRES(mutex) { return m_sd; }
   bool closed() const REQUIRES(mutex) { return m_closed; }
 
+  /// False while so much is unsent that nothing more is to be read, and there is no room to send it.
+  bool mayRun() const REQUIRES(mutex);
   /// What to wait for, until sd-bus's next time-out and `limitMs` at most; an error of sd-bus, or 0.
   int prepare(Wait& wait, int limitMs) REQUIRES(mutex);
   /// To be called when something was sent by a thread that may not be the one that waits.

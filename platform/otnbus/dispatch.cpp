@@ -122,6 +122,7 @@ void Connection::standIn(void* self) {
 int Connection::takeIn() {
   if (m_bus->sd() == nullptr) return 0;
   tryAgain();
+  if (!m_bus->mayRun()) return 0;
   const int result = sd_bus_process(m_bus->sd(), nullptr);
   if (result == -ENOMEM && waitForMemory()) return 0;
   if (result == 0) m_lackingMemory = false;
