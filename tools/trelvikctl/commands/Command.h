@@ -57,5 +57,6 @@ void addTrace(Command root);
 void addRedundancy(Command root);
 void addStatus(Command root);
 void addWatch(Command root);
+void addOps(Command root);
 
 }  // namespace ctl

@@ -77,7 +77,7 @@ int main(int argc, char** argv) {
   ctl::Command root(app, context);
   addGlobalOptions(root, context, json);
   for (const auto add : {ctl::addPort, ctl::addRule, ctl::addSyncE, ctl::addSmartSfp, ctl::addIss,
-                         ctl::addTrace, ctl::addRedundancy, ctl::addStatus, ctl::addWatch}) {
+                         ctl::addTrace, ctl::addRedundancy, ctl::addStatus, ctl::addWatch, ctl::addOps}) {
     add(root);
   }
   try {
