@@ -57,6 +57,7 @@ void addTrace(Command root);
 void addRedundancy(Command root);
 void addStatus(Command root);
 void addWatch(Command root);
+void addDoctor(Command root);
 void addOps(Command root);
 
 }  // namespace ctl

@@ -76,8 +76,9 @@ int main(int argc, char** argv) {
   bool json = false;
   ctl::Command root(app, context);
   addGlobalOptions(root, context, json);
-  for (const auto add : {ctl::addPort, ctl::addRule, ctl::addSyncE, ctl::addSmartSfp, ctl::addIss,
-                         ctl::addTrace, ctl::addRedundancy, ctl::addStatus, ctl::addWatch, ctl::addOps}) {
+  for (const auto add :
+       {ctl::addPort, ctl::addRule, ctl::addSyncE, ctl::addSmartSfp, ctl::addIss, ctl::addTrace,
+        ctl::addRedundancy, ctl::addStatus, ctl::addWatch, ctl::addDoctor, ctl::addOps}) {
     add(root);
   }
   try {
