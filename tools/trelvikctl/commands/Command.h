@@ -60,4 +60,9 @@ void addWatch(Command root);
 void addDoctor(Command root);
 void addOps(Command root);
 
+/// The words that may come next on a command line, for the shell's completion; the last word is the one
+/// begun.
+std::vector<std::string> complete(CLI::App& root, const Context& context,
+                                  const std::vector<std::string>& words);
+
 }  // namespace ctl

@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -35,6 +36,14 @@ std::string advice(const CLI::App* app) {
     commands += (commands.empty() ? "commands: " : ", ") + sub->get_name();
   }
   return " (" + (commands.empty() ? "" : commands + "; ") + "help: " + words + " --help)";
+}
+
+int printCandidates(CLI::App& root, const ctl::Context& context, int argc, char** argv) {
+  for (const std::string& word :
+       ctl::complete(root, context, std::vector<std::string>(argv + 2, argv + argc))) {
+    puts(word.c_str());
+  }
+  return 0;
 }
 
 /// "help COMMAND" is "COMMAND --help". CLI11 takes the words from the back.
@@ -81,6 +90,7 @@ int main(int argc, char** argv) {
         ctl::addRedundancy, ctl::addStatus, ctl::addWatch, ctl::addDoctor, ctl::addOps}) {
     add(root);
   }
+  if (argc > 1 && strcmp(argv[1], "__complete") == 0) return printCandidates(app, context, argc, argv);
   try {
     ctl::Outcome outcome = parse(app, context, argc, argv);
     context.output.useJson(json);
