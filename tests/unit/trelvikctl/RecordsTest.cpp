@@ -34,7 +34,7 @@ TEST(Records, NothingIsNothing) {
 
 TEST(Records, BytesByChanceAreShown) {
   uint32_t state = 1;
-  for (size_t size : {1, 2, 100, 6923, 6924, 6925, 20000}) {
+  for (const size_t size : std::initializer_list<size_t>{1, 2, 100, 6923, 6924, 6925, 20000}) {
     std::string bytes;
     while (bytes.size() < size) bytes += static_cast<char>((state = state * 1664525 + 1013904223) >> 24);
     EXPECT_THAT(decodeInput(bytes).pieces, SizeIs((size + 6923) / 6924)) << size;
@@ -57,6 +57,73 @@ TEST(Records, CapturesAreTakenApart) {
   EXPECT_THAT(input.pieces[1].line, HasSubstr(" <- partial record, 5 of 6924 bytes: 1000000007"));
 }
 
+/// A conversation on port 8000, as the simulator captures it.
+std::string conversation(bool fromTheBeginning) {
+  sim::CaptureEncoder encoder(8000);
+  const std::string request = flush(7);
+  const std::string answer = flush(8);
+  std::string file = sim::CaptureEncoder::start();
+  const std::string handshake = encoder.connected(std::chrono::seconds(1));
+  if (fromTheBeginning) file += handshake;
+  file += encoder.data(sim::Direction::out, std::as_bytes(std::span(answer)), std::chrono::seconds(2));
+  return file + encoder.data(sim::Direction::in, std::as_bytes(std::span(request)), std::chrono::seconds(3));
+}
+
+uint32_t wordAt(const std::string& bytes, size_t at) {
+  uint32_t word = 0;
+  memcpy(&word, &bytes[at], sizeof word);
+  return word;
+}
+
+void putWord(std::string& bytes, uint32_t word, bool swapped) {
+  if (swapped) word = __builtin_bswap32(word);
+  bytes.append(reinterpret_cast<const char*>(&word), sizeof word);
+}
+
+/// The packets of a pcapng file with times in nanoseconds, as tcpdump would write them.
+std::string asPcap(const std::string& pcapng, uint32_t magic, bool swapped) {
+  std::string file;
+  for (const uint32_t word : {magic, uint32_t{2}, uint32_t{0}, uint32_t{0}, uint32_t{65535}, uint32_t{101}}) {
+    putWord(file, word, swapped);
+  }
+  for (size_t at = 0; at < pcapng.size(); at += wordAt(pcapng, at + 4)) {
+    if (wordAt(pcapng, at) != 6) continue;
+    const uint32_t size = wordAt(pcapng, at + 20);
+    for (const uint32_t word : {uint32_t{1}, uint32_t{5}, size, size}) putWord(file, word, swapped);
+    file += pcapng.substr(at + 28, size);
+  }
+  return file;
+}
+
+TEST(Records, CapturesMayBeginAtAnyTime) {
+  const DecodedInput input = decodeInput(conversation(false));
+  EXPECT_EQ(input.what, "a capture");
+  ASSERT_THAT(input.pieces, SizeIs(2));
+  EXPECT_THAT(input.pieces[0].line, HasSubstr(" <- FLUSH_CMD [16] vpn=8 vp=2"));
+  EXPECT_THAT(input.pieces[1].line, HasSubstr(" -> FLUSH_CMD [16] vpn=7 vp=2"));
+}
+
+TEST(Records, CapturesOfTcpdumpAreRead) {
+  for (const uint32_t magic : {0xA1B2C3D4U, 0xA1B23C4DU}) {
+    for (const bool swapped : {false, true}) {
+      for (const bool whole : {false, true}) {
+        const std::string file = asPcap(conversation(whole), magic, swapped);
+        EXPECT_EQ(decodeInput(file).what, "a capture");
+        EXPECT_THAT(decodeInput(file).pieces, SizeIs(2));
+        EXPECT_THAT(decodeInput(file.substr(0, file.size() - 1)).pieces, SizeIs(2))
+            << "its last packet is an ack";
+      }
+    }
+  }
+}
+
+TEST(Records, CapturesCutAnywhereAreShown) {
+  const std::string file = conversation(false);
+  for (size_t size = 4; size < file.size(); size += 997) {
+    EXPECT_THAT(decodeInput(file.substr(0, size)).pieces, testing::Not(SizeIs(0))) << size;
+  }
+}
+
 TEST(Records, BrokenCapturesAreRawBytes) {
   const DecodedInput input = decodeInput("\x0a\x0d\x0d\x0a rubbish");
   EXPECT_THAT(input.what, StartsWith("raw records: as a capture it cannot be read ("));
@@ -69,25 +136,30 @@ TEST(HexDump, IsReadAsToolsPrintIt) {
   wanted += "ab";
   const char* dumps[] = {
       // xxd
-      "00000000: 1000 0000 0700 0000 0000 0000 0000 0000  ................\n"
-      "00000010: 0000 0000 0000 0000 0000 0000 0000 0000  ................\n"
-      "00000020: 0000 0000 0000 0000 0000 0000 0000 0000  ................\n"
-      "00000030: 6162                                     ab\n",
+      R"(00000000: 1000 0000 0700 0000 0000 0000 0000 0000  ................
+00000010: 0000 0000 0000 0000 0000 0000 0000 0000  ................
+00000020: 0000 0000 0000 0000 0000 0000 0000 0000  ................
+00000030: 6162                                     ab
+)",
       // hexdump -C
-      "00000000  10 00 00 00 07 00 00 00  00 00 00 00 00 00 00 00  |................|\n"
-      "00000010  00 00 00 00 00 00 00 00  00 00 00 00 00 00 00 00  |................|\n"
-      "*\n"
-      "00000030  61 62                                             |ab|\n"
-      "00000032\n",
+      R"(00000000  10 00 00 00 07 00 00 00  00 00 00 00 00 00 00 00  |................|
+00000010  00 00 00 00 00 00 00 00  00 00 00 00 00 00 00 00  |................|
+*
+00000030  61 62                                             |ab|
+00000032
+)",
       // od -A x -t x1
-      "000000 10 00 00 00 07 00 00 00 00 00 00 00 00 00 00 00\n"
-      "000010 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00\n"
-      "*\n"
-      "000030 61 62\n"
-      "000032\n",
+      R"(000000 10 00 00 00 07 00 00 00 00 00 00 00 00 00 00 00
+000010 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00
+*
+000030 61 62
+000032
+)",
       // a plain list
-      "10000000 07000000\n0x00,0x00,00 00\n"
-      "000000000000000000000000000000000000000000000000000000000000000000000000\n61 62",
+      R"(10000000 07000000
+0x00,0x00,00 00
+00000000 0000000000000000000000000000000000000000000000000000000000000000
+61 62)",
   };
   for (const char* dump : dumps) {
     std::string bytes;

@@ -31,17 +31,17 @@ Outcome readInput(const std::string& path, std::string& bytes) {
   const int error = n < 0 ? errno : 0;
   if (fd != STDIN_FILENO) close(fd);
   if (error != 0) return failed("cannot read " + path + ": " + strerror(error));
-  if (bytes.size() > largestInput) return failed(path + " has more than 256 MiB: take it in parts");
+  if (bytes.size() > largestInput) return failed(path + " has more than 256 MiB: take the rest in parts");
   return {};
 }
 
 Outcome decode(Context& context, const std::string& path) {
   std::string bytes;
-  if (Outcome read = readInput(path, bytes); read.status != Exit::done) return read;
+  Outcome read = readInput(path, bytes);
   const DecodedInput input = decodeInput(bytes);
   context.output.progress(path + ": " + std::to_string(bytes.size()) + " bytes, taken for " + input.what);
   for (const Piece& piece : input.pieces) context.output.event(piece.line, piece.node);
-  return {};
+  return read;
 }
 
 struct SendOptions {
@@ -84,6 +84,10 @@ bool isAnswered(uint32_t type) {
   return type < OtnIpcMsgTypeCount && ops::messages[type].isAnswer;
 }
 
+std::string_view bytesOf(const OtnIpcMsg& record) {
+  return {reinterpret_cast<const char*>(&record), sizeof record};
+}
+
 Outcome send(Context& context, const SendOptions& options) {
   OtnIpcMsg record{};
   if (Outcome built = buildRecord(options, record); built.status != Exit::done) return built;
@@ -97,10 +101,10 @@ Outcome send(Context& context, const SendOptions& options) {
         "is restarted, unless TRELVIK_ANSWER_LIMIT is set. --force sends it all the same");
   }
   OtnIpcMsg answer{};
-  const Outcome exchanged = exchange(record, context.timeoutOr(usualTimeout), answer);
+  Outcome exchanged = exchange(record, context.timeoutOr(usualTimeout), answer);
   if (exchanged.status != Exit::done) return exchanged;
   outcome.data.add("answer", sim::decodeRecord(answer));
-  if (memcmp(&answer, &record, sizeof answer) == 0) {
+  if (bytesOf(answer) == bytesOf(record)) {
     outcome.status = Exit::failed;
     outcome.message =
         "the message came back as it was: the daemon's ring is full, or it gave the message up. Try "

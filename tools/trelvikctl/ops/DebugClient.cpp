@@ -80,7 +80,7 @@ Outcome exchange(const OtnIpcMsg& request, std::chrono::milliseconds timeout, Ot
   if (const int error = probeSocket(debugServerPath)) return cannotReach(error);
   const StopSignal stop;
   ClientSocket client;
-  if (const Outcome bound = client.bind(); bound.status != Exit::done) return bound;
+  if (Outcome bound = client.bind(); bound.status != Exit::done) return bound;
   // Connected to the daemon for the send only: its answers come from an address of its own choice.
   sockaddr_un server;
   sim::fillAddress(debugServerPath, server);

@@ -6,6 +6,7 @@
 
 #include "OtnIpcFields.h"
 #include "capture/CaptureReader.h"
+#include "ops/CaptureFile.h"
 #include "record/OpsDecoder.h"
 #include "record/RecordStream.h"
 
@@ -43,7 +44,7 @@ std::vector<Piece> rawPieces(std::string_view bytes) {
 
 std::string timeText(std::chrono::nanoseconds when) {
   const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(when).count();
-  const time_t seconds = milliseconds / 1000;
+  const auto seconds = static_cast<time_t>(milliseconds / 1000);
   tm local{};
   localtime_r(&seconds, &local);
   char day[16];
@@ -102,13 +103,13 @@ Node recordNode(const OtnIpcMsg& record) {
 }
 
 DecodedInput decodeInput(const std::string& bytes) {
-  constexpr std::string_view pcapng = "\x0a\x0d\x0d\x0a";
-  if (bytes.starts_with(pcapng)) {
+  if (isCapture(bytes)) {
     std::vector<sim::CapturedConnection> connections;
-    if (const sim::Problem problem = sim::readCapture(bytes, connections)) {
-      return {"raw records: as a capture it cannot be read (" + *problem + ')', rawPieces(bytes)};
-    }
-    return {"a capture", capturePieces(connections)};
+    const sim::Problem problem = sim::readCapture(completed(bytes), connections);
+    if (problem) return {"raw records: as a capture it cannot be read (" + *problem + ')', rawPieces(bytes)};
+    std::vector<Piece> pieces = capturePieces(connections);
+    if (!pieces.empty()) return {"a capture", std::move(pieces)};
+    return {"raw records: as a capture it shows nothing of port 8000", rawPieces(bytes)};
   }
   std::string dumped;
   if (readHexDump(bytes, dumped)) return {"a hex dump", rawPieces(dumped)};
