@@ -179,14 +179,18 @@ bool Bus::run(Clock::time_point until, const std::function<bool()>& enough) {
     const int processed = sd_bus_process(m_bus, nullptr);
     if (processed < 0) return false;
     if (enough && enough()) return true;
-    if (processed > 0) continue;
     const int events = sd_bus_get_events(m_bus);
     const Clock::time_point now = Clock::now();
     if (events < 0) return false;
     if (now >= until) return true;
-    const auto left = std::min<Clock::duration>(until - now, std::chrono::hours(1));
+    // There may be more to process; a bus that never falls silent must not hide the stop.
+    const auto left =
+        processed > 0
+            ? milliseconds(0)
+            : duration_cast<milliseconds>(std::min<Clock::duration>(until - now, std::chrono::hours(1))) +
+                  milliseconds(1);
     pollfd fds[] = {{sd_bus_get_fd(m_bus), static_cast<short>(events), 0}, {m_stop.fd(), POLLIN, 0}};
-    poll(fds, 2, static_cast<int>(duration_cast<milliseconds>(left).count()) + 1);
+    poll(fds, 2, static_cast<int>(left.count()));
     if (fds[1].revents != 0) {
       m_interrupted = true;
       return true;
