@@ -272,6 +272,8 @@ def test_watch_shows_signals_as_they_come(board):
     assert client.said() == "watching; Ctrl-C ends it"
     board.iss.inject("port 3 down")
     assert client.line().endswith(" interface 3 is down, set up")
+    board.iss.inject("restore ok")
+    assert client.line().endswith(" ISS is ready")
     manager.signal(REDUNDANCY, "setRedundantState", "i", 2)
     assert client.line().endswith(" redundancy state ACT (2)")
     board.stop()

@@ -24,6 +24,7 @@ REQUESTS = [
     ("synce", "set", "--filter", "--enable", 1, "--slot", 2, "--pdu", "4,5,6"),
     ("smartsfp", "filter", "--ports", "1,3"),
     ("smartsfp", "send", "--ports", "2", "--pdu", "1:128:194:0"),
+    ("smartsfp", "send", "--size", 9, "--ports", "2-4", "--pdu", "1:255"),
 ]
 
 
@@ -73,6 +74,7 @@ def test_refusal_of_the_daemon_itself_is_told(board):
     done = ctl(board, "rule", "mstp-lan", "delete")
     assert done.status == FAILED, done
     assert "the daemon refused it: it knows no such entry" in done.err
+    assert done.out == "", "no ids of a rule that is not there"
 
 
 @pytest.mark.parametrize("words", [("rule", "ets", "none"), ("rule", "mrp", "none", "--port", 1), ("synce", "set")])

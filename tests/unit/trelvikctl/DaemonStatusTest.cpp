@@ -5,7 +5,6 @@
 namespace {
 
 using namespace ctl;
-using ::testing::HasSubstr;
 using ::testing::SizeIs;
 
 InterfaceCounts counts(uint64_t received, uint64_t byIss, uint64_t byRing) {
@@ -21,6 +20,9 @@ TEST(DaemonStatus, VerdictNeedsToBeAlone) {
   EXPECT_EQ(judge(before, counts(6, 2, 4)), Verdict::ringFull);
   EXPECT_EQ(judge(before, counts(7, 3, 3)), Verdict::cannotTell);
   EXPECT_EQ(judge(before, counts(7, 2, 4)), Verdict::cannotTell);
+  InterfaceCounts earlier = counts(6, 3, 3);
+  earlier.answered = 2;
+  EXPECT_EQ(judge(before, earlier), Verdict::cannotTell) << "one that came before was answered meanwhile";
 }
 
 TEST(DaemonStatus, ShortAndLongAnswersAreRead) {

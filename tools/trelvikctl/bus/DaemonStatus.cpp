@@ -81,7 +81,8 @@ Verdict judge(const InterfaceCounts& before, const InterfaceCounts& after) {
   const bool byIss = after.refusedByIss != before.refusedByIss;
   const bool byRing = after.refusedByRing != before.refusedByRing;
   if (!byIss && !byRing) return Verdict::accepted;
-  if (after.received - before.received > 1 || (byIss && byRing)) return Verdict::cannotTell;
+  const bool alone = after.received - before.received <= 1 && after.answered - before.answered <= 1;
+  if (!alone || (byIss && byRing)) return Verdict::cannotTell;
   return byIss ? Verdict::refused : Verdict::ringFull;
 }
 

@@ -134,7 +134,7 @@ Outcome carryOut(Context& context, const Plan& plan) {
     outcome = verdictOf(plan, before, lookAtCounts(bus, plan, unreachable, timeout));
   }
   outcome.data.add("request", plan.what).add("reply", toNode(values));
-  outcome.text = idsOf(values);
+  outcome.text = outcome.status == Exit::failed ? "" : idsOf(values);
   return outcome;
 }
 
