@@ -39,6 +39,7 @@ bool isTable(const Node& node) {
 void appendTable(std::string& text, const Node& table, bool colour) {
   const std::vector<std::string>& columns = table.values().front().names();
   std::vector<size_t> widths;
+  widths.reserve(columns.size());
   for (const std::string& column : columns) widths.push_back(column.size());
   for (const Node& row : table.values()) {
     for (size_t i = 0; i < widths.size(); ++i) widths[i] = std::max(widths[i], cell(row.values()[i]).size());

@@ -43,15 +43,17 @@ std::vector<Socket> socketsOfPort() {
 std::optional<std::string> holderOf(const std::string& inode) {
   const std::string target = "socket:[" + inode + ']';
   std::error_code error;
-  for (const auto& process : fs::directory_iterator("/proc", error)) {
-    const std::string pid = process.path().filename();
+  for (fs::directory_iterator process("/proc", error), end; !error && process != end;
+       process.increment(error)) {
+    const std::string pid = process->path().filename();
     if (pid.find_first_not_of("0123456789") != std::string::npos) continue;
-    for (fs::directory_iterator fd(process.path() / "fd", error), end; !error && fd != end;
-         fd.increment(error)) {
+    // Processes of others, and those that have gone, show none.
+    std::error_code hidden;
+    for (fs::directory_iterator fd(process->path() / "fd", hidden); !hidden && fd != end;
+         fd.increment(hidden)) {
       std::error_code gone;
       if (fs::read_symlink(*fd, gone) == target) return processName(std::stoi(pid)) + " (" + pid + ')';
     }
-    error.clear();
   }
   return std::nullopt;
 }

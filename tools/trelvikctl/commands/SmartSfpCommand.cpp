@@ -24,14 +24,9 @@ void addSmartSfp(Command root) {
   Command send = smartSfp.sub("send", "has ISS send a PDU");
   const auto pdu = addAction(send);
   pdu->send = true;
-  auto size = std::make_shared<uint32_t>(0);
   send.ports("--ports", pdu->ports, "ports that it goes to", Need::required);
   send.value("--pdu", "BYTES", "its bytes (1:128:194)", Need::required, {},
-             [pdu, size](const std::string& word) {
-               const Checked fault = parsePdu(word, pdu->pdu, *size);
-               if (pdu->size == 0) pdu->size = *size;
-               return fault;
-             });
+             [pdu](const std::string& word) { return parsePdu(word, pdu->pdu, pdu->size); });
   send.number("--size", pdu->size, anyNumber, "the size that ISS is told; default the number of bytes");
 }
 

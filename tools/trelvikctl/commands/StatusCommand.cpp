@@ -28,7 +28,7 @@ Outcome watchStatus(Context& context, Bus& bus) {
   const bool terminal = Output::isTerminal(STDOUT_FILENO) && !context.output.json();
   while (true) {
     Node status;
-    const Outcome outcome = look(context, bus, status);
+    Outcome outcome = look(context, bus, status);
     if (bus.interrupted()) return {};
     if (outcome.status != Exit::done) return outcome;
     const std::string clear = terminal ? "\x1b[H\x1b[J" : "";
@@ -46,7 +46,7 @@ Outcome show(Context& context, bool watch) {
   if (Outcome opened = bus.open(); opened.status != Exit::done) return opened;
   if (watch) return watchStatus(context, bus);
   Outcome result;
-  const Outcome outcome = look(context, bus, result.data);
+  Outcome outcome = look(context, bus, result.data);
   return outcome.status == Exit::done ? result : outcome;
 }
 

@@ -59,7 +59,7 @@ void addTrace(Command root) {
   for (const Name& name : levels) candidates.emplace_back(name.name);
   command.value("LEVEL", "0..10|critical..debug3", "lines of this level and more serious ones are written",
                 Need::required, candidates, [level](const std::string& word) -> Checked {
-                  const Checked byNumber = parseNumber(word, {0, mostLevel}, *level);
+                  Checked byNumber = parseNumber(word, {0, mostLevel}, *level);
                   if (!byNumber || byNumber->forcible) return byNumber;
                   if (!parseName(word, levels, *level)) return std::nullopt;
                   return Fault{byNumber->text +

@@ -81,7 +81,7 @@ Outcome watch(Context& context, uint32_t most) {
   for (const char* match : matches) bus.subscribe(match, receive);
   // Asked behind the subscriptions: once it is answered, nothing is missed.
   std::vector<BusValue> values;
-  const Outcome reached = callDaemon(context, bus, getTraceLevel(), "watch", values);
+  Outcome reached = callDaemon(context, bus, getTraceLevel(), "watch", values);
   if (reached.status != Exit::done) return reached;
   context.output.progress("watching; Ctrl-C ends it");
   const bool alive = bus.run(Bus::Clock::time_point::max(), [&] { return most != 0 && seen >= most; });

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <string>
 #include <vector>
 
@@ -16,7 +17,7 @@ void addGlobalOptions(ctl::Command& root, ctl::Context& context, bool& json) {
   root.value("--timeout", "TIME", "the longest wait for an answer (500ms, 30s, 5m); default 30s",
              ctl::Need::optional, {}, [&context](const std::string& word) {
                std::chrono::milliseconds time{};
-               const ctl::Checked fault = ctl::parseTimeout(word, time);
+               ctl::Checked fault = ctl::parseTimeout(word, time);
                if (!fault) context.timeout = time;
                return fault;
              });
@@ -71,9 +72,7 @@ ctl::Outcome parse(CLI::App& root, ctl::Context& context, int argc, char** argv)
   return {};
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int perform(int argc, char** argv) {
   CLI::App app("Talks to the daemon Trelvik: over the bus, over its debug socket, and about the board.",
                "trelvikctl");
   app.set_version_flag("--version", "trelvikctl " TRELVIK_VERSION);
@@ -98,8 +97,18 @@ int main(int argc, char** argv) {
     return context.output.finish(outcome);
   } catch (const CLI::ParseError& asked) {
     return app.exit(asked);
-  } catch (const std::bad_alloc&) {
-    fputs("trelvikctl: not enough memory for this\n", stderr);
-    return 1;
   }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return perform(argc, argv);
+  } catch (const std::exception& error) {
+    fprintf(stderr, "trelvikctl: stopped (%s): see whether there is enough memory\n", error.what());
+  } catch (...) {
+    fputs("trelvikctl: stopped for a reason that it does not know: report how it was called\n", stderr);
+  }
+  return 1;
 }
