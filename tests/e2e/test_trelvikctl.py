@@ -264,6 +264,25 @@ def test_redundancy_state_is_the_managers(board):
     assert ctl(board, "redundancy", "show").lines == ["state   ACT0", "number  3"]
 
 
+def test_redundancy_manager_that_does_not_answer_is_named(board):
+    manager = board.peer()
+    manager.request_name(MANAGER)
+    manager.serve("getRedundantState", HANG)
+    done = ctl(board, "redundancy", "show", "--timeout", "200ms")
+    assert done.status == UNKNOWN, done
+    assert done.err == ("trelvikctl: redundancy state: otn.redundancyManager has not answered within 200 ms; see "
+                        "whether it is alive, or wait longer with --timeout\n")
+
+
+def test_stranger_learns_who_may_ask_the_redundancy_manager(board):
+    need_others()
+    board.peer().request_name(MANAGER)
+    done = subprocess.run(["setpriv", *as_stranger(), PROGRAM, "redundancy", "show"], env=environment(board),
+                          capture_output=True, text=True, check=False)
+    assert done.returncode == FAILED, done
+    assert "does not let this user call otn.redundancyManager: be root" in done.stderr
+
+
 def test_watch_shows_signals_as_they_come(board):
     start(board)
     manager = board.peer()

@@ -10,6 +10,13 @@ from trelvik.ctl import PROGRAM
 COMPLETION = os.path.join(PREFIX, "share", "bash-completion", "completions", "trelvikctl")
 
 
+@pytest.mark.parametrize("path", ["bash-completion/completions/trelvikctl", "zsh/site-functions/_trelvikctl",
+                                  "fish/vendor_completions.d/trelvikctl.fish"])
+def test_each_shell_asks_the_program(path):
+    with open(os.path.join(PREFIX, "share", path), encoding="ascii") as script:
+        assert " __complete " in script.read()
+
+
 def completed(*words):
     """What bash offers for the last word."""
     script = (f'. {COMPLETION}; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _trelvikctl; '

@@ -4,7 +4,7 @@ import socket
 import subprocess
 
 from trelvik import record
-from trelvik.ctl import DONE, FAILED, NO_DAEMON, PROGRAM, UNKNOWN, USAGE, ctl, environment, start
+from trelvik.ctl import DONE, FAILED, NO_DAEMON, PROGRAM, UNKNOWN, USAGE, Running, ctl, environment, start
 from trelvik.debugsocket import CLIENT
 
 
@@ -47,6 +47,17 @@ def test_message_that_would_hold_the_ring_needs_force(board):
     assert done.status == UNKNOWN, done
     board.iss.wait("*<- GET_PORT_STATUS*")
     board.expect_log("[ERROR] main:624 *")
+
+
+def test_ctrl_c_leaves_nothing_on_the_debug_socket(board):
+    board.up()
+    client = Running(board, "ops", "send", "FLUSH_CMD")
+    board.ops.expect(record.FLUSH_CMD)
+    assert os.path.exists(CLIENT)
+    client.interrupt()
+    done = client.end()
+    assert done.status == UNKNOWN and "interrupted; the message stays with the daemon" in done.err, done
+    assert not os.path.exists(CLIENT)
 
 
 def test_message_that_is_not_one_is_wrong_usage(board):

@@ -216,13 +216,21 @@ Outcome noAnswer(const Reply& reply, const BusCall& call, const std::string& wha
   const auto isError = [&name](std::string_view last) {
     return name == "org.freedesktop.DBus.Error." + std::string(last);
   };
+  const std::string stays = daemon ? "; the request stays with the daemon" : "";
   switch (reply.kind) {
-    case Reply::Kind::timeout:
-      return {Exit::unknown, what + ": no answer within " + std::to_string(timeout.count()) +
-                                 " ms; the request stays with the daemon. See whether ISS is alive "
-                                 "(trelvikctl status), or wait longer with --timeout"};
+    case Reply::Kind::timeout: {
+      const std::string limit = " within " + std::to_string(timeout.count()) + " ms";
+      if (!daemon) {
+        return {Exit::unknown, what + ": " + call.service + " has not answered" + limit +
+                                   "; see whether it is alive, or wait longer with --timeout"};
+      }
+      return {Exit::unknown,
+              what + ": no answer" + limit + stays +
+                  ", which waits for ISS, or for a start or a stop of it. See trelvikctl status, "
+                  "or wait longer with --timeout"};
+    }
     case Reply::Kind::interrupted:
-      return {Exit::unknown, what + ": interrupted; the request stays with the daemon"};
+      return {Exit::unknown, what + ": interrupted" + stays};
     case Reply::Kind::lost:
       return {Exit::noDaemon, what +
                                   ": the bus ended the connection; see whether dbus-daemon runs and whether "
@@ -237,6 +245,9 @@ Outcome noAnswer(const Reply& reply, const BusCall& call, const std::string& wha
   }
   if (daemon && isError("NoReply")) {
     return {Exit::noDaemon, what + ": the daemon ended before it answered; its log says why"};
+  }
+  if (isError("AccessDenied") && !daemon) {
+    return failed(what + ": the bus does not let this user call " + call.service + ": be root");
   }
   if (isError("AccessDenied")) {
     return failed(what +
