@@ -79,11 +79,11 @@ class Capture:
 
 
 def flush(mark=7):
-    return record.make(record.FLUSH_CMD, mark=mark)
+    return record.make(record.FLUSH_CMD, vpn=mark)
 
 
 def answered(raw, text=record.NO_ERROR):
-    return record.change(raw, error=text, isResponse=1)
+    return record.change(raw, errorString=text, isResponse=1)
 
 
 def pieces(raw, size):
@@ -235,7 +235,7 @@ def test_dissector_puts_pieces_of_records_together(board):
 
 
 def test_dissector_takes_records_of_one_write_apart(board):
-    both = answered(flush()) + record.make(record.CPU_THRESHOLD, error="CLIC")
+    both = answered(flush()) + record.make(record.CPU_THRESHOLD, threadName="CLIC")
     capture = Capture(board.dir).write(True, flush()).write(False, both, both[:9000], both[9000:])
     capture.write(False, both[:100], both[100:])
     shown = infos(capture.save())
@@ -277,7 +277,7 @@ def test_dissector_goes_on_behind_bytes_that_are_no_record(board):
 
 
 def test_dissector_shows_unknown_types_as_records(board):
-    odd = record.change(flush(), type=4711)
+    odd = record.of_type(4711, flush())
     capture = Capture(board.dir).write(True, odd, flush())
     assert infos(capture.save()) == ["<- UnknownMsgType [4711] @4=07", FLUSH]
     assert fields(capture.path, "ops.unknown_type", "ops.type") == [["4711"]]

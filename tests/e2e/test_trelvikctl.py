@@ -5,6 +5,7 @@ import subprocess
 
 import pytest
 
+from trelvik import iss
 from trelvik.bus import HANG, MANAGER, NAME, REDUNDANCY
 from trelvik.ctl import (DONE, FAILED, NO_DAEMON, PROGRAM, UNKNOWN, USAGE, FakeDaemon, Running, accepted, ctl,
                          environment, start)
@@ -67,7 +68,7 @@ def test_release_alone_leaves_the_attachment_circuit_vlan(board):
     ctl(board, *SETUP)
     done = ctl(board, "port", "release", 5)
     assert done.status == accepted(board), done
-    shown = board.iss.show("vlans")["vlans"]
+    shown = iss.show("vlans")["vlans"]
     assert [row["vlan"] for row in shown] == [1, 100]
 
 

@@ -4,7 +4,7 @@ import subprocess
 
 import pytest
 
-from trelvik.board import PREFIX
+from trelvik.places import PREFIX
 from trelvik.ctl import PROGRAM
 
 COMPLETION = os.path.join(PREFIX, "share", "bash-completion", "completions", "trelvikctl")

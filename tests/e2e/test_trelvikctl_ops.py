@@ -26,7 +26,7 @@ def test_message_by_hand_that_iss_refuses(board):
 
 def test_message_by_hand_from_a_file_or_a_dump(board):
     start(board)
-    raw = record.make(record.COUNTERS, mark=3)
+    raw = record.make(record.GET_INTERFACE_RECEPTION_AND_TRANSMISSION_COUNTERS, interfaceNum=3)
     with open("/tmp/message", "wb") as file:
         file.write(raw)
     done = ctl(board, "ops", "send", "--file", "/tmp/message", "--json")
@@ -102,7 +102,7 @@ def test_capture_of_the_simulator_is_decoded(board):
 def test_any_bytes_are_decoded(board):
     for given in (b"", b"x", os.urandom(20000), b"\x0a\x0d\x0d\x0a" + os.urandom(50)):
         assert ctl(board, "ops", "decode", "-", given=given).status == DONE
-    raw = record.make(record.FLUSH_CMD, mark=7)
+    raw = record.make(record.FLUSH_CMD, vpn=7)
     assert ctl(board, "ops", "decode", "-", given=raw + b"\1\2").lines == [
         "FLUSH_CMD [16] vpn=7 vp=0", "partial record, 2 of 6924 bytes: 0102"]
     xxd = subprocess.run(["od", "-A", "x", "-t", "x1"], input=raw, capture_output=True, check=True).stdout

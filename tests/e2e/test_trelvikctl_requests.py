@@ -1,6 +1,7 @@
 """The operator's client: rules, SyncE, Smart SFP, up to the simulated ISS and back."""
 import pytest
 
+from trelvik import iss
 from trelvik.ctl import DONE, FAILED, UNKNOWN, FakeDaemon, accepted, ctl, start
 from trelvik.wait import until
 
@@ -54,18 +55,18 @@ def test_created_rule_is_removed_by_its_id(board):
     assert made > 0
     shown = ctl(board, "rule", "ets", "create", "--ports", "2", "--vlan", 6).lines[0].split()
     assert shown[0] == "fpId0" and int(shown[1]) > made
-    assert len(board.iss.show("rules")["rules"]) == 2
+    assert len(iss.show("rules")["rules"]) == 2
     done = ctl(board, "rule", "ets", "delete", "--ports", "1", "--vlan", 5, "--fp-id0", made)
     assert done.status == accepted(board), done
-    assert len(board.iss.show("rules")["rules"]) == 1
+    assert len(iss.show("rules")["rules"]) == 1
 
 
 def test_smart_sfp_filter_is_removed_with_no_ports(board):
     start(board)
     assert ctl(board, "smartsfp", "filter", "--ports", "1,3").status == accepted(board)
-    assert len(board.iss.show("smartsfp")["filters"]) == 1
+    assert len(iss.show("smartsfp")["filters"]) == 1
     assert ctl(board, "smartsfp", "filter", "--ports", "none").status == accepted(board)
-    assert board.iss.show("smartsfp")["filters"] == []
+    assert iss.show("smartsfp")["filters"] == []
 
 
 def test_refusal_of_the_daemon_itself_is_told(board):
