@@ -98,7 +98,7 @@ def recorded(board, *scenario, name="ops.pcapng"):
     board.wait_file(READY_MARKER)
     assert board.bus.set_port_params(3, 4).reply()[2] == 4
     board.debug.send(flush())
-    assert record.field(board.debug.receive(), "mark") == 7
+    assert record.field(board.debug.receive(), "vpn") == 7
     iss.inject("port 9 down")
     iss.wait("* -> PORT_STATUS_CHANGE_IND *")
     board.stop()

@@ -298,7 +298,7 @@ TEST_F(SmartSfpRequests, ThatDoNotFitBehindTheReaderAreAnswered) {
   releaseQueued(3);
 }
 
-TEST_F(SmartSfpRequests, WithoutAMessageAreAnsweredOneShortOfAWrappedRing) {
+TEST_F(SmartSfpRequests, ThatFindTheRingOneShortOfWrappedAreAnswered) {
   withStub();
   writepointer = 19;
   run(request(0, 0), 28);

@@ -221,7 +221,7 @@ TEST_F(SyncERequests, ThatDoNotFitBehindTheReaderAreAnsweredAtOnce) {
   releaseQueued(2);
 }
 
-TEST_F(SyncERequests, WithoutAMessageAreAnsweredOneShortOfAWrappedRing) {
+TEST_F(SyncERequests, ThatFindTheRingOneShortOfWrappedAreAnswered) {
   withStub();
   writepointer = 19;
   run(request(0, 0, 0), 28);
