@@ -1,9 +1,9 @@
 #include "otnbus/Bus.h"
 
 #include <sched.h>
-#include <stdlib.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
+#include <cstdlib>
 
 #include <algorithm>
 #include <chrono>

@@ -3,8 +3,8 @@
 
 #include <malloc.h>
 #include <poll.h>
-#include <signal.h>
 #include <unistd.h>
+#include <csignal>
 
 #include <algorithm>
 #include <chrono>

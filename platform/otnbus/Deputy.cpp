@@ -1,9 +1,9 @@
 #include "otnbus/Deputy.h"
 
 #include <poll.h>
-#include <signal.h>
 #include <sys/timerfd.h>
 #include <unistd.h>
+#include <csignal>
 
 #include <chrono>
 

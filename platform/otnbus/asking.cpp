@@ -1,5 +1,5 @@
 // What a connection asks of other components.
-#include <string.h>
+#include <cstring>
 
 #include <algorithm>
 #include <new>

@@ -1,5 +1,5 @@
 // The dispatch of a connection: the bus thread's loop, and the deputy's while a handler blocks.
-#include <errno.h>
+#include <cerrno>
 
 #include <algorithm>
 #include <chrono>

@@ -1,7 +1,7 @@
 // An error number of sd-bus in words, its sign being of no matter. Any thread.
 #pragma once
 
-#include <string.h>
+#include <cstring>
 
 #include <string>
 

@@ -1,5 +1,5 @@
 // What a connection does with the messages that come in, on the thread that has the bus.
-#include <string.h>
+#include <cstring>
 
 #include <algorithm>
 #include <new>

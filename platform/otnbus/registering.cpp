@@ -1,7 +1,7 @@
 // What a connection offers and receives: objects, and subscriptions to signals.
 //
 // No thread waits for an answer except the bus thread before the dispatch.
-#include <string.h>
+#include <cstring>
 
 #include <algorithm>
 #include <new>

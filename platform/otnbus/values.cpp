@@ -1,6 +1,6 @@
 #include "otnbus/values.h"
 
-#include <string.h>
+#include <cstring>
 
 #include <algorithm>
 #include <string_view>
