@@ -7,9 +7,9 @@
 namespace ctl {
 namespace {
 
-using Shared = std::shared_ptr<SyncERequest>;
+using SharedRequest = std::shared_ptr<SyncERequest>;
 
-Shared addAction(Command& command) {
+SharedRequest requestOf(Command& command) {
   auto request = std::make_shared<SyncERequest>();
   command.run([request](Context& context) { return carryOut(context, planOf(*request)); });
   return request;
@@ -35,15 +35,15 @@ Command& addPdu(Command& command, const std::string& name, SyncERequest& request
 void addSyncE(Command root) {
   Command synce = root.sub("synce", "Synchronous Ethernet: trap rule, clock, PDU");
   Command filter = synce.sub("filter", "installs the trap rule for ESMC frames");
-  addAction(filter)->filter = true;
+  requestOf(filter)->filter = true;
   Command clock = synce.sub("clock", "sets the clock");
-  const Shared clockRequest = addAction(clock);
+  const SharedRequest clockRequest = requestOf(clock);
   clockRequest->enableClock = 1;
   addClock(clock, *clockRequest, "what ISS gets as enableClk; default 1");
   Command pdu = synce.sub("pdu", "sends a SyncE PDU");
-  addPdu(pdu, "WORDS", *addAction(pdu), Need::required);
+  addPdu(pdu, "WORDS", *requestOf(pdu), Need::required);
   Command set = synce.sub("set", "any of the three in one request, which ISS gets in this order");
-  const Shared setRequest = addAction(set);
+  const SharedRequest setRequest = requestOf(set);
   set.flag("--filter", setRequest->filter, "install the trap rule");
   addClock(set, *setRequest, "set the clock, with this as enableClk");
   addPdu(set, "--pdu", *setRequest, Need::optional);
