@@ -8,8 +8,8 @@
 
 class OBstubReply;
 
-/// One argument; D-Bus types b, i, u, q, s.
-using OBvalue = std::variant<bool, int32_t, uint32_t, uint16_t, std::string>;
+/// One argument; D-Bus types b, i, u, q, s, x, t.
+using OBvalue = std::variant<bool, int32_t, uint32_t, uint16_t, std::string, int64_t, uint64_t>;
 
 struct OBmessage {
   unsigned method = 0;             ///< index of the method in its interface, in the order of the description

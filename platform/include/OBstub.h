@@ -30,6 +30,10 @@ class OBstub : public OBconnection {
   /// or the name is taken.
   bool register_synchronous(const char* busInterfaceName);
   bool register_asynchronous(const char* busInterfaceName);
+  /// The same for methods that are to be answered also while a handler of the component blocks: a call goes
+  /// past those that wait, on whichever thread has the bus, and on two at once for a moment. So the methods
+  /// must be safe on any thread, and must not block. The stub stays until start() has returned.
+  bool register_immediate(const char* busInterfaceName);
   /// Receive the interface class's signals sent under this bus interface name. False, after a log line, while
   /// the bus refuses: it is then asked again every 5 s, and `onStanding` is called on the bus thread when it
   /// has agreed.
@@ -55,7 +59,7 @@ class OBstub : public OBconnection {
 
  private:
   bool registered(int handle, const otnbus::Connection& connection, const char* busInterfaceName);
-  bool offer(const char* busInterfaceName);
+  bool offer(const char* busInterfaceName, bool immediate);
 
   OBinterface* m_service;
   int m_registrationHandle = -1;

@@ -40,7 +40,8 @@ class Connection {
   void open();
 
   /// A registration's handle, or -1 after a log line.
-  int offer(OBstub* stub, const OBinterfaceDescription& description, const std::string& busInterfaceName);
+  int offer(OBstub* stub, const OBinterfaceDescription& description, const std::string& busInterfaceName,
+            bool immediate);
   /// As offer. When the bus refuses, `asksAgain` is set: it is asked again, and `onStanding`
   /// is called on the dispatching thread when it does.
   int receive(OBstub* stub, const OBinterfaceDescription& description, const std::string& busInterfaceName,
@@ -99,8 +100,8 @@ class Connection {
   void lost(int error) EXCLUDES(m_bus->mutex);
   void closeBus() REQUIRES(m_bus->mutex);
 
-  int add(OBstub* stub, const OBinterfaceDescription& description, const std::string& path, bool receiver)
-      EXCLUDES(m_bus->mutex);
+  int add(OBstub* stub, const OBinterfaceDescription& description, const std::string& path, bool receiver,
+          bool immediate = false) EXCLUDES(m_bus->mutex);
   void advance(Subscription& subscription) REQUIRES(m_bus->mutex);
   void askStep(Subscription& subscription) REQUIRES(m_bus->mutex);
   void stepDone(Subscription& subscription, sd_bus_message* answer) REQUIRES(m_bus->mutex);
@@ -113,6 +114,8 @@ class Connection {
 
   void dispatch();
   void serve(CallQueue::Entry& entry, OBstub* stub) EXCLUDES(m_bus->mutex);
+  bool takeImmediate(CallQueue::Entry& entry, OBstub*& stub) REQUIRES(m_bus->mutex);
+  void carryOut(CallQueue::Entry& entry, OBstub* stub) EXCLUDES(m_bus->mutex);
   static void standIn(void* self);
   int takeIn() REQUIRES(m_bus->mutex);
   int prepare(Wait& wait) REQUIRES(m_bus->mutex);
@@ -146,6 +149,7 @@ class Connection {
 
   Registry m_registry GUARDED_BY(m_bus->mutex);
   CallQueue m_queue GUARDED_BY(m_bus->mutex);
+  CallQueue m_immediate GUARDED_BY(m_bus->mutex);  ///< for whoever has the bus, past m_queue
   std::deque<Early> m_early GUARDED_BY(m_bus->mutex);
   size_t m_earlySize GUARDED_BY(m_bus->mutex) = 0;  ///< of all in m_early; maxTextTogether at most
   std::vector<Sender> m_senders GUARDED_BY(m_bus->mutex);

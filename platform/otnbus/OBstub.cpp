@@ -21,16 +21,20 @@ OBstub::~OBstub() {
 }
 
 bool OBstub::register_synchronous(const char* busInterfaceName) {
-  return offer(busInterfaceName);
+  return offer(busInterfaceName, false);
 }
 bool OBstub::register_asynchronous(const char* busInterfaceName) {
-  return offer(busInterfaceName);
+  return offer(busInterfaceName, false);
+}
+bool OBstub::register_immediate(const char* busInterfaceName) {
+  return offer(busInterfaceName, true);
 }
 
-bool OBstub::offer(const char* busInterfaceName) {
+bool OBstub::offer(const char* busInterfaceName, bool immediate) {
   const std::shared_ptr<otnbus::Connection> connection = m_connection.lock();
   if (!connection || m_registrationHandle >= 0) return false;
-  return registered(connection->offer(this, m_description, busInterfaceName), *connection, busInterfaceName);
+  return registered(connection->offer(this, m_description, busInterfaceName, immediate), *connection,
+                    busInterfaceName);
 }
 
 bool OBstub::register_signal(const char* busInterfaceName, std::function<void()> onStanding) {

@@ -65,11 +65,11 @@ std::string objectPath(const std::string& component, const std::string& busInter
 }
 
 int Registry::add(OBstub* stub, const OBinterfaceDescription& description, const std::string& path,
-                  bool receiver) {
+                  bool receiver, bool immediate) {
   for (const Entry& entry : m_entries) {
     if (entry.path == path && entry.receiver == receiver) return -1;
   }
-  m_entries.push_back({m_nextHandle, stub, &description, path, receiver});
+  m_entries.push_back({m_nextHandle, stub, &description, path, receiver, immediate});
   return m_nextHandle++;
 }
 

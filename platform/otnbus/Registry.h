@@ -21,10 +21,12 @@ class Registry {
     const OBinterfaceDescription* description = nullptr;
     std::string path;
     bool receiver = false;
+    bool immediate = false;  ///< served past the calls that wait
   };
 
   /// The handle, or -1 when an object, or a receiver, of this path exists.
-  int add(OBstub* stub, const OBinterfaceDescription& description, const std::string& path, bool receiver);
+  int add(OBstub* stub, const OBinterfaceDescription& description, const std::string& path, bool receiver,
+          bool immediate = false);
   void remove(int handle);
 
   OBstub* stub(int handle) const;

@@ -42,6 +42,7 @@ void Connection::run() {
   m_bus->awaitKillers();
   const Guard guard(&m_bus->mutex);
   m_queue.clear();
+  m_immediate.clear();
   closeBus();
 }
 
@@ -51,16 +52,23 @@ void Connection::dispatch() {
   bool look = true;
   while (!m_bus->killed()) {
     CallQueue::Entry entry;
+    CallQueue::Entry ahead;
     OBstub* stub = nullptr;
+    OBstub* stubAhead = nullptr;
     Wait wait{};
+    bool immediate;
+    bool queued;
     bool waiting;
     int result;
     {
       const Guard guard(&m_bus->mutex);
       result = look ? takeIn() : 0;
-      waiting = !m_queue.take(entry);
-      look = waiting || !m_queue.empty();
-      if (!waiting) stub = m_registry.stub(entry.registration);
+      // One of each, so that neither can keep the other from being served.
+      immediate = takeImmediate(ahead, stubAhead);
+      queued = m_queue.take(entry);
+      waiting = !immediate && !queued;
+      look = immediate || waiting || !m_queue.empty();
+      if (queued) stub = m_registry.stub(entry.registration);
       if (waiting && result >= 0) result = prepare(wait);
     }
     if (result < 0) {
@@ -68,17 +76,30 @@ void Connection::dispatch() {
     } else if (waiting) {
       m_bus->wait(wait);
     }
-    if (!waiting) serve(entry, stub);
+    if (immediate) carryOut(ahead, stubAhead);
+    if (queued) serve(entry, stub);
   }
 }
 
-/// Runs the handler.
+bool Connection::takeImmediate(CallQueue::Entry& entry, OBstub*& stub) {
+  if (!m_immediate.take(entry)) return false;
+  stub = m_registry.stub(entry.registration);
+  return true;
+}
+
+/// Runs a handler that may block.
 void Connection::serve(CallQueue::Entry& entry, OBstub* stub) {
+  m_deputy.handlerStarts();
+  carryOut(entry, stub);
+  m_deputy.handlerEnds();
+}
+
+/// Runs the handler.
+void Connection::carryOut(CallQueue::Entry& entry, OBstub* stub) {
   if (stub == nullptr) {
     m_bus->release(entry.call);
     return;
   }
-  m_deputy.handlerStarts();
   try {
     if (entry.task) {
       entry.task();
@@ -90,26 +111,29 @@ void Connection::serve(CallQueue::Entry& entry, OBstub* stub) {
     m_bus->release(entry.call);
     LOG(ERROR, atRun, HERE, "There is no memory to serve a call, its caller gets no reply");
   }
-  m_deputy.handlerEnds();
 }
 
-/// While a handler blocks: everything that the bus thread does but the handlers. On the deputy's thread.
+/// While a handler blocks: everything that the bus thread does but the handlers that may block. On the
+/// deputy's thread.
 void Connection::standIn(void* self) {
   Connection& connection = *static_cast<Connection*>(self);
   for (;;) {
     Wait wait{};
+    CallQueue::Entry entry;
+    OBstub* stub = nullptr;
+    bool immediate;
     int result;
     {
       const Guard guard(&connection.m_bus->mutex);
       // What is taken in now is found by the bus thread: its handler still runs.
       if (!connection.m_deputy.needed()) break;
       result = connection.takeIn();
-      if (result >= 0) result = connection.prepare(wait);
+      immediate = connection.takeImmediate(entry, stub);
+      if (result >= 0 && !immediate) result = connection.prepare(wait);
     }
-    if (result < 0) {
-      connection.lost(result);
-      continue;
-    }
+    if (immediate) connection.carryOut(entry, stub);
+    if (result < 0) connection.lost(result);
+    if (immediate || result < 0) continue;
     wait.fds[2] = {connection.m_deputy.descriptor(), POLLIN, 0};
     connection.m_bus->wait(wait);
     if (wait.fds[2].revents != 0) connection.m_deputy.takeTick();

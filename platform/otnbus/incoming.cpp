@@ -148,13 +148,14 @@ void Connection::dispatchCall(sd_bus_message* call, const Registry::Entry& objec
     return;
   }
   entry.textSize = textSize(entry.message.arguments);
-  if (!m_queue.hasRoom(entry.textSize) || !m_bus->hasRoom(entry.textSize)) {
+  CallQueue& queue = object.immediate ? m_immediate : m_queue;
+  if (!queue.hasRoom(entry.textSize) || !m_bus->hasRoom(entry.textSize)) {
     refuseMany(call);
     return;
   }
   const uint64_t number = m_bus->begin(call, entry.textSize);
   entry.call = number;
-  if (number != 0 && m_queue.post(std::move(entry))) return;
+  if (number != 0 && queue.post(std::move(entry))) return;
   m_bus->forget(number);
   refuseForMemory(call);
 }

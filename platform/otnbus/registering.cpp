@@ -32,10 +32,10 @@ constexpr const char* noMemory = "there is no memory to ask";
 }  // namespace
 
 int Connection::add(OBstub* stub, const OBinterfaceDescription& description, const std::string& path,
-                    bool receiver) {
+                    bool receiver, bool immediate) {
   if (sd_bus_object_path_is_valid(path.c_str()) <= 0) return -1;
   const Guard guard(&m_bus->mutex);
-  return m_registry.add(stub, description, path, receiver);
+  return m_registry.add(stub, description, path, receiver, immediate);
 }
 
 void Connection::withdraw(int registration) {
@@ -44,9 +44,9 @@ void Connection::withdraw(int registration) {
 }
 
 int Connection::offer(OBstub* stub, const OBinterfaceDescription& description,
-                      const std::string& busInterfaceName) {
+                      const std::string& busInterfaceName, bool immediate) {
   const std::string path = objectPath(m_component, busInterfaceName);
-  const int handle = add(stub, description, path, false);
+  const int handle = add(stub, description, path, false, immediate);
   if (handle < 0) {
     LOG(ERROR, atOffer, HERE, "Bus interface %s cannot be offered: the name is taken or unusable",
         busInterfaceName.c_str());

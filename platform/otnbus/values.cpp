@@ -16,6 +16,8 @@ ReadResult readValue(sd_bus_message* message, char type, std::vector<OBvalue>& v
     int32_t i;
     uint32_t u;
     uint16_t q;
+    int64_t x;
+    uint64_t t;
     const char* text;
   } value;
   if (sd_bus_message_read_basic(message, type, &value) <= 0) return ReadResult::WrongSignature;
@@ -31,6 +33,12 @@ ReadResult readValue(sd_bus_message* message, char type, std::vector<OBvalue>& v
       return ReadResult::Read;
     case SD_BUS_TYPE_UINT16:
       values.emplace_back(value.q);
+      return ReadResult::Read;
+    case SD_BUS_TYPE_INT64:
+      values.emplace_back(value.x);
+      return ReadResult::Read;
+    case SD_BUS_TYPE_UINT64:
+      values.emplace_back(value.t);
       return ReadResult::Read;
     case SD_BUS_TYPE_STRING: {
       const std::string_view text(value.text);
@@ -82,6 +90,12 @@ int append(sd_bus_message* message, uint32_t value) {
 }
 int append(sd_bus_message* message, uint16_t value) {
   return sd_bus_message_append_basic(message, SD_BUS_TYPE_UINT16, &value);
+}
+int append(sd_bus_message* message, int64_t value) {
+  return sd_bus_message_append_basic(message, SD_BUS_TYPE_INT64, &value);
+}
+int append(sd_bus_message* message, uint64_t value) {
+  return sd_bus_message_append_basic(message, SD_BUS_TYPE_UINT64, &value);
 }
 int append(sd_bus_message* message, const std::string& value) {
   return sd_bus_message_append_basic(message, SD_BUS_TYPE_STRING, value.c_str());

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
@@ -29,6 +30,8 @@ namespace busTest {
 inline constexpr const char* component = "otn.Tested";
 inline constexpr const char* portPath = "/otn/Tested/Ports";
 inline constexpr const char* sfpPath = "/otn/Tested/Sfp";
+inline constexpr const char* immediatePath = "/otn/Tested/Immediate";
+inline constexpr const char* commonClass = "otn.OBcommon_1_0";
 inline constexpr const char* portClass = "otn.OBsetPortParams_1_0";
 inline constexpr const char* statePath = "/otn/redundancyManager/state_signal";
 inline constexpr const char* stateClass = "otn.OBredundantInfo_1_0";
@@ -55,6 +58,26 @@ class Common : public OBcommon_1_0_SI {
  private:
   std::unique_ptr<OBcommon_1_0_S> m_stub;
   int32_t m_level = 6;
+};
+
+/// Answered past the calls that wait; notes the thread that served it last.
+class Immediate : public OBcommon_1_0_SI {
+ public:
+  using OBcommon_1_0_SI::get_trace_level;
+  using OBcommon_1_0_SI::set_trace_level;
+  void register_interface(OBcomponent* owner) override {
+    m_stub = std::make_unique<OBcommon_1_0_S>(this, owner);
+    EXPECT_TRUE(m_stub->register_immediate("Immediate"));
+  }
+  void get_trace_level(int32_t& level) override {
+    level = 7;
+    thread = gettid();
+  }
+
+  std::atomic<pid_t> thread{0};
+
+ private:
+  std::unique_ptr<OBcommon_1_0_S> m_stub;
 };
 
 /// Keeps the handles of port number 0, blocks in port number 99 until `opened`, answers all others.
@@ -189,6 +212,7 @@ struct Component {
       named = true;
       waitFor([this] { return mayFill.load(); });
       bus.add_interface(&common);
+      bus.add_interface(&immediate);
       bus.add_interface(&ports);
       bus.add_interface(&sfp);
       bus.add_interface(&state);
@@ -214,6 +238,7 @@ struct Component {
   }
 
   Common common;
+  Immediate immediate;
   Ports ports;
   Sfp sfp;
   State state;

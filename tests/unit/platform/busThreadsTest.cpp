@@ -85,6 +85,49 @@ TEST_F(BusThreads, changeAgainAndAgain) {
   }
 }
 
+TEST_F(BusThreads, serveAnImmediateCallWhileAHandlerBlocks) {
+  Component tested;
+  ASSERT_TRUE(tested.ready());
+  Peer peer(m_bus);
+  const auto ask = [&] { return peer.call(component, immediatePath, commonClass, "get_trace_level"); };
+  EXPECT_EQ(ask(), "");
+  const pid_t busThread = tested.immediate.thread;
+  int answers[2] = {};
+  block(tested, peer, answers);
+  sendPort(peer, 1, answers);
+  for (int i = 0; i < 100; ++i) EXPECT_EQ(ask(), "");
+  int32_t level = 0;
+  ASSERT_GT(sd_bus_message_read(peer.reply(), "i", &level), 0);
+  EXPECT_EQ(level, 7);
+  EXPECT_NE(tested.immediate.thread, busThread);
+  EXPECT_EQ(answers[0], 0) << "an ordinary call still waits";
+  tested.ports.opened = true;
+  EXPECT_TRUE(pump(peer, [&] { return answers[0] == 2; }));
+  EXPECT_EQ(ask(), "");
+}
+
+TEST_F(BusThreads, serveOrdinaryCallsWhileImmediateOnesNeverEnd) {
+  Component tested;
+  ASSERT_TRUE(tested.ready());
+  std::atomic<bool> over{false};
+  std::atomic<int> asked{0};
+  std::vector<std::thread> askers;
+  for (int i = 0; i < 4; ++i) {
+    askers.emplace_back([&] {
+      Peer asker(m_bus);
+      while (!over) {
+        EXPECT_EQ(asker.call(component, immediatePath, commonClass, "get_trace_level"), "");
+        ++asked;
+      }
+    });
+  }
+  Peer peer(m_bus);
+  for (int i = 0; i < 50; ++i) EXPECT_EQ(setPort(peer, 1), "");
+  EXPECT_TRUE(waitFor([&] { return asked > 100; }));
+  over = true;
+  for (std::thread& asker : askers) asker.join();
+}
+
 TEST_F(BusThreads, takeInAndGiveOutSignalsWhileAHandlerBlocks) {
   Component tested;
   ASSERT_TRUE(tested.ready());

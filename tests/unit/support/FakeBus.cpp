@@ -115,6 +115,10 @@ bool OBstub::register_asynchronous(const char* busInterfaceName) {
   return ::registered("asynchronous", busInterfaceName, m_description);
 }
 
+bool OBstub::register_immediate(const char* busInterfaceName) {
+  return ::registered("immediate", busInterfaceName, m_description);
+}
+
 bool OBstub::register_signal(const char* busInterfaceName, std::function<void()> onStanding) {
   ::registered("signal", busInterfaceName, m_description);
   const std::lock_guard guard(state().mutex);
