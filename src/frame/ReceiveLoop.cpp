@@ -10,6 +10,7 @@
 #include "frame/signals.h"
 #include "link/IssSocket.h"
 #include "link/MsgArray.h"
+#include "link/Traffic.h"
 #include "message/MsgHandle.h"
 #include "process/running.h"
 
@@ -72,6 +73,8 @@ void ReceiveLoop::pass() {
       break;
   }
   watchAnswer();
+  // For operators: readiness changes in several places, all of which lie in a pass.
+  linkState.note(m_state.isConnected(), issReady != 0);
 }
 
 void ReceiveLoop::watchAnswer() {
@@ -107,6 +110,7 @@ void ReceiveLoop::connect() {
   }
   LOG(INFO, atMain, 242, "Connected to OPS");
   m_state.connected();
+  ++linkCounts.connections;
   int& opsFd = m_inputs[opsInput].fd;
   opsSocket.getFd(opsFd);
   m_maxFd = std::max(m_maxFd, opsFd);

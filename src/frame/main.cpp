@@ -15,6 +15,7 @@
 #include "link/IssSocket.h"
 #include "link/MsgArray.h"
 #include "link/SrvDbg.h"
+#include "link/Traffic.h"
 #include "link/issComm.h"
 #include "process/deadline.h"
 #include "process/intervals.h"
@@ -116,6 +117,7 @@ int main(int argc, char* argv[]) {
   const std::chrono::seconds answerLimit = readAnswerLimit(getenv("TRELVIK_ANSWER_LIMIT"));
   opsSocket.limitSends(answerLimit);
   resetRing();
+  linkState.note(false, false);
 
   Threads threads{};
   if (!startThreads(threads, noAcPort)) leave(failed);

@@ -7,6 +7,7 @@
 #include "link/CriticalActivity.h"
 #include "link/MsgArray.h"
 #include "link/SrvDbg.h"
+#include "link/Traffic.h"
 #include "message/MsgHandle.h"
 #include "printable.h"
 
@@ -20,6 +21,7 @@ bool isLast(const MsgArrayEntry& slot) {
 
 /// The reply will not say it, so the log does.
 void tellRefusal(const MsgArrayEntry& slot, const OtnIpcMsg& answer, const char* whoIsNotTold) {
+  if (InterfaceCounts* const counts = countsOf(slot.source); counts != nullptr) ++counts->refusedByIss;
   LOG(WARNING, atMain, HERE, "ISS refused %s: \"%s\"%s", slotText(slot).text,
       Printable(fieldText(answer.errorString)).c_str(), whoIsNotTold);
 }
@@ -78,6 +80,7 @@ void answerDebugClient(const OtnIpcMsg& answer, SrvDbg& debugSocket) {
 
 bool routeAnswer(const OtnIpcMsg& answer, SrvDbg& debugSocket) {
   MsgArrayEntry& slot = MsgArray[readpointer];
+  countAnswer(std::chrono::steady_clock::now());
   LOG(DEBUG3, atMain, 449, "MESSAGE SOURCE %d\n", static_cast<int>(slot.source));
   switch (slot.source) {
     case MsgSource::PortParams:

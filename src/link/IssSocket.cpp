@@ -13,6 +13,7 @@
 #include <cstring>
 
 #include "TraceObject.h"
+#include "link/Traffic.h"
 #include "process/intervals.h"
 #include "process/running.h"
 
@@ -162,6 +163,7 @@ int IssSocket::getFd(int& descriptor) const {
 ssize_t IssSocket::sentPacket(const void* buffer, size_t length) {
   const auto until = m_sendLimit.count() != 0 ? Clock::now() + m_sendLimit : Clock::time_point::max();
   const ssize_t result = sendUnlessStopping(fd, static_cast<const char*>(buffer), length, until);
+  if (result != -1) ++linkCounts.sent;
   if (result == -1) {
     const int error = errno;
     LOG(ERROR, atSentPacket, 81, "Failed to send msg to ISS: %s", strerror(error));
@@ -173,6 +175,7 @@ ssize_t IssSocket::sentPacket(const void* buffer, size_t length) {
 
 ssize_t IssSocket::getPacket(void* buffer, size_t length) {
   const ssize_t result = read(fd, buffer, length);
+  if (result > 0) ++linkCounts.received;
   if (result == -1) LOG(ERROR, atGetPacket, 92, "Failed to receive msg from ISS: %s", strerror(errno));
   return result;
 }

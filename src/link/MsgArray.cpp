@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "link/Traffic.h"
 #include "message/MsgHandle.h"
 
 namespace ring {
@@ -48,6 +49,7 @@ void resetRing() {
   issReady = 0;
   answerOutstanding = false;
   answerSentAt = {};
+  outstanding.ends();
 }
 
 MsgArrayEntry& copyToSlot(const OtnIpcMsg& message) {
@@ -74,4 +76,5 @@ void consumeSlot() {
   std::string().swap(slot.arguments.dataVfis);
   readpointer = nextIndex(readpointer);
   answerOutstanding = false;
+  outstanding.ends();
 }

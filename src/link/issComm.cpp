@@ -4,6 +4,7 @@
 #include "TraceObject.h"
 #include "link/IssSocket.h"
 #include "link/MsgArray.h"
+#include "link/Traffic.h"
 #include "process/running.h"
 #include "process/threadName.h"
 
@@ -30,6 +31,7 @@ bool sendNextSlot() {
   LOG(DEBUG3, atIssComm, 733, "iss thread: sending msg to OPS rp:%d wp:%d source:%d\n",
       static_cast<int>(readpointer), static_cast<int>(writepointer), static_cast<int>(slot.source));
   answerSentAt = std::chrono::steady_clock::now();
+  outstanding.begins(slot.msg.msgType, slot.source, answerSentAt);
   opsSocket.sentPacket(&slot.msg, sizeof slot.msg);
   LOG(DEBUG3, atIssComm, 735, "Sending packet to OPS\n");
   IssProcessing = 1;

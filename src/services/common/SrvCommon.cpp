@@ -1,6 +1,7 @@
 #include "services/common/SrvCommon.h"
 
 #include "TraceObject.h"
+#include "link/Traffic.h"
 
 namespace {
 
@@ -8,6 +9,12 @@ constexpr LogPlace atGetTraceLevel{"SrvCommon", "get_trace_level"};
 constexpr LogPlace atSetTraceLevel{"SrvCommon", "set_trace_level"};
 
 constexpr uint32_t highestLevel = 10;
+
+/// A synchronous method is answered when it returns.
+void countCall() {
+  ++countsOf(BusInterface::Common).received;
+  ++countsOf(BusInterface::Common).answered;
+}
 
 }  // namespace
 
@@ -21,6 +28,7 @@ void SrvCommon::register_interface(OBcomponent* component) {
 }
 
 void SrvCommon::get_trace_level(int32_t& level) {
+  countCall();
   level = 0;
   if (g_traceObject == nullptr || g_traceObject->levelHolder() == nullptr) return;
   level = g_traceObject->levelHolder()->level.load(std::memory_order_relaxed);
@@ -28,6 +36,7 @@ void SrvCommon::get_trace_level(int32_t& level) {
 }
 
 void SrvCommon::set_trace_level(int32_t level) {
+  countCall();
   if (g_traceObject == nullptr || g_traceObject->levelHolder() == nullptr) return;
   LOG(NOTICE, atSetTraceLevel, 37, "Set trace level to [%d]", level);
   if (static_cast<uint32_t>(level) <= highestLevel)

@@ -10,6 +10,7 @@
 #include "OBstubReply.h"
 #include "TraceObject.h"
 #include "executeCommand.h"
+#include "link/Traffic.h"
 #include "process/deadline.h"
 #include "process/intervals.h"
 #include "process/running.h"
@@ -126,6 +127,7 @@ void OBOchStub::register_interface(OBcomponent* component) {
 
 void OBOchStub::triggerDataUser(OBstubReply* reply, int32_t state, bool) {
   LOG(DEBUG1, atTriggerDataUser, HERE, "%s", dataUserStateName(state));
+  ++countsOf(BusInterface::LifeCycle).received;
   OchTriggerRequest request{state, reply, m_pStub};
   pthread_t thread;
   if (pthread_create(&thread, nullptr, run_och_thread, &request) == 0) {
@@ -149,6 +151,7 @@ void* run_och_thread(void* argument) {
       return nullptr;
     }
   } while (!finished(request->state));
+  ++countsOf(BusInterface::LifeCycle).answered;
   request->stub->triggerDataUser_reply(request->reply, request->state, result);
   return nullptr;
 }

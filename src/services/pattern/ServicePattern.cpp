@@ -9,6 +9,14 @@ bool admitBatch(const TailLines& lines, int32_t n) {
   return false;
 }
 
+void countRefused(MsgSource source) {
+  if (InterfaceCounts* const counts = countsOf(source); counts != nullptr) ++counts->refusedByRing;
+}
+
+void countSilent(MsgSource source) {
+  if (InterfaceCounts* const counts = countsOf(source); counts != nullptr) ++counts->neverAnswered;
+}
+
 void logQueued(const TailLines& lines) {
   LOG(DEBUG3, lines.place, lines.signal, "send signal for sending message");
   LOG(DEBUG3, lines.place, lines.unlock, "mutex unlock");

@@ -16,6 +16,7 @@
 #include "OBstubReply.h"
 #include "TraceObject.h"
 #include "link/MsgArray.h"
+#include "link/Traffic.h"
 #include "services/pattern/MessageBatch.h"
 #include "services/pattern/Workers.h"
 
@@ -30,6 +31,12 @@ class ReplyOwner {
   ReplyOwner& operator=(const ReplyOwner&) = delete;
 
   OBstubReply* take() { return std::exchange(m_reply, nullptr); }
+  /// The same for whoever answers with it now: counted, once.
+  OBstubReply* takeToAnswer(BusInterface interface) {
+    if (owed()) ++countsOf(interface).answered;
+    return take();
+  }
+  bool owed() const { return m_reply != nullptr; }
 
  private:
   OBstubReply* m_reply;
@@ -38,9 +45,10 @@ class ReplyOwner {
 /// Puts the request on the heap and has a worker run `run(Request*)` for it, which owns it then. Returns 0,
 /// or the system's error number when there is no memory or no worker: the request is then deleted, and its
 /// caller gets no reply. When the process stops while the request waits for a place it is deleted too, which
-/// is no error.
+/// is no error. A `Request::busInterface` is the interface to count it for.
 template <auto run, class Request>
 int startWorker(Request request) {
+  if constexpr (requires { Request::busInterface; }) ++countsOf(Request::busInterface).received;
   std::unique_ptr<Request> kept(new (std::nothrow) Request(std::move(request)));
   if (kept == nullptr) return ENOMEM;
   Work work{[](void* argument) { run(static_cast<Request*>(argument)); }, kept.get(), 0};
@@ -61,6 +69,9 @@ struct TailLines {
 
 /// Whether the ring has room for n messages now, as a whole; logs ERROR when not.
 bool admitBatch(const TailLines& lines, int32_t n) REQUIRES(mutex);
+/// Counts a request that finds no room, and one that comes to no message and is never answered.
+void countRefused(MsgSource source);
+void countSilent(MsgSource source);
 void logQueued(const TailLines& lines);
 
 /// Queues a request's messages, all or none. False when the batch is refused or does not fit; its caller is
@@ -76,8 +87,11 @@ bool queueBatch(const TailLines& lines, const Texts& texts, const MessageBatch<m
                 ReplyOwner& owner, Fill fill) {
   static_assert(noexcept(fill(MsgArray[0])), "half a batch in the ring would never be answered");
   texts.locked();
-  if (!admitBatch(lines, batch.count) || batch.refused) return false;
+  const bool fits = admitBatch(lines, batch.count);
+  if (!fits && batch.count > 0) countRefused(source);
+  if (!fits || batch.refused) return false;
   if constexpr (requires { texts.split(batch.count); }) texts.split(batch.count);
+  if (batch.count == 0 && owner.owed()) countSilent(source);
   OBstubReply* reply = batch.count == 0 ? nullptr : owner.take();
   for (int32_t i = 0; i < batch.count; ++i) {
     texts.slot(static_cast<int>(writepointer));

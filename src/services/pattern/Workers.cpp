@@ -7,6 +7,7 @@
 
 #include "Guard.h"
 #include "TraceObject.h"
+#include "process/Relaxed.h"
 #include "process/deadline.h"
 #include "process/intervals.h"
 #include "process/running.h"
@@ -30,10 +31,11 @@ pthread_cond_t workerLeft = PTHREAD_COND_INITIALIZER;
 
 Work waiting[places] GUARDED_BY(workersMutex);
 size_t first GUARDED_BY(workersMutex);
-size_t count GUARDED_BY(workersMutex);
+Relaxed<size_t>
+    count;  ///< this and workers are changed with the mutex held, and read for operators without it
 size_t text GUARDED_BY(workersMutex);  ///< bytes of the waiting requests
 
-int workers GUARDED_BY(workersMutex);
+Relaxed<int> workers;
 int idle GUARDED_BY(workersMutex);  ///< workers that wait for work, also those that have been woken for it
 bool dismissed GUARDED_BY(workersMutex);
 
@@ -43,14 +45,14 @@ bool hasPlace(const Work& work) REQUIRES(workersMutex) {
 
 void put(const Work& work) REQUIRES(workersMutex) {
   waiting[(first + count) % places] = work;
-  ++count;
+  count = count + 1;
   text += work.textSize;
 }
 
 Work take() REQUIRES(workersMutex) {
   const Work work = waiting[first];
   first = (first + 1) % places;
-  --count;
+  count = count - 1;
   text -= work.textSize;
   return work;
 }
@@ -71,7 +73,7 @@ bool nextWork(Work& work) {
     work = take();
     return true;
   }
-  --workers;
+  workers = workers - 1;
   pthread_cond_signal(&workerLeft);
   return false;
 }
@@ -102,7 +104,7 @@ int makeWorker() REQUIRES(workersMutex) {
   const int error = pthread_create(&thread, attributes.get(), runWorker, nullptr);
   if (error != 0) return error;
   pthread_detach(thread);
-  ++workers;
+  workers = workers + 1;
   return 0;
 }
 
@@ -129,6 +131,10 @@ int handToWorker(const Work& work) {
   const int error = putInLine(work);
   if (error == 0) pthread_cond_signal(&workWaits);
   return error;
+}
+
+WorkerLoad workerLoad() {
+  return {static_cast<uint32_t>(count), static_cast<uint32_t>(workers)};
 }
 
 bool waitForWorkers(int milliseconds) {

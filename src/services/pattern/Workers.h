@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 /// A request that is to be carried out, which `run` owns once it is called.
 struct Work {
@@ -18,6 +19,14 @@ struct Work {
 /// process stops while there is no place, otherwise the system's error number when there is no worker and
 /// none can be made. Bus thread.
 int handToWorker(const Work& work);
+
+/// How much there is to do, for operators.
+struct WorkerLoad {
+  uint32_t waiting;  ///< requests that wait for a worker
+  uint32_t workers;
+};
+/// Takes no lock; any thread.
+WorkerLoad workerLoad();
 
 /// True once no request waits or runs; false when some still do after `milliseconds`. Any thread.
 bool waitForWorkers(int milliseconds);

@@ -44,8 +44,9 @@ void SrvIss::setPortParams(OBstubReply* reply, uint32_t action, uint32_t ifType,
 
 void SrvIss::giveReply(ReplyOwner reply, const SavedArguments& saved) {
   if (m_pStub == nullptr) return;
-  m_pStub->setPortParams_reply(reply.take(), saved.action, saved.ifType, saved.portNr, saved.ifSpeed,
-                               saved.bConfigure != 0, saved.acVlan, saved.extra1, saved.extra2);
+  m_pStub->setPortParams_reply(reply.takeToAnswer(SetPortParamsRequest::busInterface), saved.action,
+                               saved.ifType, saved.portNr, saved.ifSpeed, saved.bConfigure != 0, saved.acVlan,
+                               saved.extra1, saved.extra2);
 }
 
 void SrvIss::sendIssStatusChange(bool bStatus) {

@@ -16,6 +16,7 @@ class SrvIss;
 enum class PortAction : uint32_t { SetUp = 1, Release = 2, Probe = 3, Detach = 4, Acknowledge = 5 };
 
 struct SetPortParamsRequest {
+  static constexpr BusInterface busInterface = BusInterface::PortParams;
   SrvIss* service;
   ReplyOwner reply;
   uint32_t action;  ///< PortAction, any value

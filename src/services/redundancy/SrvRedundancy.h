@@ -12,6 +12,7 @@
 class SrvRedundancy;
 
 struct RedundancyRequest {
+  static constexpr BusInterface busInterface = BusInterface::Redundancy;
   SrvRedundancy* service;
   ReplyOwner reply;  ///< always empty: a signal has no reply
   int32_t state;

@@ -41,8 +41,8 @@ void SrvIssMgr::setIssMgrParams(OBstubReply* reply, uint32_t ruleType, uint32_t 
 
 void SrvIssMgr::giveReply(ReplyOwner reply, SavedArguments& saved, const std::pair<int32_t, int32_t>& fpIds) {
   if (m_pStub == nullptr) return;
-  m_pStub->setIssMgrParams_reply(reply.take(), saved.ruleType, saved.action, saved.L2Pbmp, saved.MplsPbmp,
-                                 saved.flushAct, saved.vpn, saved.vp, saved.portNr, saved.vlan, saved.mplsLbl,
-                                 saved.pwLbl, std::move(saved.dataVfis), 0, 0, 0, 0, fpIds.first,
-                                 fpIds.second);
+  m_pStub->setIssMgrParams_reply(reply.takeToAnswer(IssMgrRequest::busInterface), saved.ruleType,
+                                 saved.action, saved.L2Pbmp, saved.MplsPbmp, saved.flushAct, saved.vpn,
+                                 saved.vp, saved.portNr, saved.vlan, saved.mplsLbl, saved.pwLbl,
+                                 std::move(saved.dataVfis), 0, 0, 0, 0, fpIds.first, fpIds.second);
 }

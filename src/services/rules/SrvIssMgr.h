@@ -19,6 +19,7 @@
 class SrvIssMgr;
 
 struct IssMgrRequest {
+  static constexpr BusInterface busInterface = BusInterface::IssMgr;
   SrvIssMgr* service;
   ReplyOwner reply;
   IssMgrArguments arguments;

@@ -41,8 +41,8 @@ void SrvSmartSfp::setSmartSfpParams(OBstubReply* reply, uint32_t enableFilter, u
 
 void SrvSmartSfp::giveReply(ReplyOwner reply, const SavedArguments& saved, uint32_t pbmp, std::string pdu) {
   if (m_pStub == nullptr) return;
-  m_pStub->setSmartSfpParams_reply(reply.take(), saved.enableFilter, saved.action, saved.sendOutPDU, pbmp,
-                                   saved.size, std::move(pdu));
+  m_pStub->setSmartSfpParams_reply(reply.takeToAnswer(SmartSfpRequest::busInterface), saved.enableFilter,
+                                   saved.action, saved.sendOutPDU, pbmp, saved.size, std::move(pdu));
 }
 
 namespace {

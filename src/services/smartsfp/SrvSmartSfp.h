@@ -18,6 +18,7 @@
 class SrvSmartSfp;
 
 struct SmartSfpRequest {
+  static constexpr BusInterface busInterface = BusInterface::SmartSfp;
   SrvSmartSfp* service;
   ReplyOwner reply;
   SmartSfpArguments arguments;

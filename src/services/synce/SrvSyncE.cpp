@@ -37,8 +37,9 @@ void SrvSyncE::setSyncEParam(OBstubReply* reply, uint32_t enableFilter, uint32_t
 
 void SrvSyncE::giveReply(ReplyOwner reply, const SavedArguments& saved) {
   if (m_pStub == nullptr) return;
-  m_pStub->setSyncEParam_reply(reply.take(), saved.enableFilter, saved.slot, saved.enableClk, saved.clksrc,
-                               saved.phymode, saved.sendPdu, saved.pduWord1, saved.pduWord2, saved.pduWord3);
+  m_pStub->setSyncEParam_reply(reply.takeToAnswer(SyncERequest::busInterface), saved.enableFilter, saved.slot,
+                               saved.enableClk, saved.clksrc, saved.phymode, saved.sendPdu, saved.pduWord1,
+                               saved.pduWord2, saved.pduWord3);
 }
 
 namespace {

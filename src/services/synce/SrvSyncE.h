@@ -9,6 +9,7 @@
 class SrvSyncE;
 
 struct SyncERequest {
+  static constexpr BusInterface busInterface = BusInterface::SyncE;
   SrvSyncE* service;
   ReplyOwner reply;
   SyncEArguments arguments;
