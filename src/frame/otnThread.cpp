@@ -1,18 +1,23 @@
 #include "frame/otnThread.h"
 
 #include <chrono>
+#include <cstdio>
 #include <memory>
 
 #include "TraceObject.h"
+#include "boardUtils.h"
 #include "frame/OBclientComponent.h"
+#include "printable.h"
 #include "process/deadline.h"
 #include "process/intervals.h"
 #include "process/running.h"
 #include "process/threadName.h"
 #include "services/common/SrvCommon.h"
+#include "services/diagnostics/SrvDiagnostics.h"
 #include "services/lifecycle/OBOchStub.h"
 #include "services/pattern/Workers.h"
 #include "services/ports/SrvIss.h"
+#include "services/ports/boardMac.h"
 #include "services/redundancy/SrvRedundancy.h"
 #include "services/rules/SrvIssMgr.h"
 #include "services/smartsfp/SrvSmartSfp.h"
@@ -30,10 +35,20 @@ constexpr int workersStopLimit = 1000;  ///< ms, well within the 2 s that a stop
 
 /// The services that live and die with the component.
 struct Services {
+  explicit Services(DaemonIdentity identity) : diagnostics(std::move(identity)) {}
+
   SrvCommon common;
+  SrvDiagnostics diagnostics;
   SrvSyncE syncE;
   SrvRedundancy redundancy;
 };
+
+DaemonIdentity identityOf(bool noAcPort) {
+  char mac[sizeof "00:00:00:00:00:00"];
+  snprintf(mac, sizeof mac, "%02x:%02x:%02x:%02x:%02x:%02x", macAddr[0], macAddr[1], macAddr[2], macAddr[3],
+           macAddr[4], macAddr[5]);
+  return {TRELVIK_VERSION, Printable(boardUtils().getName()).c_str(), mac, noAcPort ? "-p" : ""};
+}
 
 }  // namespace
 
@@ -55,8 +70,9 @@ void* start_otn_comm(void* arg) {
 
   const OBcomponent::ExtraCfg cfg{nullptr, false};
   auto component = std::make_unique<OBclientComponent>("Trelvik", &cfg);
-  auto services = std::make_unique<Services>();
+  auto services = std::make_unique<Services>(identityOf(noAcPort));
   component->add_interface(&services->common);
+  component->add_interface(&services->diagnostics);
   SrvIss::createInstance(noAcPort);
   component->add_interface(&SrvIss::getInstance());
   auto ochStub = std::make_unique<OBOchStub>(component.get());

@@ -5,6 +5,7 @@ import pytest
 
 from trelvik.board import BUS_LOST
 from trelvik.bus import COMMON, MANAGER, NAME, REDUNDANCY
+from trelvik.diagnostics import DIAGNOSTICS
 from trelvik.places import PREFIX
 from trelvik.users import GROUP, as_member, as_root, as_stranger, run_as, set_groups, start_as
 
@@ -94,6 +95,13 @@ def test_strangers_may_not_own_the_names(board):
     for name in (NAME, MANAGER):
         assert request_name(board, as_stranger(), name) == DENIED
         assert request_name(board, as_root(), name) == "ok 1"
+
+
+def test_group_otn_may_ask_for_the_status_strangers_not(board):
+    set_groups(OTN_GROUP)
+    board.connected()
+    assert act_as(board, as_member(), "call", NAME, DIAGNOSTICS, "getStatus").startswith("ok ")
+    assert act_as(board, as_stranger(), "call", NAME, DIAGNOSTICS, "getStatus") == DENIED
 
 
 def test_group_otn_may_call_but_not_own(board):

@@ -20,6 +20,7 @@ namespace {
 
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -66,6 +67,7 @@ TEST_F(BusThreadsStop, DestroysTheRuleServiceAndKeepsTheOthers) {
   EXPECT_EQ(otnThreadRunning, 1);
   EXPECT_EQ(lines().back(), logged("DEBUG1", "main", 710, "start_otn_comm", "OTNBUS thread stopped"));
   forget();
+  EXPECT_THAT(FakeBus::registrations(), Contains("immediate diagnostics OBdiagnostics_1_0"));
   SrvIss::getInstance();
   SrvSmartSfp::getInstance();
   EXPECT_THAT(lines(), IsEmpty());

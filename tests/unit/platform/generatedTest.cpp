@@ -4,6 +4,7 @@
 
 #include "OBOchTriggerTrelvik_1_0_S.h"
 #include "OBcommon_1_0_S.h"
+#include "OBdiagnostics_1_0_S.h"
 #include "OBgetIssParams_1_0_S.h"
 #include "OBredundantInfo_1_0_S.h"
 #include "OBsetIssMgrParams_1_0_S.h"
@@ -118,6 +119,24 @@ TEST_F(GeneratedDefaults, ofGetIssParams) {
   const std::string method = "getInterfaceReceptionAndTransmissionCounters";
   EXPECT_THAT(m_log.lines(),
               ElementsAre(line(cls, 33, method, types), line(cls, 38, method, "OBstubReply*, " + types)));
+}
+
+TEST_F(GeneratedDefaults, ofDiagnostics) {
+  Service<OBdiagnostics_1_0_SI> service;
+  std::string s;
+  bool b = false;
+  int64_t x = 0;
+  uint32_t u = 0;
+  uint64_t t = 0;
+  service.getStatus(s, s, s, s, b, b, x, u, u, s, u, u, u, t, t, u, u, u, s);
+  service.getStatus(nullptr, s, s, s, s, b, b, x, u, u, s, u, u, u, t, t, u, u, u, s);
+  const std::string types =
+      "std::string&, std::string&, std::string&, std::string&, bool&, bool&, int64_t&, uint32_t&, uint32_t&, "
+      "std::string&, uint32_t&, uint32_t&, uint32_t&, uint64_t&, uint64_t&, uint32_t&, uint32_t&, uint32_t&, "
+      "std::string&";
+  const std::string cls = "OBdiagnostics_1_0_SI";
+  EXPECT_THAT(m_log.lines(), ElementsAre(line(cls, 33, "getStatus", types),
+                                         line(cls, 38, "getStatus", "OBstubReply*, " + types)));
 }
 
 TEST_F(GeneratedDefaults, ofRedundantInfo) {
