@@ -72,17 +72,6 @@ def start(board, *scenario):
     board.log.wait(READY)
 
 
-def tells_refusals(board):
-    """Whether this daemon counts what ISS refuses, so that the client can tell."""
-    found = board.bus.call(("/otn/Trelvik", "org.freedesktop.DBus.Introspectable"), "Introspect").reply()[0]
-    return '"diagnostics"' in found
-
-
-def accepted(board):
-    """The exit status of a request that ISS accepts."""
-    return DONE if tells_refusals(board) else UNKNOWN
-
-
 STATUS = "ssssbbxuusuuuttuuus"
 
 

@@ -5,9 +5,10 @@ import subprocess
 
 import pytest
 
-from trelvik import iss
+from trelvik import fill, iss
+from trelvik.board import MAC, OTHER_BOARD
 from trelvik.bus import HANG, MANAGER, NAME, REDUNDANCY
-from trelvik.ctl import (DONE, FAILED, NO_DAEMON, PROGRAM, UNKNOWN, USAGE, FakeDaemon, Running, accepted, ctl,
+from trelvik.ctl import (DONE, FAILED, NO_DAEMON, PROGRAM, UNKNOWN, USAGE, FakeDaemon, Running, ctl,
                          environment, start)
 from trelvik.life_cycle import MARKER, calls, install
 from trelvik.users import as_stranger, need_others
@@ -56,10 +57,10 @@ def test_wrong_usage_says_what_is_allowed(board, words, reason):
 def test_set_up_port_is_set_up_in_iss(board):
     start(board)
     done = ctl(board, *SETUP)
-    assert done.status == accepted(board), done
+    assert done.status == DONE, done
     assert board.iss.lines("*<- MGMT_INTERFACE_MAPPING_IND*acVlan=100 pwVlan=4005*mapFlag=1*")
     done = ctl(board, "port", "release", 5, "--ac-vlan", 100)
-    assert done.status == accepted(board), done
+    assert done.status == DONE, done
     assert board.iss.lines("*<- MGMT_INTERFACE_MAPPING_IND*pwPort=5*tunnelId=1005*mapFlag=2*")
 
 
@@ -67,15 +68,15 @@ def test_release_alone_leaves_the_attachment_circuit_vlan(board):
     start(board)
     ctl(board, *SETUP)
     done = ctl(board, "port", "release", 5)
-    assert done.status == accepted(board), done
+    assert done.status == DONE, done
     shown = iss.show("vlans")["vlans"]
     assert [row["vlan"] for row in shown] == [1, 100]
 
 
 def test_probe_and_detach_reach_iss(board):
     start(board)
-    assert ctl(board, "port", "probe", 3, "--type", 7, "--speed", 10000).status == accepted(board)
-    assert ctl(board, "port", "detach", 3).status == accepted(board)
+    assert ctl(board, "port", "probe", 3, "--type", 7, "--speed", 10000).status == DONE
+    assert ctl(board, "port", "detach", 3).status == DONE
     fields = "*<- IFC_INSERT_DELETE_IND [7] interfaceNum=3 interfaceSpeed={} interfaceType={} *statusFlag={}"
     assert board.iss.lines(fields.format(10000, 7, 1)) and board.iss.lines(fields.format(1000, 6, 2))
 
@@ -83,7 +84,7 @@ def test_probe_and_detach_reach_iss(board):
 def test_out_of_range_value_is_sent_by_force(board):
     start(board)
     done = ctl(board, "port", "probe", 29, "--force")
-    assert done.status == accepted(board), done
+    assert done.status == DONE, done
     assert board.iss.lines("*interfaceNum=29 *")
 
 
@@ -91,9 +92,30 @@ def test_refused_set_up_does_not_look_like_success(board):
     start(board, 'answer RUN_DEFAULT_SCRIPT_COMMAND errorString="no such port" status=1')
     board.expect_refused()
     done = ctl(board, *SETUP)
-    assert done.status in (FAILED, UNKNOWN), done
-    assert done.status == (FAILED if accepted(board) == DONE else UNKNOWN)
-    assert "ISS" in done.err and done.out == ""
+    assert done.status == FAILED, done
+    assert "port 5, set-up: ISS refused it" in done.err and done.out == ""
+
+
+def test_request_that_a_full_ring_refuses_is_told(board):
+    board.expect_log("[ERROR] SrvIss:* (run_iss_script_thread) - Buffer overflow, message lost!\n")
+    board.connected(level=9)
+    fill.queue(board, *range(1, 19))
+    done = ctl(board, *SETUP)
+    assert done.status == FAILED, done
+    assert "port 5, set-up: the daemon's ring was full, and nothing was sent" in done.err
+
+
+def test_status_of_the_daemon_is_shown(board):
+    start(board)
+    assert ctl(board, *SETUP).status == DONE
+    shown = ctl(board, "status", "--json").json
+    assert (shown["boardName"], shown["boardMac"]) == (OTHER_BOARD, MAC)
+    assert shown["opsConnected"] is True and shown["issReady"] is True and shown["messagesSent"] >= 2
+    ports = [row for row in shown["interfaces"] if row["interface"] == "IssSetLanWanAsync"]
+    assert ports == [{"interface": "IssSetLanWanAsync", "received": 1, "answered": 1, "refusedByIss": 0,
+                      "refusedByRing": 0, "neverAnswered": 0}]
+    text = ctl(board, "status").out
+    assert "boardName" in text and "IssSetLanWanAsync" in text
 
 
 def test_refusal_is_told_from_the_daemons_counts(board):
