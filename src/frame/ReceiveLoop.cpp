@@ -50,7 +50,8 @@ void ReceiveLoop::run() {
 }
 
 void ReceiveLoop::pass() {
-  const timespec limit = toTimespec(m_state.waitBegins(LoopState::Clock::now(), m_answer.lookAgain()));
+  const LoopState::Time reminder = std::min(m_answer.lookAgain(), m_report.lookAgain());
+  const timespec limit = toTimespec(m_state.waitBegins(LoopState::Clock::now(), reminder));
   const int ready = waitForInput(limit);
   const int error = errno;
   if (running == 0) return;
@@ -72,13 +73,18 @@ void ReceiveLoop::pass() {
     case Pass::Reminder:
       break;
   }
-  watchAnswer();
-  // For operators: readiness changes in several places, all of which lie in a pass.
-  linkState.note(m_state.isConnected(), issReady != 0);
+  const LoopState::Time now = LoopState::Clock::now();
+  watchAnswer(now);
+  tellState(now);
 }
 
-void ReceiveLoop::watchAnswer() {
-  if (m_answer.look(LoopState::Clock::now())) connectionLost(isCsmBoard(m_board));
+void ReceiveLoop::watchAnswer(LoopState::Time now) {
+  if (m_answer.look(now)) connectionLost(isCsmBoard(m_board));
+}
+
+/// ISS's readiness changes in several places, all of which lie in a pass.
+void ReceiveLoop::tellState(LoopState::Time now) {
+  m_report.look(now, linkState.note(m_state.isConnected(), issReady != 0));
 }
 
 int ReceiveLoop::waitForInput(const timespec& limit) {

@@ -11,6 +11,7 @@
 #include "boardUtils.h"
 #include "frame/LoopState.h"
 #include "frame/OutstandingAnswer.h"
+#include "frame/SupervisorReport.h"
 #include "link/CriticalActivity.h"
 #include "link/SrvDbg.h"
 
@@ -28,7 +29,8 @@ class ReceiveLoop {
   int waitForInput(const timespec& limit);
   void input();
   void connect();
-  void watchAnswer();
+  void watchAnswer(LoopState::Time now);
+  void tellState(LoopState::Time now);
   /// False when the ring was full: the pass ends.
   bool debugRequest();
   void receive();
@@ -45,6 +47,7 @@ class ReceiveLoop {
   pollfd m_inputs[inputCount] = {{-1, POLLIN, 0}, {-1, POLLIN, 0}};
   LoopState m_state;
   OutstandingAnswer m_answer;
+  SupervisorReport m_report;
   int m_maxFd = -1;  ///< for the log; never lowered
   /// To look for a stop costs a system call, and a stop has 2 s: so many inputs are handled in between.
   static constexpr int inputsPerStopCheck = 8;

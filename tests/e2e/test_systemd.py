@@ -113,6 +113,7 @@ def test_daemon_works_under_the_drop_in(machine):
     assert int(status["CapBnd"], 16) == 1 << 0 | 1 << 1 | 1 << 3  # CHOWN, DAC_OVERRIDE, FOWNER
     assert status["NoNewPrivs"].strip() == "1" and status["Seccomp"].strip() == "2"
     own.make_ready()
+    until(lambda: own.systemd.show("trelvik.service", "StatusText").startswith("ISS ready; "), "systemd shows the status")
     own.set_up()
     own.debug()
     own.remove_configuration()
@@ -127,6 +128,7 @@ def test_iss_lives_under_the_unit_as_it_is(machine):
     life_cycle.install(NEEDS_OF_ISS, "rm -f /tmp/initIssDone")
     own = machine()
     own.make_ready()
+    until(lambda: own.systemd.show("trelvik.service", "StatusText").startswith("ISS ready; "), "systemd shows the status")
     own.set_up()
     own.debug()
     own.trigger(life_cycle.STARTED)

@@ -17,6 +17,13 @@ DaemonStatus daemonStatus() {
   const WorkerLoad load = workerLoad();
   const uint64_t connections = linkCounts.connections;
   const uint64_t answers = linkCounts.answers;
+  uint64_t refusedByIss = 0;
+  uint64_t refusedByRing = 0;
+  for (size_t i = 0; i < busInterfaces; ++i) {
+    const InterfaceCounts& counts = countsOf(static_cast<BusInterface>(i));
+    refusedByIss += counts.refusedByIss;
+    refusedByRing += counts.refusedByRing;
+  }
   return {
       .opsConnected = linkState.connected(),
       .issReady = issReady != 0,
@@ -30,6 +37,8 @@ DaemonStatus daemonStatus() {
       .reconnects = clamped(connections > 0 ? connections - 1 : 0),
       .longestAnswerMs = clamped(linkCounts.longestAnswer / 1000),
       .meanAnswerMicros = clamped(answers > 0 ? linkCounts.answerMicros / answers : 0),
+      .refusedByIss = refusedByIss,
+      .refusedByRing = refusedByRing,
   };
 }
 

@@ -28,6 +28,8 @@ struct DaemonStatus {
   uint32_t reconnects;
   uint32_t longestAnswerMs;
   uint32_t meanAnswerMicros;
+  uint64_t refusedByIss;   ///< messages of all interfaces
+  uint64_t refusedByRing;  ///< calls and signals of all interfaces
 };
 
 /// As it is now. Takes no lock; any thread.
