@@ -1,12 +1,10 @@
 #include "capture/Replay.h"
 
-#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <climits>
 #include <cstring>
 
 #include "base/Listener.h"
@@ -25,33 +23,28 @@ bool Replay::listen(std::string& reason) {
     reason = listenProblem(m_options.port, errno);
     return false;
   }
+  m_loop.watch(
+      m_listenFd, [this] { return m_clientFd < 0 ? EventLoop::Interest{POLLIN} : EventLoop::Interest{}; },
+      [this](short) { accept(); });
   m_output.line("listening on 127.0.0.1:" + std::to_string(m_port) + ", " +
                 std::to_string(m_connections.size()) + " connections to replay");
   return true;
 }
 
 void Replay::run(int stopFd) {
-  while (m_connection < m_connections.size()) {
-    const bool connected = m_clientFd >= 0;
-    pollfd fds[2] = {{stopFd, POLLIN, 0}, {connected ? m_clientFd : m_listenFd, POLLIN, 0}};
-    int timeout = -1;
-    if (connected && due() != Clock::time_point::max()) {
-      const auto left = std::chrono::ceil<std::chrono::milliseconds>(due() - Clock::now()).count();
-      timeout = static_cast<int>(std::clamp<long long>(left, 0, INT_MAX));
-      // A client that is slow to take what it gets.
-      if (timeout == 0) fds[1].events = POLLIN | POLLOUT;
-      if (timeout == 0 && !mustClose()) timeout = -1;
-    }
-    const int ready = poll(fds, 2, timeout);
-    if (ready > 0 && fds[0].revents != 0) return;
-    if (!connected) {
-      if (ready > 0) accept();
-      continue;
-    }
-    if (ready > 0 && (fds[1].revents & ~POLLOUT) != 0) receive();
-    if (m_clientFd >= 0 && due() <= Clock::now()) send();
-  }
-  m_output.line("the capture is played to its end");
+  if (m_connection < m_connections.size()) m_loop.run(stopFd);
+  if (m_connection == m_connections.size()) m_output.line("the capture is played to its end");
+}
+
+EventLoop::Interest Replay::wanted() const {
+  if (due() > Clock::now()) return {POLLIN, due()};
+  // A client that is slow to take what it gets.
+  return {POLLIN | POLLOUT, mustClose() ? due() : Clock::time_point::max()};
+}
+
+void Replay::serve(short events) {
+  if ((events & ~POLLOUT) != 0) receive();
+  if (m_clientFd >= 0 && due() <= Clock::now()) send();
 }
 
 void Replay::accept() {
@@ -59,6 +52,8 @@ void Replay::accept() {
   m_clientFd = acceptClient(m_listenFd, refused);
   if (!refused.empty()) m_output.line("client refused: " + refused);
   if (m_clientFd < 0) return;
+  m_loop.watch(
+      m_clientFd, [this] { return wanted(); }, [this](short events) { serve(events); });
   m_output.line("client connected, replaying connection " + std::to_string(m_connection + 1));
   m_step = 0;
   m_done = 0;
@@ -143,9 +138,10 @@ void Replay::leave(const std::string& why) {
     m_output.line("the capture's connection goes on for " +
                   std::to_string(current().traffic.size() - m_step) + " more steps");
   }
+  m_loop.forget(m_clientFd);
   ::close(m_clientFd);
   m_clientFd = -1;
-  ++m_connection;
+  if (++m_connection == m_connections.size()) m_loop.stop();
 }
 
 void Replay::print(Direction direction, std::string_view bytes) {

@@ -1,14 +1,14 @@
 // ISS's side of a capture, played again to the clients that connect: the first gets what the capture's first
 // client got, and so on. What ISS sent is sent again when the client has sent as many bytes as it had sent
-// then, and with the same pause after what was sent before it. One poll loop on the caller's thread.
+// then, and with the same pause after what was sent before it.
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
+#include "base/EventLoop.h"
 #include "base/LineOutput.h"
-#include "base/TimerQueue.h"
 #include "capture/CaptureReader.h"
 #include "record/RecordStream.h"
 
@@ -47,11 +47,14 @@ class Replay {
   bool played() const { return m_step == current().traffic.size(); }
   bool mustClose() const { return played() && current().endedByIss != Ending::none; }
   Clock::time_point due() const;
+  EventLoop::Interest wanted() const;
+  void serve(short events);
   void print(Direction direction, std::string_view bytes);
 
   const ReplayOptions& m_options;
   const std::vector<CapturedConnection>& m_connections;
   LineOutput& m_output;
+  EventLoop m_loop;
   uint16_t m_port = 0;
   int m_listenFd = -1;
   int m_clientFd = -1;

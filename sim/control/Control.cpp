@@ -1,6 +1,5 @@
 #include "control/Control.h"
 
-#include <sys/epoll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -62,19 +61,18 @@ bool parseJsonOption(std::string_view words, bool& json) {
 
 }  // namespace
 
-Control::Control(Show show, Watch& watch, Inject inject)
-    : m_show(std::move(show)),
-      m_watch(watch),
-      m_inject(std::move(inject)),
-      m_epoll(epoll_create1(EPOLL_CLOEXEC)) {
+Control::Control(EventLoop& loop, Show show, Watch& watch, Inject inject)
+    : m_loop(loop), m_show(std::move(show)), m_watch(watch), m_inject(std::move(inject)) {
   m_watch.setListener([this](const Passed& message) { passed(message); });
 }
 
 Control::~Control() {
   m_watch.setListener({});
-  for (const auto& [fd, client] : m_clients) ::close(fd);
-  if (m_listenFd >= 0) ::close(m_listenFd);
-  if (m_epoll >= 0) ::close(m_epoll);
+  while (!m_clients.empty()) drop(m_clients.begin()->first);
+  if (m_listenFd >= 0) {
+    m_loop.forget(m_listenFd);
+    ::close(m_listenFd);
+  }
   if (!m_path.empty()) unlink(m_path.c_str());
 }
 
@@ -93,37 +91,24 @@ bool Control::listen(const std::string& path, std::string& reason) {
       return false;
     }
   }
-  epoll_event event{EPOLLIN, {.fd = m_listenFd}};
-  if (!bound || ::listen(m_listenFd, 4) != 0 || epoll_ctl(m_epoll, EPOLL_CTL_ADD, m_listenFd, &event) != 0) {
+  if (!bound || ::listen(m_listenFd, 4) != 0) {
     reason = path + ": " + strerror(errno);
     return false;
   }
+  m_loop.watch(m_listenFd, POLLIN, [this](short) { accept(); });
   m_path = path;
   return true;
-}
-
-void Control::run() {
-  epoll_event events[maxClients + 1];
-  const int count = epoll_wait(m_epoll, events, static_cast<int>(std::size(events)), 0);
-  for (int i = 0; i < count; ++i) {
-    if (events[i].data.fd == m_listenFd) {
-      accept();
-    } else if (m_clients.contains(events[i].data.fd)) {
-      serve(events[i].data.fd, events[i].events);
-    }
-  }
 }
 
 void Control::accept() {
   const int fd = accept4(m_listenFd, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
   if (fd < 0) return;
-  epoll_event event{EPOLLIN, {.fd = fd}};
-  if (epoll_ctl(m_epoll, EPOLL_CTL_ADD, fd, &event) != 0) {
-    ::close(fd);
-    return;
-  }
   Client& client = m_clients[fd];
-  client.events = EPOLLIN;
+  const auto wanted = [&client] {
+    const int events = (client.ended ? 0 : POLLIN) | (client.unsent.empty() ? 0 : POLLOUT);
+    return EventLoop::Interest{static_cast<short>(events)};
+  };
+  m_loop.watch(fd, wanted, [this, fd](short events) { serve(fd, events); });
   const std::optional<uid_t> user = socketUser(fd);
   const bool known = user && mayUse(*user);
   if (known && m_clients.size() <= maxClients) return;
@@ -134,10 +119,10 @@ void Control::accept() {
   if (!flush(fd, client)) drop(fd);
 }
 
-void Control::serve(int fd, uint32_t events) {
+void Control::serve(int fd, short events) {
   Client& client = m_clients[fd];
-  const bool readable = (events & EPOLLIN) != 0;
-  const bool gone = !readable && (events & (EPOLLHUP | EPOLLERR)) != 0;
+  const bool readable = (events & POLLIN) != 0;
+  const bool gone = !readable && (events & (POLLHUP | POLLERR)) != 0;
   if (gone || (readable && !receive(fd, client)) || !flush(fd, client)) drop(fd);
 }
 
@@ -233,14 +218,11 @@ bool Control::flush(int fd, Client& client) {
     if (n > 0) client.unsent.erase(0, static_cast<size_t>(n));
   }
   if (client.unsent.empty() && client.phase == Phase::closing) return false;
-  const uint32_t events =
-      (client.ended ? 0U : uint32_t{EPOLLIN}) | (client.unsent.empty() ? 0U : uint32_t{EPOLLOUT});
-  if (events == std::exchange(client.events, events)) return true;
-  epoll_event event{events, {.fd = fd}};
-  return epoll_ctl(m_epoll, EPOLL_CTL_MOD, fd, &event) == 0;
+  return true;
 }
 
 void Control::drop(int fd) {
+  m_loop.forget(fd);
   ::close(fd);
   m_clients.erase(fd);
 }

@@ -2,7 +2,7 @@
 //
 // A request is one line: "show SUBJECT [PORTS] [--json]", "watch [--json]" or "inject DIRECTIVE". The answer
 // is "ok" on a line of its own and what was asked for, or "error REASON" on one line; then the simulator
-// closes, except that a watch goes on until either side ends it. All calls come on the simulator's poll-loop
+// closes, except that a watch goes on until either side ends it. All calls come on the event loop's
 // thread, and none blocks: a client that does not read loses messages, not the simulator's time. Only the
 // simulator's own user and root are served.
 #pragma once
@@ -15,6 +15,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/EventLoop.h"
 #include "base/Table.h"
 #include "control/ShowRequest.h"
 #include "control/Watch.h"
@@ -32,8 +33,8 @@ class Control {
   /// Carries out a directive and returns what is wrong with it.
   using Inject = std::function<std::optional<std::string>(std::string_view)>;
 
-  /// The watch is the caller's and outlives this.
-  Control(Show show, Watch& watch, Inject inject);
+  /// Loop and watch are the caller's and outlive this.
+  Control(EventLoop& loop, Show show, Watch& watch, Inject inject);
   ~Control();
   Control(const Control&) = delete;
   Control& operator=(const Control&) = delete;
@@ -41,10 +42,6 @@ class Control {
   /// Opens the socket, for its owner only, in place of a socket that a killed simulator left. False with one
   /// line of reason.
   bool listen(const std::string& path, std::string& reason);
-
-  /// Readable when run() has something to do.
-  int fd() const { return m_epoll; }
-  void run();
 
  private:
   enum class Phase : uint8_t { request, watchText, watchJson, closing };
@@ -55,11 +52,10 @@ class Control {
     std::string unsent;
     size_t lost = 0;     ///< messages that a watcher missed
     bool ended = false;  ///< it sends nothing more, but still reads
-    uint32_t events;     ///< that epoll waits for
   };
 
   void accept();
-  void serve(int fd, uint32_t events);
+  void serve(int fd, short events);
   bool receive(int fd, Client& client);
   void carryOut(Client& client, std::string_view request);
   void show(Client& client, std::string_view words);
@@ -69,12 +65,12 @@ class Control {
   bool flush(int fd, Client& client);
   void drop(int fd);
 
+  EventLoop& m_loop;
   Show m_show;
   Watch& m_watch;
   Inject m_inject;
   std::string m_path;  ///< the socket's; empty = not ours to remove
   int m_listenFd = -1;
-  int m_epoll;
   std::map<int, Client> m_clients;  ///< by descriptor
 };
 

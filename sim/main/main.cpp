@@ -51,11 +51,12 @@ int serve(const sim::Options& options) {
   }
   const int stopFd = catchSignals();
   if (stopFd < 0) return 1;
+  sim::EventLoop loop;
   sim::IssModel model;
   sim::LineOutput output(STDOUT_FILENO);
   sim::CaptureFile capture(output);
   sim::Watch watch;
-  sim::OpsServer server(options.server, model, output);
+  sim::OpsServer server(options.server, loop, model, output);
   server.addObserver(watch);
   sim::DirectiveInterpreter interpreter(server, model, output);
   const auto show = [&](const sim::ShowRequest& request) -> std::optional<sim::View> {
@@ -63,7 +64,7 @@ int serve(const sim::Options& options) {
     if (request.subject == "schedule") return sim::showSchedule(server, interpreter, sim::Clock::now());
     return sim::show(request.subject, model, watch.counts(), request.ports);
   };
-  sim::Control control(show, watch, [&](std::string_view line) { return interpreter.apply(line); });
+  sim::Control control(loop, show, watch, [&](std::string_view line) { return interpreter.apply(line); });
   std::string reason;
   // The control socket is opened before the port, unless its name holds the number of a port not chosen yet.
   const bool toldWhere = !options.control.empty();
@@ -82,13 +83,12 @@ int serve(const sim::Options& options) {
   reason = noControl;
   if (!controlled && reason.empty()) controlled = listenForControl(server.port());
   if (!controlled) output.line("no control socket: " + reason);
-  server.addPollable(control.fd(), POLLIN, [&control](short) { control.run(); });
   if (!options.record.empty()) {
     if (const sim::Problem problem = capture.open(options.record, server.port())) return fail(*problem, 2);
     server.addObserver(capture);
   }
   scenario.start(interpreter);
-  server.run(stopFd);
+  loop.run(stopFd);
   return 0;
 }
 

@@ -44,8 +44,9 @@ std::vector<StartupStep> defaultStartup(const ServerOptions& options) {
 
 }  // namespace
 
-OpsServer::OpsServer(const ServerOptions& options, IssModel& model, LineOutput& output)
+OpsServer::OpsServer(const ServerOptions& options, EventLoop& loop, IssModel& model, LineOutput& output)
     : m_options(options),
+      m_loop(loop),
       m_model(model),
       m_output(output),
       m_outbox([this](const Sent& sent) { tell(sent); }),
@@ -53,8 +54,11 @@ OpsServer::OpsServer(const ServerOptions& options, IssModel& model, LineOutput& 
       m_keepAlive(options.keepAlive) {}
 
 OpsServer::~OpsServer() {
-  if (m_clientFd >= 0) ::close(m_clientFd);
-  if (m_listenFd >= 0) ::close(m_listenFd);
+  for (const int fd : {m_clientFd, m_listenFd}) {
+    if (fd < 0) continue;
+    m_loop.forget(fd);
+    ::close(fd);
+  }
 }
 
 bool OpsServer::listen(std::string& reason) {
@@ -63,6 +67,7 @@ bool OpsServer::listen(std::string& reason) {
     reason = listenProblem(m_options.port, errno);
     return false;
   }
+  watchPort();
   m_output.line("listening on 127.0.0.1:" + std::to_string(m_port));
   return true;
 }
@@ -70,77 +75,42 @@ bool OpsServer::listen(std::string& reason) {
 void OpsServer::reopen() {
   m_listenFd = openListener(m_port, m_port);
   if (m_listenFd >= 0) {
+    watchPort();
     m_output.line("ISS is back, listening on 127.0.0.1:" + std::to_string(m_port));
     return;
   }
   m_output.line(listenProblem(m_port, errno));
-  m_timers.after(std::chrono::seconds(1), TimerQueue::Scope::simulator, [this] { reopen(); });
+  m_loop.timers().after(std::chrono::seconds(1), TimerQueue::Scope::simulator, [this] { reopen(); });
 }
 
-void OpsServer::addPollable(int fd, short events, std::function<void(short)> ready) {
-  m_pollables.push_back({fd, events, std::move(ready)});
+/// One client at a time: the next one waits in the port's queue.
+void OpsServer::watchPort() {
+  m_loop.watch(
+      m_listenFd, [this] { return m_clientFd < 0 ? EventLoop::Interest{POLLIN} : EventLoop::Interest{}; },
+      [this](short) { accept(); });
 }
 
-void OpsServer::run(int stopFd) {
-  std::vector<pollfd> fds;
-  while (true) {
-    const bool connected = m_clientFd >= 0;
-    fds.assign({{stopFd, POLLIN, 0}, {m_listenFd, POLLIN, 0}});
-    if (connected) {
-      // A descriptor without wanted events would still report its end, over and over.
-      const short wanted = wantedEvents();
-      fds[1] = {wanted == 0 ? -1 : m_clientFd, wanted, 0};
-    }
-    for (const Pollable& pollable : m_pollables) fds.push_back({pollable.fd, pollable.events, 0});
-    const int ready = poll(fds.data(), fds.size(), pollTimeout());
-    if (ready > 0 && fds[0].revents != 0) return;
-    if (ready > 0 && fds[1].revents != 0) {
-      if (connected) {
-        serve(fds[1].events);
-      } else {
-        accept();
-      }
-    }
-    if (ready > 0) runPollables(fds);
-    m_timers.run(Clock::now());
-  }
-}
-
-void OpsServer::serve(short events) {
-  if (events == POLLOUT) {
+void OpsServer::serve() {
+  if (mayWrite()) {
     flush();
   } else {
     receive();
   }
 }
 
-void OpsServer::runPollables(const std::vector<pollfd>& fds) {
-  for (size_t i = 2; i < fds.size(); ++i) {
-    if (fds[i].revents == 0) continue;
-    // A copy: the call may add pollables.
-    const std::function<void(short)> call = m_pollables[i - 2].ready;
-    call(fds[i].revents);
-  }
+bool OpsServer::mayWrite() const {
+  const Clock::time_point now = Clock::now();
+  return now >= m_stalledUntil && !m_outbox.empty() && now >= m_writeDue;
 }
 
-short OpsServer::wantedEvents() const {
+/// Of the client. While it waits for its time, not even the connection's end is looked at: it would be
+/// reported over and over.
+EventLoop::Interest OpsServer::wanted() const {
   const Clock::time_point now = Clock::now();
-  if (now < m_stalledUntil) return 0;
-  if (m_outbox.empty()) return POLLIN;
-  return now < m_writeDue ? short{0} : short{POLLOUT};
-}
-
-int OpsServer::pollTimeout() const {
-  Clock::time_point due = m_timers.next();
-  const Clock::time_point now = Clock::now();
-  if (m_clientFd >= 0 && now < m_stalledUntil) {
-    due = std::min(due, m_stalledUntil);
-  } else if (m_clientFd >= 0 && !m_outbox.empty() && now < m_writeDue) {
-    due = std::min(due, m_writeDue);
-  }
-  if (due == Clock::time_point::max()) return -1;
-  const auto left = std::chrono::ceil<std::chrono::milliseconds>(due - now).count();
-  return static_cast<int>(std::clamp<long long>(left, 0, INT_MAX));
+  if (now < m_stalledUntil) return {std::nullopt, m_stalledUntil};
+  if (m_outbox.empty()) return {POLLIN};
+  if (now < m_writeDue) return {std::nullopt, m_writeDue};
+  return {POLLOUT};
 }
 
 void OpsServer::accept() {
@@ -148,6 +118,12 @@ void OpsServer::accept() {
   m_clientFd = acceptClient(m_listenFd, refused);
   if (!refused.empty()) m_output.line("client refused: " + refused);
   if (m_clientFd < 0) return;
+  const auto ready = [this](short events) {
+    // Without events its time has come: what it waits for is asked anew.
+    if (events != 0) serve();
+  };
+  m_loop.watch(
+      m_clientFd, [this] { return wanted(); }, ready);
   m_output.line("client connected");
   for (Observer* observer : m_observers) observer->onClient(true, Clock::now());
   setKeepAlive(m_keepAlive);
@@ -165,15 +141,15 @@ void OpsServer::greet() {
     if (time.count() == 0) {
       send(record);
     } else {
-      m_timers.after(time, TimerQueue::Scope::connection, [this, record] { send(record); },
-                     {std::string("startup ") + msgTypeName(record.msgType)});
+      m_loop.timers().after(time, TimerQueue::Scope::connection, [this, record] { send(record); },
+                            {std::string("startup ") + msgTypeName(record.msgType)});
     }
   }
 }
 
 void OpsServer::setKeepAlive(std::chrono::milliseconds period) {
   m_keepAlive = period;
-  m_timers.cancel(keepAliveNote);
+  m_loop.timers().cancel(keepAliveNote);
   if (m_clientFd >= 0 && period.count() > 0) scheduleKeepAlive();
 }
 
@@ -185,7 +161,7 @@ void OpsServer::scheduleKeepAlive() {
     record.msgType = WATCH_DOG_ISS_ACTIVE;
     send(record);
   };
-  m_timers.after(m_keepAlive, TimerQueue::Scope::connection, sendOne, {keepAliveNote, UINT32_MAX});
+  m_loop.timers().after(m_keepAlive, TimerQueue::Scope::connection, sendOne, {keepAliveNote, UINT32_MAX});
 }
 
 void OpsServer::dropClient(const std::string& why, Direction by, bool reset) {
@@ -194,11 +170,12 @@ void OpsServer::dropClient(const std::string& why, Direction by, bool reset) {
   }
   forgetOutgoing();
   m_output.line("client lost: " + why);
+  m_loop.forget(m_clientFd);
   ::close(m_clientFd);
   m_clientFd = -1;
   m_received.reset();
   m_stalledUntil = {};
-  m_timers.cancel(TimerQueue::Scope::connection);
+  m_loop.timers().cancel(TimerQueue::Scope::connection);
   const Clock::time_point now = Clock::now();
   for (Observer* observer : m_observers) observer->onEnd(by, reset, now);
   for (Observer* observer : m_observers) observer->onClient(false, now);
@@ -241,7 +218,7 @@ void OpsServer::hold(const OtnIpcMsg& record, Delivery delivery) {
   const uint64_t number = ++m_lastHeldBack;
   const Clock::time_point due = Clock::now() + delivery.delay;
   m_heldBack[number] = {due, record.msgType, std::move(delivery)};
-  m_timers.at(due, TimerQueue::Scope::connection, [this, number] {
+  m_loop.timers().at(due, TimerQueue::Scope::connection, [this, number] {
     auto held = m_heldBack.extract(number);
     queue(std::move(held.mapped().delivery));
   });
@@ -294,11 +271,12 @@ void OpsServer::close(Ending how) {
 void OpsServer::restart(std::chrono::milliseconds away) {
   if (m_listenFd < 0) return;
   if (m_clientFd >= 0) end(Ending::close);
+  m_loop.forget(m_listenFd);
   ::close(m_listenFd);
   m_listenFd = -1;
   m_model = IssModel();
   m_output.line("ISS is gone");
-  m_timers.after(away, TimerQueue::Scope::simulator, [this] { reopen(); }, {"ISS comes back"});
+  m_loop.timers().after(away, TimerQueue::Scope::simulator, [this] { reopen(); }, {"ISS comes back"});
 }
 
 void OpsServer::stall(std::chrono::milliseconds time) {
@@ -317,11 +295,11 @@ void OpsServer::queue(Delivery delivery) {
   m_outbox.add(std::move(delivery));
   if (!idle || m_outbox.empty()) return;
   m_writeDue = Clock::now() + m_outbox.pause();
-  if (wantedEvents() == POLLOUT) flush();
+  if (mayWrite()) flush();
 }
 
 void OpsServer::flush() {
-  for (int turn = 0; turn < writesPerTurn && wantedEvents() == POLLOUT; ++turn) {
+  for (int turn = 0; turn < writesPerTurn && mayWrite(); ++turn) {
     if (m_outbox.ending() != Ending::none) {
       end(m_outbox.ending());
       return;

@@ -1,8 +1,6 @@
-// OPS as the daemon sees it: a TCP port on the loopback, one client at a time, fixed-size records. One poll
-// loop on the caller's thread; nothing in it blocks but the output of lines.
+// OPS as the daemon sees it: a TCP port on the loopback, one client after another, fixed-size records. On the
+// event loop's thread; nothing in it blocks but the output of lines.
 #pragma once
-
-#include <poll.h>
 
 #include <chrono>
 #include <cstdint>
@@ -12,8 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "base/EventLoop.h"
 #include "base/LineOutput.h"
-#include "base/TimerQueue.h"
 #include "directive/Directive.h"
 #include "directive/Fault.h"
 #include "iss/IssModel.h"
@@ -36,8 +34,8 @@ struct ServerOptions {
 
 class OpsServer {
  public:
-  /// The model and the output are the caller's and outlive the server.
-  OpsServer(const ServerOptions& options, IssModel& model, LineOutput& output);
+  /// Loop, model and output are the caller's and outlive the server.
+  OpsServer(const ServerOptions& options, EventLoop& loop, IssModel& model, LineOutput& output);
   ~OpsServer();
   OpsServer(const OpsServer&) = delete;
   OpsServer& operator=(const OpsServer&) = delete;
@@ -49,17 +47,10 @@ class OpsServer {
   /// The observer is the caller's and outlives the server.
   void addObserver(Observer& observer) { m_observers.push_back(&observer); }
 
-  /// Calls `ready` with the events of a further descriptor (the caller's) from the poll loop. It may add
-  /// pollables.
-  void addPollable(int fd, short events, std::function<void(short)> ready);
+  // Before the loop runs, or from within it:
 
-  /// Serves one client after another until stopFd (the caller's) is readable.
-  void run(int stopFd);
-
-  // Before run or from within its loop:
-
-  TimerQueue& timers() { return m_timers; }
-  const TimerQueue& timers() const { return m_timers; }
+  TimerQueue& timers() { return m_loop.timers(); }
+  const TimerQueue& timers() const { return m_loop.timers(); }
   FaultTable& faults() { return m_faults; }
 
   /// A record that a fault holds back.
@@ -90,11 +81,6 @@ class OpsServer {
   void stall(std::chrono::milliseconds time);
 
  private:
-  struct Pollable {
-    int fd;
-    short events;
-    std::function<void(short)> ready;
-  };
   struct HeldBack {
     Clock::time_point due;
     uint32_t type;
@@ -113,12 +99,13 @@ class OpsServer {
   void tell(const Sent& sent);
   void forgetOutgoing();
   void flush();
-  short wantedEvents() const;
-  int pollTimeout() const;
-  void serve(short events);
-  void runPollables(const std::vector<pollfd>& fds);
+  void watchPort();
+  EventLoop::Interest wanted() const;
+  bool mayWrite() const;
+  void serve();
 
   const ServerOptions m_options;
+  EventLoop& m_loop;
   IssModel& m_model;
   LineOutput& m_output;
   uint16_t m_port = 0;
@@ -130,12 +117,10 @@ class OpsServer {
   Clock::time_point m_stalledUntil{};
   std::vector<StartupStep> m_startup;
   std::chrono::milliseconds m_keepAlive;
-  TimerQueue m_timers;
   FaultTable m_faults;
   std::map<uint64_t, HeldBack> m_heldBack;  ///< by order
   uint64_t m_lastHeldBack = 0;
   std::vector<Observer*> m_observers;
-  std::vector<Pollable> m_pollables;
 };
 
 }  // namespace sim

@@ -45,8 +45,8 @@ class Control : public ::testing::Test {
   }
   /// Lets the control socket do all that it has to do now.
   void runAll() {
-    pollfd ready{m_control.fd(), POLLIN, 0};
-    for (int i = 0; i < 1000 && poll(&ready, 1, 0) == 1; ++i) m_control.run();
+    for (int i = 0; i < 1000 && m_loop.runReady(); ++i) {
+    }
   }
   /// What has come so far; `ended` tells whether the other side is closed.
   std::string received(int fd, bool* ended = nullptr) {
@@ -77,7 +77,9 @@ class Control : public ::testing::Test {
   sim::Watch m_watch;
   std::string m_injected;
   std::optional<std::string> m_wrong;
-  sim::Control m_control{[this](const sim::ShowRequest& request) {
+  sim::EventLoop m_loop;
+  sim::Control m_control{m_loop,
+                         [this](const sim::ShowRequest& request) {
                            return sim::show(request.subject, m_model, m_watch.counts(), request.ports);
                          },
                          m_watch,
@@ -194,8 +196,7 @@ TEST_F(Control, ServesAClientThatHasNoMoreToSay) {
   shutdown(fd, SHUT_RD);
   runAll();
   passFlush();
-  pollfd idle{m_control.fd(), POLLIN, 0};
-  EXPECT_EQ(poll(&idle, 1, 0), 0);
+  EXPECT_FALSE(m_loop.runReady());
 }
 
 TEST_F(Control, CountsWhatASlowWatcherMisses) {
@@ -235,7 +236,7 @@ TEST_F(Control, IsForItsOwnerOnly) {
 
 TEST_F(Control, IsNotTakenFromAnotherInstance) {
   sim::Watch watch;
-  sim::Control second({}, watch, {});
+  sim::Control second(m_loop, {}, watch, {});
   std::string reason;
   EXPECT_FALSE(second.listen(m_path, reason));
   EXPECT_EQ(reason, m_path + ": in use, is another instance running?");
@@ -249,10 +250,11 @@ TEST(ControlListen, TakesThePlaceOfOneThatIsGone) {
   ASSERT_TRUE(sim::fillAddress(path, address));
   ASSERT_EQ(bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
   close(fd);
+  sim::EventLoop loop;
   sim::Watch watch;
   std::string reason;
   {
-    sim::Control control({}, watch, {});
+    sim::Control control(loop, {}, watch, {});
     EXPECT_TRUE(control.listen(path, reason)) << reason;
   }
   EXPECT_NE(access(path.c_str(), F_OK), 0);
@@ -261,10 +263,11 @@ TEST(ControlListen, TakesThePlaceOfOneThatIsGone) {
 TEST(ControlListen, LeavesAFileAlone) {
   const TemporaryDirectory directory;
   const std::string path = directory.write("control", "precious");
+  sim::EventLoop loop;
   sim::Watch watch;
   std::string reason;
   {
-    sim::Control control({}, watch, {});
+    sim::Control control(loop, {}, watch, {});
     EXPECT_FALSE(control.listen(path, reason));
   }
   EXPECT_EQ(reason, path + ": in use, is another instance running?");
@@ -272,8 +275,9 @@ TEST(ControlListen, LeavesAFileAlone) {
 }
 
 TEST(ControlListen, SaysWhyItCannot) {
+  sim::EventLoop loop;
   sim::Watch watch;
-  sim::Control control({}, watch, {});
+  sim::Control control(loop, {}, watch, {});
   std::string reason;
   EXPECT_FALSE(control.listen("/nowhere/at/all", reason));
   EXPECT_EQ(reason, "/nowhere/at/all: No such file or directory");

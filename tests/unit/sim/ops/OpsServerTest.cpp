@@ -30,10 +30,10 @@ class OpsServer : public ::testing::Test {
     m_output = fopen(m_directory.path("out").c_str(), "we");
     ASSERT_NE(m_output, nullptr);
     m_lines.emplace(fileno(m_output));
-    m_server.emplace(m_options, m_model, *m_lines);
+    m_server.emplace(m_options, m_loop, m_model, *m_lines);
     std::string reason;
     ASSERT_TRUE(m_server->listen(reason)) << reason;
-    m_thread = std::thread([this] { m_server->run(m_stop); });
+    m_thread = std::thread([this] { m_loop.run(m_stop); });
   }
   /// The server's thread is gone; returns what it printed.
   std::string stop() {
@@ -47,6 +47,7 @@ class OpsServer : public ::testing::Test {
   TemporaryDirectory m_directory;
   sim::ServerOptions m_options;
   sim::IssModel m_model;
+  sim::EventLoop m_loop;
   std::optional<sim::OpsServer> m_server;
 
  private:

@@ -24,7 +24,7 @@ class DirectiveInterpreter : public ::testing::Test {
     m_options.keepAlive = 0ms;
     m_output = fopen(m_directory.path("out").c_str(), "we");
     m_lines.emplace(fileno(m_output));
-    m_server.emplace(m_options, m_model, *m_lines);
+    m_server.emplace(m_options, m_loop, m_model, *m_lines);
     m_interpreter.emplace(*m_server, m_model, *m_lines);
   }
   ~DirectiveInterpreter() override {
@@ -40,13 +40,13 @@ class DirectiveInterpreter : public ::testing::Test {
     for (const char* line : lines) ASSERT_EQ(m_interpreter->apply(line), std::nullopt) << line;
     std::string reason;
     ASSERT_TRUE(m_server->listen(reason)) << reason;
-    m_server->addPollable(m_wake, POLLIN, [this](short) {
+    m_loop.watch(m_wake, POLLIN, [this](short) {
       eventfd_t count = 0;
       eventfd_read(m_wake, &count);
       EXPECT_EQ(m_interpreter->apply(m_line), std::nullopt) << m_line;
       eventfd_write(m_done, 1);
     });
-    m_thread = std::thread([this] { m_server->run(m_stop); });
+    m_thread = std::thread([this] { m_loop.run(m_stop); });
   }
   /// Live; returns when it is carried out.
   void inject(const char* line) {
@@ -73,6 +73,7 @@ class DirectiveInterpreter : public ::testing::Test {
   TemporaryDirectory m_directory;
   sim::ServerOptions m_options;
   sim::IssModel m_model;
+  sim::EventLoop m_loop;
   FILE* m_output = nullptr;
   std::optional<sim::LineOutput> m_lines;
   std::optional<sim::OpsServer> m_server;
