@@ -4,6 +4,7 @@
 
 #include "link/Traffic.h"
 #include "message/MsgHandle.h"
+#include "process/probe.h"
 
 namespace ring {
 
@@ -66,6 +67,8 @@ MsgArrayEntry& copyToSlot(const OtnIpcMsg& message) {
 }
 
 void advanceWritePointer() {
+  const MsgArrayEntry& slot = MsgArray[writepointer];
+  PROBE(message_queued, static_cast<int>(writepointer), slot.msg.msgType, static_cast<int>(slot.source));
   writepointer = nextIndex(writepointer);
 }
 

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "process/probe.h"
+
 LinkCounts linkCounts;
 Outstanding outstanding;
 LinkState linkState;
@@ -63,6 +65,16 @@ InterfaceCounts* countsOf(MsgSource source) {
   return nullptr;
 }
 
+void countArrival(BusInterface interface) {
+  PROBE(request_arrived, busInterfaceName(interface));
+  ++countsOf(interface).received;
+}
+
+void countReply(BusInterface interface) {
+  PROBE(request_replied, busInterfaceName(interface));
+  ++countsOf(interface).answered;
+}
+
 const char* sourceName(MsgSource source) {
   if (source == MsgSource::Debug) return "debug socket";
   const InterfaceCounts* const found = countsOf(source);
@@ -73,6 +85,9 @@ void countAnswer(std::chrono::steady_clock::time_point now) {
   if (!answerOutstanding) return;
   const auto took = std::chrono::duration_cast<std::chrono::microseconds>(now - answerSentAt).count();
   const auto micros = static_cast<uint64_t>(std::max<int64_t>(took, 0));
+  const MsgArrayEntry& slot = MsgArray[readpointer];
+  PROBE(message_answered, static_cast<int>(readpointer), slot.msg.msgType, static_cast<int>(slot.source),
+        micros);
   ++linkCounts.answers;
   linkCounts.answerMicros += micros;
   if (micros > linkCounts.longestAnswer) linkCounts.longestAnswer = micros;

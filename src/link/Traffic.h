@@ -41,6 +41,10 @@ struct InterfaceCounts {
 InterfaceCounts& countsOf(BusInterface interface);
 /// Null for a source that is no bus interface.
 InterfaceCounts* countsOf(MsgSource source);
+/// A call or a signal has come in.
+void countArrival(BusInterface interface);
+/// A caller is about to get its reply.
+void countReply(BusInterface interface);
 /// As callers know it; empty for none.
 const char* sourceName(MsgSource source);
 

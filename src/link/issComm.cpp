@@ -5,6 +5,7 @@
 #include "link/IssSocket.h"
 #include "link/MsgArray.h"
 #include "link/Traffic.h"
+#include "process/probe.h"
 #include "process/running.h"
 #include "process/threadName.h"
 
@@ -32,6 +33,7 @@ bool sendNextSlot() {
       static_cast<int>(readpointer), static_cast<int>(writepointer), static_cast<int>(slot.source));
   answerSentAt = std::chrono::steady_clock::now();
   outstanding.begins(slot.msg.msgType, slot.source, answerSentAt);
+  PROBE(message_sent, static_cast<int>(readpointer), slot.msg.msgType, static_cast<int>(slot.source));
   opsSocket.sentPacket(&slot.msg, sizeof slot.msg);
   LOG(DEBUG3, atIssComm, 735, "Sending packet to OPS\n");
   IssProcessing = 1;

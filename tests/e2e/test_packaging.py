@@ -7,7 +7,8 @@ import subprocess
 
 import pytest
 
-from trelvik import files
+from trelvik import files, places
+from trelvik.board import LAUNCHER
 from trelvik.places import PREFIX, REPO
 
 UNIT = "lib/systemd/system/trelvik.service"
@@ -49,6 +50,14 @@ def settings(text):
     lines = text.splitlines()
     return ([line for line in lines if line and not line.startswith("#")],
             [line[1:] for line in lines if re.match(r"#[A-Za-z_]+=", line)])
+
+
+@pytest.mark.skipif(bool(LAUNCHER), reason="the target's sysroot has no <sys/sdt.h>, and nobody looks into an emulator")
+def test_daemon_has_its_probes():
+    notes = subprocess.run(["readelf", "-n", places.daemon(PREFIX)], check=True, capture_output=True, text=True).stdout
+    assert set(re.findall(r"Provider: (\S+)\n\s+Name: (\S+)\n", notes)) == {
+        ("trelvik", name) for name in ("request_arrived", "message_queued", "message_sent", "message_answered",
+                                       "request_replied")}
 
 
 @pytest.mark.parametrize("drop_ins", [(), (APART,)])

@@ -12,8 +12,8 @@ constexpr uint32_t highestLevel = 10;
 
 /// A synchronous method is answered when it returns.
 void countCall() {
-  ++countsOf(BusInterface::Common).received;
-  ++countsOf(BusInterface::Common).answered;
+  countArrival(BusInterface::Common);
+  countReply(BusInterface::Common);
 }
 
 }  // namespace

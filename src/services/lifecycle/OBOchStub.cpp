@@ -127,7 +127,7 @@ void OBOchStub::register_interface(OBcomponent* component) {
 
 void OBOchStub::triggerDataUser(OBstubReply* reply, int32_t state, bool) {
   LOG(DEBUG1, atTriggerDataUser, HERE, "%s", dataUserStateName(state));
-  ++countsOf(BusInterface::LifeCycle).received;
+  countArrival(BusInterface::LifeCycle);
   OchTriggerRequest request{state, reply, m_pStub};
   pthread_t thread;
   if (pthread_create(&thread, nullptr, run_och_thread, &request) == 0) {
@@ -151,7 +151,7 @@ void* run_och_thread(void* argument) {
       return nullptr;
     }
   } while (!finished(request->state));
-  ++countsOf(BusInterface::LifeCycle).answered;
+  countReply(BusInterface::LifeCycle);
   request->stub->triggerDataUser_reply(request->reply, request->state, result);
   return nullptr;
 }

@@ -33,7 +33,7 @@ class ReplyOwner {
   OBstubReply* take() { return std::exchange(m_reply, nullptr); }
   /// The same for whoever answers with it now: counted, once.
   OBstubReply* takeToAnswer(BusInterface interface) {
-    if (owed()) ++countsOf(interface).answered;
+    if (owed()) countReply(interface);
     return take();
   }
   bool owed() const { return m_reply != nullptr; }
@@ -48,7 +48,7 @@ class ReplyOwner {
 /// is no error. A `Request::busInterface` is the interface to count it for.
 template <auto run, class Request>
 int startWorker(Request request) {
-  if constexpr (requires { Request::busInterface; }) ++countsOf(Request::busInterface).received;
+  if constexpr (requires { Request::busInterface; }) countArrival(Request::busInterface);
   std::unique_ptr<Request> kept(new (std::nothrow) Request(std::move(request)));
   if (kept == nullptr) return ENOMEM;
   Work work{[](void* argument) { run(static_cast<Request*>(argument)); }, kept.get(), 0};
