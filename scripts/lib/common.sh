@@ -53,3 +53,20 @@ build_preset() {
   (cd "$repo" && cmake --preset "$preset" -Wno-dev --log-level=WARNING && cmake --build --preset "$preset" "${targets[@]}") ||
     die "the $preset build failed"
 }
+
+# find_debian RELEASE: sets mirror, the archive of that Debian which the machine itself uses, and debian, mmdebstrap's options
+# to use it.
+find_debian() {
+  local proxy=''
+  mirror=$(find_mirror "$1")
+  # A machine that has installed nothing yet has no lists either.
+  if [ -z "$mirror" ] && [ "$(id -u)" = 0 ]; then apt-get update -q && mirror=$(find_mirror "$1"); fi
+  [ -n "$mirror" ] || die "apt knows no archive of Debian $1: fetch its package lists with apt-get update"
+  debian=(--components=main)
+  proxy=$(apt-config shell proxy Acquire::http::Proxy 2>/dev/null) && eval "$proxy"
+  [ -z "${proxy:-}" ] || debian+=(--aptopt="Acquire::http::Proxy \"$proxy\"")
+}
+find_mirror() {
+  apt-get indextargets --format '$(ORIGIN) $(RELEASE) $(COMPONENT) $(REPO_URI)' 'Created-By: Packages' 2>/dev/null |
+    sed -n "s/^Debian $1 main \(http[^ ]*\)$/\1/p" | head -n 1
+}
