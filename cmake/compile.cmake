@@ -19,6 +19,12 @@ endif()
 if(TRELVIK_HARDEN)
   add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -fstack-protector-strong)
   add_link_options(-Wl,-z,relro,-z,now)
+  # What is shipped has the same bytes wherever it was built, and names no directory of the builder's. A compiler cache
+  # may have made the paths relative.
+  file(RELATIVE_PATH to_source ${CMAKE_BINARY_DIR} ${CMAKE_SOURCE_DIR})
+  string(REGEX REPLACE "/$" "" to_source "${to_source}")
+  add_compile_options(-ffile-prefix-map=${CMAKE_SOURCE_DIR}=. -ffile-prefix-map=${to_source}=.
+    -ffile-prefix-map=${CMAKE_BINARY_DIR}=build)
 endif()
 if(TRELVIK_COVERAGE)
   add_compile_options(--coverage)
