@@ -1,0 +1,153 @@
+"""The Debian packages of the build: what is in them."""
+import filecmp
+import gzip
+import os
+import re
+import shutil
+import subprocess
+
+import pytest
+
+from trelvik import packages
+from trelvik.places import REPO
+
+LAUNCHER = os.environ.get("TRELVIK_LAUNCHER", "").split()
+DOCUMENTS = ("copyright", "changelog.gz", "changelog.Debian.gz")
+CONTENTS = {
+    "trelvik": {"/usr/sbin/Trelvik", "/usr/share/dbus-1/system.d/otn.Trelvik.conf", "/etc/default/trelvik",
+                "/usr/lib/systemd/system/trelvik.service", "/usr/lib/trelvik/trelvik.service.d/iss-apart.conf",
+                "/usr/lib/sysctl.d/60-trelvik.conf", "/usr/share/man/man8/Trelvik.8.gz"},
+    "trelvik-tools": {"/usr/bin/trelvikctl", "/usr/share/man/man1/trelvikctl.1.gz",
+                      "/usr/share/trelvik/wireshark/ops.lua",
+                      "/usr/share/bash-completion/completions/trelvikctl", "/usr/share/zsh/site-functions/_trelvikctl",
+                      "/usr/share/fish/vendor_completions.d/trelvikctl.fish"},
+    "iss-sim": {"/usr/bin/iss-sim", "/usr/lib/trelvik/libcam-sim.so", "/usr/share/man/man1/iss-sim.1.gz",
+                *("/usr/share/iss-sim/scenarios/" + name for name in os.listdir(os.path.join(REPO, "sim/scenarios")))},
+    "trelvik-dev": {"/usr/include/trelvik/OtnIpcMsg.h", "/usr/share/pkgconfig/trelvik.pc",
+                    *("/usr/share/dbus-1/interfaces/otn." + name
+                      for name in os.listdir(os.path.join(REPO, "interfaces"))),
+                    *("/usr/share/doc/trelvik-dev/examples/" + name
+                      for name in ("Makefile", "port-peer.cpp", "port-peer.py", "read-counters.cpp"))},
+}
+PROGRAMS = {"trelvik": ("/usr/sbin/Trelvik",), "trelvik-tools": ("/usr/bin/trelvikctl",),
+            "iss-sim": ("/usr/bin/iss-sim", "/usr/lib/trelvik/libcam-sim.so")}
+LIBRARIES = {"libc.so.6": "libc6", "ld-linux-armhf.so.3": "libc6", "libm.so.6": "libc6", "libgcc_s.so.1": "libgcc-s1",
+             "libstdc++.so.6": "libstdc++6", "libsystemd.so.0": "libsystemd0"}
+
+
+def elf(program, *options):
+    return packages.run("readelf", "--wide", *options, program)
+
+
+def build_id(program):
+    return re.search(r"Build ID: ([0-9a-f]+)", elf(program, "--notes"))[1]
+
+
+# What is in them.
+
+@pytest.mark.parametrize("name", packages.NAMES)
+def test_each_package_holds_what_it_should(name):
+    documents = {f"/usr/share/doc/{name}/{file}" for file in DOCUMENTS}
+    assert set(packages.contents(name)) == CONTENTS[name] | documents | {f"/usr/share/lintian/overrides/{name}"}
+
+
+def test_files_are_roots_and_nobody_else_writes():
+    for name in packages.NAMES + packages.SYMBOLS:
+        for file, (mode, owner) in packages.contents(name).items():
+            assert owner == "root/root" and re.fullmatch(r"-rw[-x]r-[-x]r-[-x]|l.*", mode), (name, file, mode, owner)
+
+
+def test_there_are_no_other_packages():
+    made = {file.split("_")[0] for file in os.listdir(packages.MADE)}
+    assert made == set(packages.NAMES + packages.SYMBOLS)
+
+
+def test_version_is_that_of_the_changelogs(tmp_path):
+    for name in packages.NAMES:
+        top = packages.unpacked(name, tmp_path / name)
+        with gzip.open(top / f"usr/share/doc/{name}/changelog.Debian.gz", "rt") as changelog:
+            version = re.match(r"trelvik \((.+?)\) ", changelog.readline())[1]
+        assert packages.field(name, "Version") == version
+        with gzip.open(top / f"usr/share/doc/{name}/changelog.gz", "rt") as changelog:
+            assert f"\n## [{version.split('-')[0]}] - " in changelog.read()
+
+
+def test_packages_are_for_the_processor_of_the_build(tmp_path):
+    wanted = "armhf" if LAUNCHER else packages.run("dpkg", "--print-architecture").strip()
+    machine = "ARM" if wanted == "armhf" else None
+    for name in packages.NAMES:
+        architecture = packages.field(name, "Architecture")
+        assert architecture == ("all" if name == "trelvik-dev" else wanted)
+        for program in PROGRAMS.get(name, ()):
+            header = elf(f"{packages.unpacked(name, tmp_path / name)}{program}", "--file-header")
+            assert machine is None or re.search(r"Machine: +" + machine, header)
+
+
+def test_programs_are_stripped_and_symbols_are_kept(tmp_path):
+    for name, programs in PROGRAMS.items():
+        top = packages.unpacked(name, tmp_path / name)
+        symbols = packages.unpacked(name + "-dbgsym", tmp_path / (name + "-dbgsym"))
+        for program in programs:
+            sections = elf(f"{top}{program}", "--section-headers")
+            assert ".symtab" not in sections and ".debug_info" not in sections
+            identity = build_id(f"{top}{program}")
+            assert identity in packages.field(name + "-dbgsym", "Build-Ids")
+            kept = symbols / f"usr/lib/debug/.build-id/{identity[:2]}/{identity[2:]}.debug"
+            assert ".debug_info" in elf(kept, "--section-headers")
+
+
+def test_each_library_is_depended_on_and_no_other(tmp_path):
+    for name, programs in PROGRAMS.items():
+        top = packages.unpacked(name, tmp_path / name)
+        needed = {library for program in programs
+                  for library in re.findall(r"\(NEEDED\).*\[(.*)\]", elf(f"{top}{program}", "--dynamic"))}
+        depends = packages.field(name, "Depends")
+        assert {LIBRARIES[library] for library in needed if not library.startswith("ld-linux")} == {
+            library for library in LIBRARIES.values() if re.search(r"(^|, )" + re.escape(library) + r"\b", depends)}
+
+
+def test_programs_run(tmp_path):
+    for name, program in (("trelvik-tools", "trelvikctl"), ("iss-sim", "iss-sim")):
+        top = packages.unpacked(name, tmp_path / name)
+        shown = packages.run(*LAUNCHER, f"{top}/usr/bin/{program}", "--version")
+        assert packages.field(name, "Version").split("-")[0] in shown
+
+
+def test_daemon_runs_and_says_that_there_is_no_bus(tmp_path):
+    top = packages.unpacked("trelvik", tmp_path / "trelvik")
+    done = subprocess.run([*LAUNCHER, f"{top}/usr/sbin/Trelvik"], check=False, timeout=60,
+                          env={"DBUS_SYSTEM_BUS_ADDRESS": f"unix:path={tmp_path}/none", "PATH": os.environ["PATH"]})
+    assert done.returncode == 255
+
+
+def test_nothing_tells_where_it_was_built(tmp_path):
+    for name in packages.NAMES + packages.SYMBOLS:
+        top = packages.unpacked(name, tmp_path / name)
+        found = subprocess.run(["grep", "-rlF", REPO + "/", top], check=False, capture_output=True, text=True)
+        assert (found.returncode, found.stdout) == (1, "")
+
+
+@pytest.mark.takes(900)
+def test_second_build_makes_the_same_packages(tmp_path):
+    """Built anew in another place, by another umask, time zone and language: the daemon and what has no program."""
+    copy = tmp_path / "elsewhere"
+    shutil.copytree(REPO, copy, ignore=shutil.ignore_patterns("build", ".git", "__pycache__"), symlinks=True)
+    preset = os.path.basename(packages.BUILD)
+    if preset == "armhf":
+        (copy / "build").mkdir()
+        (copy / "build/sysroot").symlink_to(os.path.join(REPO, "build/sysroot"))
+    surroundings = {**os.environ, "TZ": "Pacific/Auckland", "LC_ALL": "C", "USER": "somebody", "HOME": str(tmp_path)}
+    for command in (["cmake", "--preset", preset], ["cmake", "--build", "--preset", preset, "--target", "src/all",
+                                                    "packaging/all"]):
+        packages.run(*command, cwd=copy, env=surroundings, umask=0o027)
+    build = copy / "build" / preset
+    config = build / "CPackConfig.cmake"
+    text, count = re.subn(r"(?m)^set\(CPACK_COMPONENTS_ALL .*", 'set(CPACK_COMPONENTS_ALL "trelvik;trelvik-dev")',
+                          config.read_text())
+    assert count == 1
+    config.write_text(text)
+    packages.run(os.path.join(REPO, "scripts/lib/make-packages"), str(build), env=surroundings, umask=0o027)
+    for name in ("trelvik", "trelvik-dbgsym", "trelvik-dev"):
+        first, second = packages.path(name), packages.path(name, build / "packages")
+        assert filecmp.cmp(first, second, shallow=False), f"{first} and {second} differ"
+    shutil.rmtree(copy)
