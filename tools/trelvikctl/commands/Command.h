@@ -59,6 +59,7 @@ void addStatus(Command root);
 void addWatch(Command root);
 void addDoctor(Command root);
 void addOps(Command root);
+void addTimeline(Command root);
 
 /// The words that may come next on a command line, for the shell's completion; the last word is the one
 /// begun.

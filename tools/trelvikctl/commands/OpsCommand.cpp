@@ -1,11 +1,8 @@
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <cerrno>
 #include <cstring>
 #include <memory>
 
 #include "OtnIpcFields.h"
+#include "base/InputFile.h"
 #include "base/Words.h"
 #include "commands/Command.h"
 #include "ops/DebugClient.h"
@@ -16,28 +13,11 @@
 namespace ctl {
 namespace {
 
-constexpr size_t largestInput = size_t{256} << 20;
-
-/// The whole of a file, or of standard input for "-".
-Outcome readInput(const std::string& path, std::string& bytes) {
-  const int fd = path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0) return failed("cannot read " + path + ": " + strerror(errno));
-  ssize_t n = 0;
-  char piece[65536];
-  while (bytes.size() <= largestInput && ((n = read(fd, piece, sizeof piece)) > 0 || errno == EINTR)) {
-    if (n > 0) bytes.append(piece, static_cast<size_t>(n));
-    errno = 0;
-  }
-  const int error = n < 0 ? errno : 0;
-  if (fd != STDIN_FILENO) close(fd);
-  if (error != 0) return failed("cannot read " + path + ": " + strerror(error));
-  if (bytes.size() > largestInput) return failed(path + " has more than 256 MiB: take the rest in parts");
-  return {};
-}
+constexpr size_t mostMib = 256;
 
 Outcome decode(Context& context, const std::string& path) {
   std::string bytes;
-  Outcome read = readInput(path, bytes);
+  Outcome read = readInput(path, mostMib, bytes);
   const DecodedInput input = decodeInput(bytes);
   context.output.progress(path + ": " + std::to_string(bytes.size()) + " bytes, taken for " + input.what);
   for (const Piece& piece : input.pieces) context.output.event(piece.line, piece.node);
@@ -55,7 +35,7 @@ Outcome buildRecord(const SendOptions& options, OtnIpcMsg& record) {
   if (!options.file.empty()) {
     if (!options.type.empty()) return usage("ops send takes a TYPE or --file, not both");
     std::string bytes;
-    if (Outcome read = readInput(options.file, bytes); read.status != Exit::done) return read;
+    if (Outcome read = readInput(options.file, mostMib, bytes); read.status != Exit::done) return read;
     std::string dumped;
     if (bytes.size() != sizeof record && readHexDump(bytes, dumped)) bytes = dumped;
     if (bytes.size() != sizeof record) {

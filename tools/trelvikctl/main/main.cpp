@@ -86,7 +86,7 @@ int perform(int argc, char** argv) {
   addGlobalOptions(root, context, json);
   for (const auto add :
        {ctl::addPort, ctl::addRule, ctl::addSyncE, ctl::addSmartSfp, ctl::addIss, ctl::addTrace,
-        ctl::addRedundancy, ctl::addStatus, ctl::addWatch, ctl::addDoctor, ctl::addOps}) {
+        ctl::addRedundancy, ctl::addStatus, ctl::addWatch, ctl::addDoctor, ctl::addOps, ctl::addTimeline}) {
     add(root);
   }
   if (argc > 1 && strcmp(argv[1], "__complete") == 0) return printCandidates(app, context, argc, argv);

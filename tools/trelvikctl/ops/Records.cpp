@@ -5,7 +5,6 @@
 #include <optional>
 
 #include "OtnIpcFields.h"
-#include "capture/CaptureReader.h"
 #include "ops/CaptureFile.h"
 #include "record/OpsDecoder.h"
 #include "record/RecordStream.h"
@@ -89,6 +88,17 @@ std::vector<Piece> capturePieces(const std::vector<sim::CapturedConnection>& con
 }
 
 }  // namespace
+
+void eachRecord(const std::vector<sim::CapturedConnection>& connections,
+                const std::function<void(size_t, const sim::CapturedBytes&, const OtnIpcMsg&)>& see) {
+  for (size_t i = 0; i < connections.size(); ++i) {
+    sim::RecordStream streams[2];
+    for (const sim::CapturedBytes& bytes : connections[i].traffic) {
+      cut(bytes.bytes, streams[bytes.direction == sim::Direction::out ? 1 : 0],
+          [&](const OtnIpcMsg& record) { see(i, bytes, record); });
+    }
+  }
+}
 
 Node recordNode(const OtnIpcMsg& record) {
   Node fields = Node::object();

@@ -2,11 +2,13 @@
 // is no record is shown in hex. Pure functions; any thread.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "OtnIpcMsg.h"
 #include "base/Node.h"
+#include "capture/CaptureReader.h"
 
 namespace ctl {
 
@@ -21,6 +23,11 @@ struct DecodedInput {
 };
 
 DecodedInput decodeInput(const std::string& bytes);
+
+/// Each whole record that passed, in the order of the capture, with the connection's number and the bytes
+/// that ended it.
+void eachRecord(const std::vector<sim::CapturedConnection>& connections,
+                const std::function<void(size_t, const sim::CapturedBytes&, const OtnIpcMsg&)>& see);
 
 /// {type, name, fields: {NAME: text}, decoded}
 Node recordNode(const OtnIpcMsg& record);
