@@ -1,5 +1,8 @@
 #include <sys/stat.h>
 
+#include <cerrno>
+#include <cstring>
+#include <fstream>
 #include <memory>
 
 #include "base/InputFile.h"
@@ -7,6 +10,7 @@
 #include "ops/CaptureFile.h"
 #include "timeline/CaptureJoin.h"
 #include "timeline/LogFile.h"
+#include "timeline/Page.h"
 #include "timeline/Report.h"
 
 namespace ctl {
@@ -17,6 +21,8 @@ constexpr size_t mostMib = 1024;
 struct TimelineOptions {
   std::string log;
   std::string capture;
+  std::string output = "timeline.html";
+  bool text = false;
 };
 
 bool exists(const std::string& path) {
@@ -51,6 +57,17 @@ DayHint hintFor(const std::string& path, const std::vector<sim::CapturedConnecti
   return dayOf(std::chrono::seconds(status.st_mtime));
 }
 
+Outcome writePage(const std::string& path, const History& history) {
+  std::ofstream file(path, std::ios::binary | std::ios::trunc);
+  file << historyPage(history);
+  file.close();
+  if (!file) return failed("cannot write " + path + ": " + strerror(errno));
+  Outcome outcome;
+  outcome.text = path + ": " + summary(history) + '\n';
+  for (const std::string& note : history.notes) *outcome.text += "note: " + printable(note) + '\n';
+  return outcome;
+}
+
 Outcome show(Context& context, TimelineOptions options) {
   lookIntoFolder(options);
   std::vector<sim::CapturedConnection> connections;
@@ -65,6 +82,7 @@ Outcome show(Context& context, TimelineOptions options) {
                   " has no line of the daemon: give its log (journalctl -t Trelvik -o short-precise)");
   }
   joinCapture(connections, history);
+  if (!context.output.json() && !options.text) return writePage(options.output, history);
   Outcome outcome;
   if (context.output.json()) {
     outcome.data = historyNode(history);
@@ -83,6 +101,9 @@ void addTimeline(Command root) {
   timeline.text("LOG", options->log,
                 "a log of level 9, or a folder of scripts/board --keep; - is standard input", Need::required);
   timeline.text("CAPTURE", options->capture, "what passed between daemon and ISS, as pcapng or pcap");
+  timeline.text("--output", options->output,
+                "the page's file; default timeline.html, one that is there is written over");
+  timeline.flag("--text", options->text, "tables for a terminal, in place of a page");
   timeline.run([options](Context& context) { return show(context, *options); });
 }
 

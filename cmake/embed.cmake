@@ -1,0 +1,15 @@
+# Writes the files of a page as texts of a C++ source: cmake -D FROM=FOLDER -D OUT=FILE -P embed.cmake
+function(append_text name)
+  set(text "")
+  foreach(file ${ARGN})
+    file(READ "${FROM}/${file}" content)
+    string(APPEND text "${content}")
+  endforeach()
+  file(APPEND "${OUT}" "const std::string_view ${name} = R\"embedded(${text})embedded\";\n")
+endfunction()
+
+file(WRITE "${OUT}" "#include \"timeline/pageFiles.h\"\n\nnamespace ctl {\n\n")
+append_text(pageFrame page.html)
+append_text(pageStyle page.css)
+append_text(pageScript model.js draw.js page.js)
+file(APPEND "${OUT}" "\n}  // namespace ctl\n")
