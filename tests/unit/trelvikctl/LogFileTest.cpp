@@ -229,6 +229,17 @@ TEST(LogFile, PortOfAProbeIsInItsAnswer) {
   EXPECT_EQ(history.requests[0].replied, at(110));
 }
 
+TEST(LogFile, MessageIsSentBeforeItsAnswerIsFound) {
+  const History history = read(
+      lines({"[DEBUG3] main:733 (iss_comm) - iss thread: sending msg to OPS rp:3 wp:4 source:4",
+             "[DEBUG3] main:322 (main) - Message from OPS received: RP=3 WP=4",
+             "[DEBUG3] main:735 (iss_comm) - Sending packet to OPS",
+             "[DEBUG3] main:449 (main) - MESSAGE SOURCE 4", "[DEBUG3] main:628 (main) - send signal cond2"}));
+  ASSERT_THAT(history.requests, SizeIs(1));
+  EXPECT_EQ(history.requests[0].messages[0].answered, at(101));
+  EXPECT_EQ(history.requests[0].messages[0].sent, at(101)) << "the sender told it later than the answer came";
+}
+
 TEST(LogFile, FullRingEndsARequest) {
   const History history = read(lines({arrival, processing, full}));
   ASSERT_THAT(history.requests, SizeIs(1));

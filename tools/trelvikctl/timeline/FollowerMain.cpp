@@ -61,6 +61,8 @@ void Follower::onRoute(const LogLine& line) {
     m_routed = line.text != "MESSAGE SOURCE 0" && front() != nullptr;
     if (!m_routed) return;
     front()->answered = m_incoming;
+    // The sender may tell only afterwards that it has sent what is answered here.
+    if (front()->sent > m_incoming) front()->sent = m_incoming;
     front()->dump = m_dump;
     front()->type = typeInDump(m_dump);
     return;
