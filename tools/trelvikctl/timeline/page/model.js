@@ -71,7 +71,7 @@ function passes(request, filter) {
     .some(text => text.toLowerCase().includes(wanted));
 }
 
-const bad = request => ['refused', 'failed', 'given up', 'end not in the log'].includes(request.ending);
+const bad = request => ['refused', 'failed', 'given up'].includes(request.ending);
 const ms = (model, from, to) =>
   from === null || to === null ? '-' : ((to - from) / 1000).toFixed(Math.max(model.digits - 3, 0));
 
