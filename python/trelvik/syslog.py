@@ -2,7 +2,9 @@
 import os
 import re
 import socket
+import struct
 import threading
+from datetime import datetime, timezone
 
 from .wait import until
 
@@ -12,6 +14,7 @@ _MARK = b"what was sent before this has been received: "
 BAD = ("[WARNING]", "[ERROR]", "[CRITICAL]")
 _PAUSE = b"pause"
 _FILLER = b"filler"
+_SO_TIMESTAMPNS = 35  # of asm-generic/socket.h
 
 
 class Line:
@@ -40,9 +43,11 @@ class Syslog:
             os.unlink(PATH)
         self._socket = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
         self._socket.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 8 << 20)
+        self._socket.setsockopt(socket.SOL_SOCKET, _SO_TIMESTAMPNS, 1)
         self._socket.bind(PATH)
         os.chmod(PATH, 0o666)
         self._datagrams = []  # appended by the thread only; parsed by whoever reads
+        self._sent = []  # when each was, by the kernel
         self._lines = []
         self._paused = threading.Event()
         self._resumed = threading.Event()
@@ -54,7 +59,7 @@ class Syslog:
 
     def _drain(self):
         while True:
-            datagram = self._socket.recv(65536)
+            datagram, notes, _, _ = self._socket.recvmsg(65536, 256)
             if not datagram:
                 return
             if datagram == _PAUSE:
@@ -63,6 +68,7 @@ class Syslog:
             elif datagram.startswith(_MARK):
                 self._passed = int(datagram[len(_MARK):])
             elif datagram != _FILLER:
+                self._sent.extend(struct.unpack("@ll", note) for _, kind, note in notes if kind == _SO_TIMESTAMPNS)
                 self._datagrams.append(datagram)
 
     def hold(self):
@@ -142,6 +148,15 @@ class Syslog:
 
     def dump(self, since=0, last=80):
         return "\n".join(repr(line) for line in self.all()[since:][-last:])
+
+    def journal(self):
+        """The log as `journalctl -o short-iso-precise` shows it."""
+        text = ""
+        for (seconds, nanoseconds), line in zip(self._sent, self.all()):
+            when = datetime.fromtimestamp(seconds, timezone.utc).strftime("%Y-%m-%dT%H:%M:%S")
+            said = line.text.rstrip("\n").replace("\n", "\n    ")
+            text += f"{when}.{nanoseconds // 1000:06}+00:00 board {line.ident}[7]: {said}\n"
+        return text
 
     def bad(self):
         return [line for line in self.all() if line.text.startswith(BAD)]
