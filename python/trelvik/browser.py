@@ -1,5 +1,6 @@
 """Chromium without a window, told what to do over a pipe: one page, its elements, mouse, keys and console."""
 import base64
+import fcntl
 import json
 import os
 import select
@@ -12,12 +13,21 @@ LIMIT = 30 * SLOW
 """Seconds for an answer of the browser, its start included."""
 
 
+def _pipe():
+    """A pipe whose ends are none of the descriptors that the browser wants them on."""
+    low = os.pipe()
+    high = tuple(fcntl.fcntl(end, fcntl.F_DUPFD_CLOEXEC, 10) for end in low)
+    for end in low:
+        os.close(end)
+    return high
+
+
 class Browser:
     """One browser with one page. Whoever makes it leaves it with `close`."""
 
     def __init__(self, profile):
-        ours_in, theirs_out = os.pipe()
-        theirs_in, ours_out = os.pipe()
+        ours_in, theirs_out = _pipe()
+        theirs_in, ours_out = _pipe()
         command = ["chromium", "--headless=new", "--no-sandbox", "--disable-gpu", "--disable-dev-shm-usage",
                    "--no-first-run", "--disable-extensions", "--disable-background-networking", "--window-size=1400,1000",
                    f"--user-data-dir={profile}", "--remote-debugging-pipe", "about:blank"]
