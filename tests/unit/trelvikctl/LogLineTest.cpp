@@ -61,6 +61,7 @@ TEST(LogLine, LinesOfOthersAreNone) {
        {"", "-- Boot 1234 --", "2026-11-21T12:00:00Z board kernel: [INFO] no line",
         "[INFO] main:242 (main) - x", "2026-11-21T12:00:00Z board x: [INFO] main:y (main) - x",
         "2026-11-21 12:00:00.001      iss | -> ALIVE [3]", "2026-99-99T12:00:00Z [INFO] main:1 (main) - x",
+        "9999-01-01T12:00:00Z [INFO] main:1 (main) - x", "99999999999.5 [INFO] main:1 (main) - x",
         "PwPort = 5"}) {
     EXPECT_FALSE(readLogLine(line, dayOf(noon))) << line;
   }

@@ -39,6 +39,9 @@ struct Cursor {
   }
 };
 
+/// Nanoseconds reach not much further: in 2250.
+constexpr int64_t lastSecond = 8'836'000'000;
+
 constexpr std::array<std::string_view, 12> months{"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                                   "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 
@@ -97,7 +100,7 @@ std::optional<StampedTime> readUnixTime(std::string_view line) {
   int64_t whole = 0;
   const auto [stop, error] = std::from_chars(line.data(), line.data() + line.size(), whole);
   constexpr int64_t firstPlausible = 100'000'000;
-  if (error != std::errc() || whole < firstPlausible) return std::nullopt;
+  if (error != std::errc() || whole < firstPlausible || whole > lastSecond) return std::nullopt;
   Cursor cursor{line.substr(static_cast<size_t>(stop - line.data()))};
   if (!cursor.at('.')) return std::nullopt;
   StampedTime time;
@@ -133,7 +136,9 @@ std::optional<StampedTime> readTime(std::string_view line, const DayHint& hint) 
   const std::optional<seconds> zone = takeZone(cursor);
   if (!cursor.good || fields.tm_mon < 0 || fields.tm_mon > 11 || fields.tm_mday < 1) return std::nullopt;
   fields.tm_isdst = -1;
-  time.when = seconds(zone ? timegm(&fields) - zone->count() : mktime(&fields)) + fraction;
+  const int64_t whole = zone ? timegm(&fields) - zone->count() : mktime(&fields);
+  if (whole < 0 || whole > lastSecond) return std::nullopt;
+  time.when = seconds(whole) + fraction;
   return time;
 }
 
