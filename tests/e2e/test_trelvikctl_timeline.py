@@ -217,4 +217,6 @@ def test_page_in_the_dark_and_on_paper(board, browser):
     browser.media("print", prefers_color_scheme="dark")
     assert browser.value(back) == "rgb(255, 255, 255)"
     assert browser.value("getComputedStyle(document.getElementById('filter')).display") == "none"
+    assert browser.value("getComputedStyle(document.documentElement).getPropertyValue('--port')").strip() == "#2f74c9"
+    browser.wait("chart.pen.getImageData(1, 1, 1, 1).data[0] == 255")
     assert browser.pdf().startswith(b"%PDF")

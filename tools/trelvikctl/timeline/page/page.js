@@ -168,7 +168,9 @@ function listen() {
   element('filter').addEventListener('click', event => acts[event.target.dataset.act]?.());
   addEventListener('hashchange', readAddress);
   addEventListener('resize', () => chart.draw());
-  matchMedia('(prefers-color-scheme: dark)').addEventListener('change', () => chart.draw());
+  for (const colours of ['(prefers-color-scheme: dark)', 'print']) {
+    matchMedia(colours).addEventListener('change', () => chart.drawNow());
+  }
   addEventListener('beforeprint', () => { fillList(true); chart.drawNow(); });
   addEventListener('afterprint', () => { fillList(); chart.draw(); });
 }
