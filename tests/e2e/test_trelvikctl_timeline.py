@@ -205,6 +205,12 @@ def test_page_of_10000_requests_does_not_stall(board, browser):
       return performance.now() - began; })()""") < 500 * SLOW
 
 
+def redrawn(browser, *kind, **features):
+    browser.value("delete document.documentElement.dataset.drawMs")
+    browser.media(*kind, **features)
+    browser.wait("document.documentElement.dataset.drawMs")
+
+
 def test_page_in_the_dark_and_on_paper(board, browser):
     record_requests(board)
     timeline(board, LOG, "--output", PAGE)
@@ -212,11 +218,11 @@ def test_page_in_the_dark_and_on_paper(board, browser):
     open_page(browser)
     browser.media(prefers_color_scheme="light")
     assert browser.value(back) == "rgb(255, 255, 255)"
-    browser.media(prefers_color_scheme="dark")
+    redrawn(browser, prefers_color_scheme="dark")
     assert browser.value(back) == "rgb(20, 24, 30)"
-    browser.media("print", prefers_color_scheme="dark")
+    redrawn(browser, "print", prefers_color_scheme="dark")
     assert browser.value(back) == "rgb(255, 255, 255)"
     assert browser.value("getComputedStyle(document.getElementById('filter')).display") == "none"
     assert browser.value("getComputedStyle(document.documentElement).getPropertyValue('--port')").strip() == "#2f74c9"
-    browser.wait("chart.pen.getImageData(1, 1, 1, 1).data[0] == 255")
+    assert browser.value("chart.pen.getImageData(1, 1, 1, 1).data[0]") == 255
     assert browser.pdf().startswith(b"%PDF")
