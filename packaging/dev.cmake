@@ -1,5 +1,5 @@
-# The package for who writes a peer of the daemon. It holds no program, so it is the same for every processor. Nothing
-# of it is in an installation from the build directory.
+# The package for who writes a peer of the daemon. It holds no program, so it is the same for every processor. Of it,
+# an installation from the build directory has the interfaces only.
 set(CPACK_DEBIAN_TRELVIK-DEV_DESCRIPTION "interfaces of the Trelvik daemon, for who writes a peer
 Introspection XML of the daemon's interfaces on the OTN bus, the messages
 between the daemon and the switching stack ISS as a C++ header, and example
@@ -14,7 +14,7 @@ foreach(interface IN LISTS interfaces)
   # D-Bus names such a file after its interface.
   cmake_path(GET interface FILENAME name)
   install(FILES ${interface} DESTINATION ${CMAKE_INSTALL_DATADIR}/dbus-1/interfaces RENAME otn.${name}
-    COMPONENT trelvik-dev EXCLUDE_FROM_ALL)
+    COMPONENT trelvik-dev)
 endforeach()
 install(FILES ${CMAKE_SOURCE_DIR}/include/OtnIpcMsg.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/trelvik
   COMPONENT trelvik-dev EXCLUDE_FROM_ALL)
