@@ -31,11 +31,14 @@ if(TRELVIK_COVERAGE)
   add_link_options(--coverage)
 endif()
 
-# Compiles the target's files some at a time, where TRELVIK_JOIN_FILES asks for it. LINTED: not with Clang, whose build
-# the linter reads: it wants each file by itself.
+# Compiles the target's files some at a time, where TRELVIK_JOIN_FILES asks for it. SHIPPED: not tests; Clang's build
+# leaves these alone, as the linter reads it and wants each file by itself.
 function(trelvik_join_files target)
-  cmake_parse_arguments(join "LINTED" "" "" ${ARGN})
-  if(NOT TRELVIK_JOIN_FILES OR (join_LINTED AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang"))
+  cmake_parse_arguments(join "SHIPPED" "" "" ${ARGN})
+  if(join_SHIPPED AND (NOT TRELVIK_JOIN_FILES STREQUAL "ON" OR CMAKE_CXX_COMPILER_ID STREQUAL "Clang"))
+    return()
+  endif()
+  if(TRELVIK_JOIN_FILES STREQUAL "OFF")
     return()
   endif()
   set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 12)

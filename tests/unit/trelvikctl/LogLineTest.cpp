@@ -10,7 +10,7 @@ using namespace std::chrono_literals;
 
 constexpr LogTime noon = 1795262400s;  // 2026-11-21 12:00:00 UTC
 
-LogLine read(const std::string& line) {
+LogLine readLine(const std::string& line) {
   const std::optional<LogLine> result = readLogLine(line, dayOf(noon));
   EXPECT_TRUE(result) << line;
   return result.value_or(LogLine());
@@ -24,7 +24,7 @@ std::string local(const char* format) {
 }
 
 TEST(LogLine, HasItsParts) {
-  const LogLine line = read(
+  const LogLine line = readLine(
       "2026-11-21T12:00:00.250000+00:00 board Trelvik[77]: [DEBUG3] SrvIss:137 "
       "(run_iss_script_thread) - message writepointer 9");
   EXPECT_EQ(line.when, noon + 250ms);
@@ -44,13 +44,13 @@ TEST(LogLine, TimeComesInManyForms) {
         local("%b %e %H:%M:%S") + from, local("%b %e %H:%M:%S") + ".000000" + from,
         "1795262400.000000" + from, "Sat 2026-11-21 12:00:00 UTC" + from, local("%F %H:%M:%S.000") + rest,
         local("%F %H:%M:%S.000") + "  Trelvik |" + rest, local("%H:%M:%S.000") + "  Trelvik |" + rest}) {
-    EXPECT_EQ(read(line).when, noon) << line;
-    EXPECT_EQ(read(line).text, "Connected to OPS");
+    EXPECT_EQ(readLine(line).when, noon) << line;
+    EXPECT_EQ(readLine(line).text, "Connected to OPS");
   }
 }
 
 TEST(LogLine, MonitorIsOneOfThem) {
-  const LogLine line = read(local("%F %H:%M:%S.264") + "  monitor | kick main");
+  const LogLine line = readLine(local("%F %H:%M:%S.264") + "  monitor | kick main");
   EXPECT_EQ(line.source, "monitor");
   EXPECT_EQ(line.text, "kick main");
   EXPECT_EQ(line.when, noon + 264ms);
@@ -68,7 +68,7 @@ TEST(LogLine, LinesOfOthersAreNone) {
 }
 
 TEST(LogLine, LineEndsOfSyslogAreRead) {
-  EXPECT_EQ(read("2026-11-21T12:00:00Z b Trelvik: [INFO] main:1 (main) - a#012b\n").text, "a\nb");
+  EXPECT_EQ(readLine("2026-11-21T12:00:00Z b Trelvik: [INFO] main:1 (main) - a#012b\n").text, "a\nb");
 }
 
 TEST(LogLine, CutAnywhereDoesNoHarm) {

@@ -16,7 +16,7 @@
 namespace ctl {
 namespace {
 
-constexpr size_t mostMib = 1024;
+constexpr size_t mostLogMib = 1024;
 
 struct TimelineOptions {
   std::string log;
@@ -41,7 +41,7 @@ void lookIntoFolder(TimelineOptions& options) {
 
 Outcome readConnections(const std::string& path, std::vector<sim::CapturedConnection>& connections) {
   std::string bytes;
-  if (Outcome read = readInput(path, mostMib, bytes); read.status != Exit::done) return read;
+  if (Outcome read = readInput(path, mostLogMib, bytes); read.status != Exit::done) return read;
   if (!isCapture(bytes)) return failed(path + " is no capture: it needs the format pcapng or pcap");
   if (const sim::Problem problem = sim::readCapture(completed(bytes), connections)) {
     return failed(path + ": " + *problem);
@@ -75,7 +75,7 @@ Outcome show(Context& context, TimelineOptions options) {
     if (Outcome read = readConnections(options.capture, connections); read.status != Exit::done) return read;
   }
   std::string log;
-  if (Outcome read = readInput(options.log, mostMib, log); read.status != Exit::done) return read;
+  if (Outcome read = readInput(options.log, mostLogMib, log); read.status != Exit::done) return read;
   History history = readHistory(log, hintFor(options.log, connections));
   if (history.daemonLines == 0) {
     return failed(options.log +
