@@ -3,10 +3,10 @@
 #include <sched.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
-#include <cstdlib>
 
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <utility>
 
 #include "board/platformTrace.h"

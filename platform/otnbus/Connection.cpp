@@ -4,10 +4,10 @@
 #include <malloc.h>
 #include <poll.h>
 #include <unistd.h>
-#include <csignal>
 
 #include <algorithm>
 #include <chrono>
+#include <csignal>
 
 #include "board/platformTrace.h"
 #include "otnbus/errorText.h"

@@ -3,9 +3,9 @@
 #include <poll.h>
 #include <sys/timerfd.h>
 #include <unistd.h>
-#include <csignal>
 
 #include <chrono>
+#include <csignal>
 
 namespace otnbus {
 

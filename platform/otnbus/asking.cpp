@@ -1,7 +1,6 @@
 // What a connection asks of other components.
-#include <cstring>
-
 #include <algorithm>
+#include <cstring>
 #include <new>
 #include <utility>
 

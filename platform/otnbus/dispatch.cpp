@@ -1,7 +1,6 @@
 // The dispatch of a connection: the bus thread's loop, and the deputy's while a handler blocks.
-#include <cerrno>
-
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <new>
 #include <utility>

@@ -1,7 +1,6 @@
 // What a connection does with the messages that come in, on the thread that has the bus.
-#include <cstring>
-
 #include <algorithm>
+#include <cstring>
 #include <new>
 #include <string_view>
 #include <utility>

@@ -1,9 +1,8 @@
 // What a connection offers and receives: objects, and subscriptions to signals.
 //
 // No thread waits for an answer except the bus thread before the dispatch.
-#include <cstring>
-
 #include <algorithm>
+#include <cstring>
 #include <new>
 #include <utility>
 

@@ -1,8 +1,7 @@
 #include "otnbus/values.h"
 
-#include <cstring>
-
 #include <algorithm>
+#include <cstring>
 #include <string_view>
 
 namespace otnbus {
