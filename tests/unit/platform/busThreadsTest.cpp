@@ -186,7 +186,7 @@ TEST_F(BusThreads, readNoMoreFromABusThatTakesNothing) {
   std::vector<std::array<int, 2>> answers(callers);
   for (int i = 0; i < callers; ++i) {
     Peer& peer = peers.emplace_back(small);
-    for (int k = 0; k < each; ++k) sendText(peer, (1 << 20) - 1, answers[i].data());
+    for (int k = 0; k < each; ++k) sendText(peer, (1 << 20) - 1, answers[static_cast<size_t>(i)].data());
     ASSERT_GE(sd_bus_flush(peer.bus()), 0);
   }
   const auto everything = [&] { return tested.sfp.calls == callers * each; };
