@@ -22,7 +22,7 @@ CONTENTS = {
                       "/usr/share/trelvik/wireshark/ops.lua",
                       "/usr/share/bash-completion/completions/trelvikctl", "/usr/share/zsh/site-functions/_trelvikctl",
                       "/usr/share/fish/vendor_completions.d/trelvikctl.fish"},
-    "iss-sim": {"/usr/bin/iss-sim", "/usr/lib/trelvik/libcam-sim.so", "/usr/share/man/man1/iss-sim.1.gz",
+    "iss-sim": {"/usr/bin/iss-sim", "/usr/lib/trelvik/libcam-sim.so", "/usr/share/man/man1/iss-sim.1.gz", "/usr/share/man/man5/trelvik-scenario.5.gz",
                 *("/usr/share/iss-sim/scenarios/" + name for name in os.listdir(os.path.join(REPO, "sim/scenarios")))},
     "trelvik-dev": {"/usr/include/trelvik/OtnIpcMsg.h", "/usr/share/pkgconfig/trelvik.pc",
                     *("/usr/share/dbus-1/interfaces/otn." + name
@@ -160,6 +160,7 @@ def test_second_build_makes_the_same_packages(tmp_path):
     shutil.rmtree(copy)
 
 
+@pytest.mark.takes(240)
 def test_lintian_finds_no_fault():
     files_made = [packages.path(name) for name in packages.NAMES + packages.SYMBOLS]
     found = subprocess.run(["lintian", "--allow-root", "--no-cfg", "--tag-display-limit", "0", *files_made],
