@@ -1,6 +1,5 @@
 #include "base/EventLoop.h"
 
-
 #include <algorithm>
 #include <climits>
 #include <utility>

@@ -1,5 +1,5 @@
-#include "frame/answerIds.h"
 #include "Guard.h"
+#include "frame/answerIds.h"
 #include "frame/mainLines.h"
 #include "frame/routeAnswer.h"
 #include "link/SrvDbg.h"
