@@ -123,6 +123,12 @@ TEST_F(CamSim, RefusesEveryKindOfRequestWhenTold) {
 
 TEST_F(CamSim, RefusesToBeOpenedWhenTold) {
   m_directory.write("refuse", "open");
+  EXPECT_EQ(probe({"open"}), "open EPERM\n");
+  EXPECT_THAT(logged(), ElementsAre("refused open "));
+}
+
+TEST_F(CamSim, LeavesARequestAloneWhenItRefusedToOpen) {
+  m_directory.write("refuse", "open");
   EXPECT_EQ(probe({"open", "register=main"}), "open EPERM\nregister EBADF\n");
   EXPECT_THAT(logged(), ElementsAre("refused open "));
 }
