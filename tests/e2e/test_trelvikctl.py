@@ -1,6 +1,7 @@
 """The operator's client: what every command has in common, ports, trace level, signals, status."""
 import os
 import pty
+import re
 import subprocess
 
 import pytest
@@ -333,6 +334,13 @@ def test_watch_ends_after_a_count_in_json(board):
     assert {"event": "link", "interface": 3, "admin": True}.items() <= done.json.items()
 
 
+def test_wedge_of_a_deaf_iss_shows_in_the_status(board):
+    start(board, "fault any drop")
+    assert ctl(board, *SETUP, "--timeout", "6s").status == UNKNOWN
+    assert re.match(r"health +ISS has not answered RUN_DEFAULT_SCRIPT_COMMAND \[8\] of IssSetLanWanAsync for \d+ s, ",
+                    ctl(board, "status").lines[0])
+
+
 def test_status_shows_what_the_daemon_tells(board):
     daemon = FakeDaemon(board)
     daemon.counts["IssSetLanWanAsync"] = (9, 8, 7, 6, 5)
@@ -341,7 +349,7 @@ def test_status_shows_what_the_daemon_tells(board):
     assert shown["interfaces"] == [{"interface": "IssSetLanWanAsync", "received": 9, "answered": 8, "refusedByIss": 7,
                                     "refusedByRing": 6, "neverAnswered": 5}]
     lines = ctl(board, "status").lines
-    assert lines[0].split() == ["version", "1.2.3"]
+    assert [line.split() for line in lines[:2]] == [["health", "good"], ["version", "1.2.3"]]
     assert lines[-1].split() == ["IssSetLanWanAsync", "9", "8", "7", "6", "5"]
 
 

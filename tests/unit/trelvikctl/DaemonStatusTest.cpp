@@ -5,7 +5,9 @@
 namespace {
 
 using namespace ctl;
+using ::testing::HasSubstr;
 using ::testing::SizeIs;
+using ::testing::StartsWith;
 
 InterfaceCounts counts(uint64_t received, uint64_t byIss, uint64_t byRing) {
   return {.name = "I", .received = received, .refusedByIss = byIss, .refusedByRing = byRing};
@@ -40,6 +42,25 @@ TEST(DaemonStatus, ShortAndLongAnswersAreRead) {
   EXPECT_EQ(newer.interfaces[0].neverAnswered, 0U);
   EXPECT_EQ(countsOf(newer, "B")->neverAnswered, 5U);
   EXPECT_FALSE(countsOf(newer, "C"));
+}
+
+DaemonStatus linkToIss(bool connected, bool ready, uint32_t type, uint32_t ageMs) {
+  return {.values = {{"opsConnected", connected},
+                     {"issReady", ready},
+                     {"outstandingType", type},
+                     {"outstandingSource", std::string("IssSetLanWanAsync")},
+                     {"outstandingAgeMs", ageMs}},
+          .interfaces = {}};
+}
+
+TEST(DaemonStatus, HealthSaysWhatStandsStill) {
+  EXPECT_EQ(health(linkToIss(true, true, 0, 0)), "good");
+  EXPECT_EQ(health(linkToIss(true, true, 8, 5000)), "good") << "a start of ISS takes seconds";
+  EXPECT_THAT(health(linkToIss(true, true, 8, 7900)),
+              HasSubstr("RUN_DEFAULT_SCRIPT_COMMAND [8] of IssSetLanWanAsync for 7 s"));
+  EXPECT_THAT(health(linkToIss(false, true, 8, 7900)), StartsWith("no connection to ISS"));
+  EXPECT_THAT(health(linkToIss(true, false, 0, 0)), HasSubstr("not said that it is ready"));
+  EXPECT_THAT(toText(toNode(linkToIss(false, false, 0, 0)), false), StartsWith("health"));
 }
 
 TEST(Node, TextKeepsTerminalsSafe) {

@@ -5,6 +5,8 @@
 #include <ctime>
 #include <sstream>
 
+#include "OtnIpcMsg.h"
+
 namespace ctl {
 namespace {
 
@@ -37,6 +39,13 @@ std::string when(const std::string& milliseconds) {
   return text;
 }
 
+/// "RUN_DEFAULT_SCRIPT_COMMAND [8]"
+std::string outstandingName(const DaemonStatus& status) {
+  const std::string number = status.text("outstandingType");
+  return std::string(msgTypeName(static_cast<uint32_t>(strtoul(number.c_str(), nullptr, 10)))) + " [" +
+         number + "]";
+}
+
 }  // namespace
 
 std::string DaemonStatus::text(const std::string& name) const {
@@ -57,8 +66,27 @@ DaemonStatus parseStatus(const std::vector<BusValue>& reply) {
   return status;
 }
 
+std::string health(const DaemonStatus& status) {
+  // ISS takes seconds for a start or a stop of it, and milliseconds for all else.
+  constexpr unsigned long longMs = 5000;
+  if (status.text("opsConnected") == "false") {
+    return "no connection to ISS: requests wait until it is back. See trelvikctl doctor";
+  }
+  if (status.text("issReady") == "false") {
+    return "ISS is connected and has not said that it is ready: requests wait. See ISS's own log";
+  }
+  const unsigned long age = strtoul(status.text("outstandingAgeMs").c_str(), nullptr, 10);
+  if (age > longMs) {
+    return "ISS has not answered " + outstandingName(status) + " of " + status.text("outstandingSource") +
+           " for " + std::to_string(age / 1000) +
+           " s, and everything behind it waits. See whether ISS is alive; restart it or the daemon";
+  }
+  return "good";
+}
+
 Node toNode(const DaemonStatus& status) {
   Node node = Node::object();
+  if (!status.values.empty()) node.add("health", health(status));
   for (const BusArgument& value : status.values) {
     node.add(value.name, toNode(value.value));
     if (value.name == "sinceMs") node.add("since", when(status.text("sinceMs")));

@@ -32,6 +32,9 @@ struct DaemonStatus {
 /// From the reply of getStatus. What is missing or further is no fault: daemons differ in age.
 DaemonStatus parseStatus(const std::vector<BusValue>& reply);
 
+/// How the way to ISS is, as one sentence: "good", or what stands still and what to look at.
+std::string health(const DaemonStatus& status);
+
 Node toNode(const DaemonStatus& status);
 
 /// What happened to the one request that was made between two looks at an interface's counts.
