@@ -35,8 +35,11 @@ TEST_F(BusThreads, aQuickCallWakesTheBusThreadOnly) {
   const long deputyBefore = switchesOfOthers(deputy);
   for (long i = 0; i < calls; ++i) EXPECT_EQ(setPort(peer, 1), "");
   ASSERT_GE(deputyBefore, 0) << "there is no deputy";
-  EXPECT_LT(switchesOfOthers() - before, calls + calls / 5);
-  EXPECT_LT(switchesOfOthers(deputy) - deputyBefore, calls / 20);
+  // A handler that loses its processor for a millisecond has the deputy woken; a way through it would do so
+  // always.
+  const long ofDeputy = switchesOfOthers(deputy) - deputyBefore;
+  EXPECT_LT(ofDeputy, calls / 2);
+  EXPECT_LT(switchesOfOthers() - before - ofDeputy, calls + calls / 5);
 }
 
 TEST_F(BusThreads, aReplyWakesNobody) {
