@@ -85,14 +85,17 @@ TEST_F(Loop, TakesWhatDidNotComeForZero) {
 TEST_F(Loop, TellsEverySignalThatIsPendingAtItsEnd) {
   start();
   ASSERT_TRUE(m_peer.accept());
-  ASSERT_TRUE(logs(mainLine("INFO", 242, "Connected to OPS")));
+  // Behind the look at the ring that follows the connection.
+  ASSERT_TRUE(m_peer.send(recordBytes({word(0, 12)})));
+  ASSERT_TRUE(logs(mainLine("DEBUG2", 439, "Received ALIVE message\n")));
   {
     // The loop waits for the ring, so that all of them are pending together.
     const Guard guard(&mutex);
+    const std::string received = mainLine("DEBUG3", 322,
+                                          "Message from OPS received: RP=" + std::to_string(readpointer) +
+                                              " WP=" + std::to_string(writepointer) + "\n");
     ASSERT_TRUE(m_peer.send(recordBytes({word(0, 12)})));
-    ASSERT_TRUE(logs(mainLine("DEBUG3", 322,
-                              "Message from OPS received: RP=" + std::to_string(readpointer) +
-                                  " WP=" + std::to_string(writepointer) + "\n")));
+    ASSERT_TRUE(waitFor([&] { return count(received) > 1; }));
     for (const int sig : {SIGTERM, SIGINT, SIGQUIT, SIGPIPE}) send(sig);
   }
   join();
