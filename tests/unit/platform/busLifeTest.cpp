@@ -80,10 +80,12 @@ TEST_F(BusTest, endsThoughTheBusDoesNotRead) {
   Component tested;
   ASSERT_TRUE(tested.ready());
   m_bus.suspend();
-  EXPECT_TRUE(waitFor([&] {
+  // 65,536 signals take the emulator of a processor its time.
+  const auto filled = [&] {
     for (int i = 0; i < 1000; ++i) tested.ports.stub().linkStatusChange_signal(7, true, false);
     return m_log.count("takes no more signals") == 1;
-  }));
+  };
+  EXPECT_TRUE(waitFor(filled, std::chrono::seconds(90)));
   OBcomponent::static_obc.load()->sendKillMsgToSelf();
   EXPECT_TRUE(waitFor([&] { return tested.stopped.load(); }));
   m_bus.resume();

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <climits>
 
 #include "busFixture.h"
 #include "otnbus/Bus.h"
@@ -30,16 +31,23 @@ TEST_F(BusThreads, aQuickCallWakesTheBusThreadOnly) {
   ASSERT_TRUE(tested.ready());
   Peer peer(m_bus);
   EXPECT_EQ(setPort(peer, 1), "");
-  constexpr long calls = 1000;
-  const long before = switchesOfOthers();
-  const long deputyBefore = switchesOfOthers(deputy);
-  for (long i = 0; i < calls; ++i) EXPECT_EQ(setPort(peer, 1), "");
-  ASSERT_GE(deputyBefore, 0) << "there is no deputy";
-  // A handler that loses its processor for a millisecond has the deputy woken; a way through it would do so
-  // always.
-  const long ofDeputy = switchesOfOthers(deputy) - deputyBefore;
-  EXPECT_LT(ofDeputy, calls / 2);
-  EXPECT_LT(switchesOfOthers() - before - ofDeputy, calls + calls / 5);
+  // A handler that loses its processor for a millisecond has the deputy woken, as it should be, so the
+  // quietest of the rounds counts. A way through the deputy, or through another thread, would wake it in all
+  // of them.
+  constexpr long rounds = 20;
+  constexpr long calls = 50;
+  ASSERT_GE(switchesOfOthers(deputy), 0) << "there is no deputy";
+  long ofAll = LONG_MAX;
+  long ofDeputy = LONG_MAX;
+  for (long round = 0; round < rounds; ++round) {
+    const long before = switchesOfOthers();
+    const long deputyBefore = switchesOfOthers(deputy);
+    for (long i = 0; i < calls; ++i) EXPECT_EQ(setPort(peer, 1), "");
+    ofAll = std::min(ofAll, switchesOfOthers() - before);
+    ofDeputy = std::min(ofDeputy, switchesOfOthers(deputy) - deputyBefore);
+  }
+  EXPECT_LT(ofAll, calls + calls / 5);
+  EXPECT_LT(ofDeputy, calls / 5);
 }
 
 TEST_F(BusThreads, aReplyWakesNobody) {
