@@ -85,7 +85,7 @@ TEST_F(BusTest, endsThoughTheBusDoesNotRead) {
     for (int i = 0; i < 1000; ++i) tested.ports.stub().linkStatusChange_signal(7, true, false);
     return m_log.count("takes no more signals") == 1;
   };
-  EXPECT_TRUE(waitFor(filled, std::chrono::seconds(90)));
+  EXPECT_TRUE(waitFor(filled, std::chrono::seconds(100)));
   OBcomponent::static_obc.load()->sendKillMsgToSelf();
   EXPECT_TRUE(waitFor([&] { return tested.stopped.load(); }));
   m_bus.resume();
