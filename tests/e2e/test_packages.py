@@ -160,11 +160,11 @@ def test_second_build_makes_the_same_packages(tmp_path):
     shutil.rmtree(copy)
 
 
-@pytest.mark.takes(240)
+@pytest.mark.takes(400)
 def test_lintian_finds_no_fault():
     files_made = [packages.path(name) for name in packages.NAMES + packages.SYMBOLS]
     found = subprocess.run(["lintian", "--allow-root", "--no-cfg", "--tag-display-limit", "0", *files_made],
-                           check=False, capture_output=True, text=True, timeout=120)
+                           check=False, capture_output=True, text=True, timeout=360)
     assert (found.returncode, found.stdout + found.stderr) == (0, "")
 
 
