@@ -38,9 +38,17 @@ class Counters : public RingTest {
                                 m_values[4], m_values[5], m_values[6], m_values[7], m_values[8]);
   }
   static ::testing::AssertionResult isQueued(int index) {
-    return hasExactly(MsgArray[index].msg,
-                      {word(0, 17), word(4, 17), word(8, 101), word(12, 102), word(16, 103), word(20, 104),
-                       word(24, 105), word(28, 106), word(32, 107), word(36, 108), word(40, 0xFFFFFFFE)});
+    return hasExactly(MsgArray[index].msg, {ofType(GET_INTERFACE_RECEPTION_AND_TRANSMISSION_COUNTERS),
+                                            {"interfaceNum", 17},
+                                            {"rxOctets", 101},
+                                            {"rxUnicastPackets", 102},
+                                            {"rxDiscarded", 103},
+                                            {"rxErrors", 104},
+                                            {"rxUnknownProtocol", 105},
+                                            {"txOctets", 106},
+                                            {"txUnicastPackets", 107},
+                                            {"txDiscarded", 108},
+                                            {"txErrors", 0xFFFFFFFE}});
   }
   /// Answered at once, as it came, with the ring unlocked and nothing queued since.
   static void expectRefusal(uint64_t call) {
@@ -72,9 +80,17 @@ TEST_F(Counters, RegisterTheirInterface) {
 
 TEST_F(Counters, AreOneMessageOfTheirInterface) {
   const OtnIpcMsg msg = countersMessage({4, 1, 2, 3, 0x04030201, 5, 6, 7, 8, 9});
-  EXPECT_TRUE(
-      hasExactly(msg, {word(0, 17), word(4, 4), word(8, 1), word(12, 2), word(16, 3), word(20, 0x04030201),
-                       word(24, 5), word(28, 6), word(32, 7), word(36, 8), word(40, 9)}));
+  EXPECT_TRUE(hasExactly(msg, {ofType(GET_INTERFACE_RECEPTION_AND_TRANSMISSION_COUNTERS),
+                               {"interfaceNum", 4},
+                               {"rxOctets", 1},
+                               {"rxUnicastPackets", 2},
+                               {"rxDiscarded", 3},
+                               {"rxErrors", 0x04030201},
+                               {"rxUnknownProtocol", 5},
+                               {"txOctets", 6},
+                               {"txUnicastPackets", 7},
+                               {"txDiscarded", 8},
+                               {"txErrors", 9}}));
 }
 
 TEST_F(Counters, AreQueuedInTheSlotOfAnEmptyRing) {

@@ -8,23 +8,23 @@ constexpr uint8_t boardMac[6] = {0x00, 0x1B, 0x2C, 0x3D, 0x4E, 0xFF};
 
 std::vector<Field> mappingFields(uint32_t acPort, uint32_t tunnelId, uint32_t vpnId, uint32_t acId,
                                  uint32_t pwId, uint32_t flag) {
-  return {word(0, 11),
-          {4, std::string("\x01\x00\x5e\x90\x00\x00", 6)},
-          {10, std::string("\x00\x1B\x2C\x3D\x4E\xFF", 6)},
-          word(16, 77),
-          word(20, 4005),
-          word(24, acPort),
-          word(28, 5),
-          word(32, 1000),
-          word(36, 1000),
-          word(40, 1500),
-          word(44, 1500),
-          word(48, tunnelId),
-          word(56, vpnId),
-          word(60, acId),
-          word(64, pwId),
-          word(6404, 1),
-          octet(6408, flag)};
+  return {ofType(MGMT_INTERFACE_MAPPING_IND),
+          {"destinationMac", hex("01005e900000")},
+          {"sourceMac", hex("001b2c3d4eff")},
+          {"acVlan", 77},
+          {"pwVlan", 4005},
+          {"acPort", acPort},
+          {"pwPort", 5},
+          {"peakRate", 1000},
+          {"committedRate", 1000},
+          {"outTunnelLabel", 1500},
+          {"inTunnelLabel", 1500},
+          {"tunnelId", tunnelId},
+          {"vpnId", vpnId},
+          {"tunnelIndex", acId},
+          {"pwId", pwId},
+          {"entryCount", 1},
+          {"mapFlag", flag}};
 }
 
 TEST(MapMessage, HasExactlyItsBytes) {
@@ -42,11 +42,19 @@ TEST(UnmapMessage, HasExactlyItsBytes) {
 }
 
 TEST(InterfaceMessage, HasExactlyItsBytes) {
-  EXPECT_TRUE(hasExactly(interfaceMessage(3, 1000, 6, 1),
-                         {word(0, 7), word(4, 3), word(8, 1000), word(12, 6), word(516, 1), octet(520, 1)}));
-  EXPECT_TRUE(hasExactly(interfaceMessage(0xFFFFFFFE, 0xFFFFFFFF, 0x80000000, 2),
-                         {word(0, 7), word(4, 0xFFFFFFFE), word(8, 0xFFFFFFFF), word(12, 0x80000000),
-                          word(516, 1), octet(520, 2)}));
+  EXPECT_TRUE(hasExactly(interfaceMessage(3, 1000, 6, 1), {ofType(IFC_INSERT_DELETE_IND),
+                                                           {"interfaceNum", 3},
+                                                           {"interfaceSpeed", 1000},
+                                                           {"interfaceType", 6},
+                                                           {"interfaceCount", 1},
+                                                           {"statusFlag", 1}}));
+  EXPECT_TRUE(
+      hasExactly(interfaceMessage(0xFFFFFFFE, 0xFFFFFFFF, 0x80000000, 2), {ofType(IFC_INSERT_DELETE_IND),
+                                                                           {"interfaceNum", 0xFFFFFFFE},
+                                                                           {"interfaceSpeed", 0xFFFFFFFF},
+                                                                           {"interfaceType", 0x80000000},
+                                                                           {"interfaceCount", 1},
+                                                                           {"statusFlag", 2}}));
 }
 
 }  // namespace

@@ -89,17 +89,30 @@ class PortParams : public RingTest {
 
   static std::vector<Field> mapping(uint32_t portNr, uint32_t tunnelId, uint32_t vpnId, uint32_t acId,
                                     uint32_t pwId, uint32_t flag) {
-    return {word(0, 11),        {4, std::string("\x01\x00\x5e\x90\x00\x00\x02\x03\x04\x05\x06\x07", 12)},
-            word(16, 77),       word(20, portNr + 4000),
-            word(24, 24),       word(28, portNr),
-            word(32, 1000),     word(36, 1000),
-            word(40, 1500),     word(44, 1500),
-            word(48, tunnelId), word(56, vpnId),
-            word(60, acId),     word(64, pwId),
-            word(6404, 1),      octet(6408, flag)};
+    return {ofType(MGMT_INTERFACE_MAPPING_IND),
+            {"destinationMac", hex("01005e900000")},
+            {"sourceMac", hex("020304050607")},
+            {"acVlan", 77},
+            {"pwVlan", portNr + 4000},
+            {"acPort", 24},
+            {"pwPort", portNr},
+            {"peakRate", 1000},
+            {"committedRate", 1000},
+            {"outTunnelLabel", 1500},
+            {"inTunnelLabel", 1500},
+            {"tunnelId", tunnelId},
+            {"vpnId", vpnId},
+            {"tunnelIndex", acId},
+            {"pwId", pwId},
+            {"entryCount", 1},
+            {"mapFlag", flag}};
+  }
+  static std::vector<Field> announcement(uint32_t flag) {
+    return {ofType(IFC_INSERT_DELETE_IND), {"interfaceNum", 3},   {"interfaceSpeed", 1000},
+            {"interfaceType", 6},          {"interfaceCount", 1}, {"statusFlag", flag}};
   }
   static std::vector<Field> script(const std::string& path) {
-    return {word(0, 8), {4, path}, {28, "/tmp/outscr.sh"}};
+    return {ofType(RUN_DEFAULT_SCRIPT_COMMAND), {"inputFile", path}, {"outputFile", "/tmp/outscr.sh"}};
   }
 
  private:
@@ -169,10 +182,8 @@ TEST_F(PortParams, ProbeAndDetachAnnounceThePort) {
   run_iss_script_thread(request(3, 3, false));
   run_iss_script_thread(request(4, 3, true));
   EXPECT_EQ(writepointer, 2);
-  EXPECT_TRUE(hasExactly(MsgArray[0].msg,
-                         {word(0, 7), word(4, 3), word(8, 1000), word(12, 6), word(516, 1), octet(520, 1)}));
-  EXPECT_TRUE(hasExactly(MsgArray[1].msg,
-                         {word(0, 7), word(4, 3), word(8, 1000), word(12, 6), word(516, 1), octet(520, 2)}));
+  EXPECT_TRUE(hasExactly(MsgArray[0].msg, announcement(1)));
+  EXPECT_TRUE(hasExactly(MsgArray[1].msg, announcement(2)));
   expectSlot(0, 1, 1, 3, 3);
   expectSlot(1, 1, 1, 4, 3);
   EXPECT_EQ(MsgArray[0].arguments.bConfigure, 0U);
@@ -364,7 +375,7 @@ TEST_F(PortParams, OfADaemonWithoutTheAcPortLeaveTheAcVlanOut) {
   const std::string path = scriptFile("/tmp/SetVlanPort5_0");
   service().setPortParams(FakeBus::call(52), 1, 6, 5, 1000, true, 77, 0, 0);
   ASSERT_TRUE(waitForWorkers(20000));
-  EXPECT_EQ(bytesOf(MsgArray[1].msg).substr(24, 4), "\xFF\xFF\xFF\xFF");
+  EXPECT_EQ(MsgArray[1].msg.payload.mapping.entry.acPort, 0xFFFFFFFF);
   EXPECT_EQ(contents(path).find("77"), std::string::npos);
   EXPECT_THAT(contents(path), ::testing::StartsWith("configure terminal\nvlan 4005\n"));
   releaseQueued(0);

@@ -39,7 +39,7 @@ TEST_F(RedundancySignal, IsForwardedInOneMessage) {
   EXPECT_EQ(writepointer, 0);
   EXPECT_EQ(m_service.redundancyState(), 3);
   const MsgArrayEntry& slot = MsgArray[19];
-  EXPECT_TRUE(hasExactly(slot.msg, {word(0, 22), word(4, 3)}));
+  EXPECT_TRUE(hasExactly(slot.msg, {ofType(REDUNDANCY_STATE), {"state", 3}}));
   EXPECT_EQ(slot.redundancyService, &m_service);
   EXPECT_EQ(slot.portParamsService, nullptr);
   EXPECT_EQ(slot.reply, nullptr);
@@ -71,8 +71,8 @@ TEST_F(RedundancySignal, OutsideTheTableIsForwardedUnchanged) {
   signal(15);
   signal(-1);
   EXPECT_EQ(writepointer, 2);
-  EXPECT_TRUE(hasExactly(MsgArray[0].msg, {word(0, 22), word(4, 15)}));
-  EXPECT_TRUE(hasExactly(MsgArray[1].msg, {word(0, 22), word(4, 0xFFFFFFFF)}));
+  EXPECT_TRUE(hasExactly(MsgArray[0].msg, {ofType(REDUNDANCY_STATE), {"state", 15}}));
+  EXPECT_TRUE(hasExactly(MsgArray[1].msg, {ofType(REDUNDANCY_STATE), {"state", 0xFFFFFFFF}}));
   EXPECT_EQ(MsgArray[1].redundancyState, -1);
   EXPECT_EQ(m_service.redundancyState(), -1);
   setLevel(6);
@@ -161,7 +161,7 @@ TEST_F(RefusedRegistration, AsksWhenTheBusAgrees) {
   agreeWithAnswer(int32_t{2});
   EXPECT_EQ(m_service.redundancyState(), 2);
   EXPECT_EQ(writepointer, 1);
-  EXPECT_TRUE(hasExactly(MsgArray[0].msg, {word(0, 22), word(4, 2)}));
+  EXPECT_TRUE(hasExactly(MsgArray[0].msg, {ofType(REDUNDANCY_STATE), {"state", 2}}));
   EXPECT_EQ(unnumbered()[1], signalLine("ACT"));
 }
 
@@ -185,7 +185,7 @@ TEST_F(RedundancyRegistration, AppliesAKnownState) {
   registerWithAnswer(int32_t{14});
   EXPECT_EQ(m_service.redundancyState(), 14);
   EXPECT_EQ(writepointer, 1);
-  EXPECT_TRUE(hasExactly(MsgArray[0].msg, {word(0, 22), word(4, 14)}));
+  EXPECT_TRUE(hasExactly(MsgArray[0].msg, {ofType(REDUNDANCY_STATE), {"state", 14}}));
   EXPECT_EQ(unnumbered()[1], signalLine("SWO"));
 }
 

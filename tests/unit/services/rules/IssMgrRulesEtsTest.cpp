@@ -7,29 +7,29 @@ using ::testing::IsEmpty;
 
 class EtsRules : public IssMgrTest {
  protected:
-  static std::vector<Field> l2Entries(uint32_t vlanByte, uint32_t vpn) {
-    return {word(4, 1),
-            bytesAt(8, {0x02, 0x5A, 0xC3, 0x00, 0x1E, 0xFF}),
-            bytesAt(16, {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}),
-            word(24, 2),
-            octet(33, 0x01),
-            octet(41, 0x03),
-            word(44, 12),
-            bytesAt(48, {0x6E, 0x78}),
-            octet(50, vlanByte),
-            bytesAt(56, {0xFF, 0xFF, 0xFF}),
-            word(64, 7),
-            word(68, vpn),
-            word(76, 0xFFFF)};
+  static Matches entries(uint32_t firstType, uint32_t secondType, const std::string& vlanByte, uint32_t vpn) {
+    return {{firstType, hex("025ac3001eff"), hex("ffffffffffff")},
+            {secondType, hex("000000000001"), hex("000000000003")},
+            {12, hex("6e78" + vlanByte), hex("ffffff")},
+            {7, words({vpn}), words({0xFFFF})}};
   }
   static std::vector<Field> l2Rule(uint32_t actionCode) {
-    return joined(
-        {l2Entries(0xA7, 0x1234), {octet(204, 0xA0)}, ruleTail(3, 1, 3, 71, 0xFFFFFFFE, 4, actionCode)});
+    return trap(entries(1, 2, "a7", 0x1234), {{"portList", hex("a0000000")},
+                                              {"entryKind", 3},
+                                              {"encapType", 1},
+                                              {"ruleWord", 3},
+                                              {"fpId0", 71},
+                                              {"fpId1", 0xFFFFFFFE},
+                                              {"actionCode", actionCode}});
   }
   static std::vector<Field> mplsRule(uint32_t actionCode) {
-    return joined({l2Entries(0xA7, 0x1234),
-                   {word(4, 15), word(24, 8), bytesAt(204, {0xC0, 0x00, 0x00, 0x10})},
-                   ruleTail(3, 3, 3, 71, 0xFFFFFFFE, 4, actionCode)});
+    return trap(entries(15, 8, "a7", 0x1234), {{"portList", hex("c0000010")},
+                                               {"entryKind", 3},
+                                               {"encapType", 3},
+                                               {"ruleWord", 3},
+                                               {"fpId0", 71},
+                                               {"fpId1", 0xFFFFFFFE},
+                                               {"actionCode", actionCode}});
   }
 };
 
@@ -62,8 +62,11 @@ TEST_F(EtsRules, CutTheVlanToAByteAndKeepTheVpn) {
   arguments.L2Pbmp = 0x80000000;
   arguments.fpId0 = 0;
   arguments.fpId1 = 0;
-  EXPECT_TRUE(makesExactly(
-      arguments, joined({l2Entries(0x00, 0xFEDCBA98), {octet(207, 0x01)}, ruleTail(3, 1, 3, 0, 0, 4, 1)})));
+  EXPECT_TRUE(makesExactly(arguments, joined({l2Rule(1),
+                                              {{"entries", entries(1, 2, "00", 0xFEDCBA98)},
+                                               {"portList", hex("00000001")},
+                                               {"fpId0", 0},
+                                               {"fpId1", 0}}})));
 }
 
 TEST_F(EtsRules, NotApplicableMakeNoMessageWhateverTheVp) {

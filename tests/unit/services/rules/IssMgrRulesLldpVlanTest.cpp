@@ -1,4 +1,5 @@
 #include <new>
+#include <numeric>
 
 #include "services/rules/IssMgrTest.h"
 
@@ -10,18 +11,12 @@ using ::testing::IsEmpty;
 class IssMgrCommands : public IssMgrTest {
  protected:
   static std::vector<Field> lldpInfo(uint32_t created, uint32_t actionCode) {
-    return {word(0, 25),        word(4, 0xC0FFEE01),   word(8, 0xC0A80164), bytesAt(12, {0x2E, 0x1F}),
-            octet(14, created), octet(236, actionCode)};
+    return {ofType(LLDP_TLV_INFO), {"chassisId", 0xC0FFEE01}, {"mgmtIp", 0xC0A80164},
+            {"slotId", 0x1F2E},    {"create", created},       {"actionCode", actionCode}};
   }
-  static std::vector<Field> flush() { return {word(0, 16), word(4, 0x1234), word(8, 1)}; }
-  static std::vector<Field> mapping(uint32_t type, uint32_t key, std::initializer_list<uint32_t> vlans) {
-    std::vector<Field> fields{word(0, type), word(4, key), word(8, 0x1234)};
-    size_t offset = 12;
-    for (const uint32_t vlan : vlans) {
-      fields.push_back(word(offset, vlan));
-      offset += 4;
-    }
-    return fields;
+  static std::vector<Field> flush() { return {ofType(FLUSH_CMD), {"vpn", 0x1234}, {"vp", 1}}; }
+  static std::vector<Field> mapping(uint32_t type, uint32_t key, const std::vector<uint32_t>& vlans) {
+    return {ofType(type), {"key", key}, {"vpn", 0x1234}, {"dataVlans", words(vlans)}};
   }
   static IssMgrArguments second(uint32_t ruleType, uint32_t action, int32_t flushAct,
                                 const std::string& vlans = "") {
@@ -48,7 +43,7 @@ TEST_F(IssMgrCommands, FlushIsTheSecondMessageOfARule) {
   for (const uint32_t ruleType : {ets, mstpLan, mstpWan, mrp, mrpGlobal, lldp}) {
     const IssMgrBatch batch = built(second(ruleType, creation, 1));
     ASSERT_EQ(batch.count, 2) << ruleType;
-    EXPECT_EQ(batch.messages[0].msgType, ruleType == lldp ? 25U : 10U);
+    EXPECT_EQ(batch.messages[0].msgType, ruleType == lldp ? LLDP_TLV_INFO : INTERESTED_PACKET_IND);
     EXPECT_TRUE(hasExactly(batch.messages[1], flush())) << ruleType;
     EXPECT_EQ(lines().back(), workerLine("DEBUG1", 431, "Sending flush cmd"));
   }
@@ -63,29 +58,29 @@ TEST_F(IssMgrCommands, FlushIsTheOnlyMessageWithoutARule) {
 }
 
 TEST_F(IssMgrCommands, MappingOfEtsIsKeyedByTheVlan) {
-  EXPECT_TRUE(
-      makesExactly(second(ets, notApplicable, 2, "100,200, 300"), mapping(24, 0x2A7, {100, 200, 300})));
+  EXPECT_TRUE(makesExactly(second(ets, notApplicable, 2, "100,200, 300"),
+                           mapping(ETS_VLAN_MAPPING, 0x2A7, {100, 200, 300})));
   EXPECT_THAT(lines(),
               ElementsAre(workerLine("DEBUG2", 451, "Flush Key1=679 VLAN=4660 and data vlans=100,200, 300")));
   const IssMgrBatch batch = built(second(ets, creation, 2, "7"));
   ASSERT_EQ(batch.count, 2);
-  EXPECT_TRUE(hasExactly(batch.messages[1], mapping(24, 0x2A7, {7})));
+  EXPECT_TRUE(hasExactly(batch.messages[1], mapping(ETS_VLAN_MAPPING, 0x2A7, {7})));
 }
 
 TEST_F(IssMgrCommands, MappingOfAnyOtherRuleIsKeyedByTheL2Ports) {
-  EXPECT_TRUE(makesExactly(second(mrp, notApplicable, 2, "5"), mapping(23, 0x5, {5})));
-  EXPECT_TRUE(makesExactly(second(flushOnly, creation, 2, "5"), mapping(23, 0x5, {5})));
-  EXPECT_TRUE(makesExactly(second(9, creation, 2, "5"), mapping(23, 0x5, {5})));
+  EXPECT_TRUE(makesExactly(second(mrp, notApplicable, 2, "5"), mapping(MRP_VLAN_MAPPING, 0x5, {5})));
+  EXPECT_TRUE(makesExactly(second(flushOnly, creation, 2, "5"), mapping(MRP_VLAN_MAPPING, 0x5, {5})));
+  EXPECT_TRUE(makesExactly(second(9, creation, 2, "5"), mapping(MRP_VLAN_MAPPING, 0x5, {5})));
   for (const uint32_t ruleType : {mstpLan, mstpWan, mrp, mrpGlobal, lldp}) {
     const IssMgrBatch batch = built(second(ruleType, creation, 2, "5"));
     ASSERT_EQ(batch.count, 2) << ruleType;
-    EXPECT_TRUE(hasExactly(batch.messages[1], mapping(23, 0x5, {5}))) << ruleType;
+    EXPECT_TRUE(hasExactly(batch.messages[1], mapping(MRP_VLAN_MAPPING, 0x5, {5}))) << ruleType;
   }
 }
 
 TEST_F(IssMgrCommands, MappingReadsItsVlansAsAStreamDoes) {
-  const auto reads = [](const std::string& text, std::initializer_list<uint32_t> vlans) {
-    return makesExactly(second(mrp, notApplicable, 2, text), mapping(23, 0x5, vlans));
+  const auto reads = [](const std::string& text, const std::vector<uint32_t>& vlans) {
+    return makesExactly(second(mrp, notApplicable, 2, text), mapping(MRP_VLAN_MAPPING, 0x5, vlans));
   };
   EXPECT_TRUE(reads("", {}));
   EXPECT_TRUE(reads("100;200", {100}));
@@ -104,9 +99,9 @@ TEST_F(IssMgrCommands, MappingEndsWithTheRecord) {
   for (int vlan = 1; vlan <= 2000; ++vlan) text += std::to_string(vlan) + ",";
   const IssMgrBatch batch = built(second(mrp, notApplicable, 2, text));
   ASSERT_EQ(batch.count, 1);
-  std::vector<Field> expected = mapping(23, 0x5, {});
-  for (uint32_t vlan = 1; vlan <= 1728; ++vlan) expected.push_back(word(8 + 4 * vlan, vlan));
-  EXPECT_TRUE(hasExactly(batch.messages[0], expected));
+  std::vector<uint32_t> vlans(1728);
+  std::iota(vlans.begin(), vlans.end(), 1U);
+  EXPECT_TRUE(hasExactly(batch.messages[0], mapping(MRP_VLAN_MAPPING, 0x5, vlans)));
 
   const IssMgrArguments arguments = second(mrp, notApplicable, 2, text);
   alignas(OtnIpcMsg) unsigned char place[sizeof(OtnIpcMsg) + 4];

@@ -13,85 +13,85 @@ class MrpRules : public IssMgrTest {
     arguments.L2Pbmp = number;
     return arguments;
   }
-  static std::vector<Field> firstEntries(uint32_t macType, uint32_t etherTypeType) {
-    return {word(4, macType),
-            bytesAt(8, {0x01, 0x15, 0x4E, 0x00, 0x00, 0x02}),
-            bytesAt(16, {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}),
-            word(24, etherTypeType),
-            bytesAt(28, {0xE3, 0x88}),
-            bytesAt(36, {0xFF, 0xFF}),
-            word(44, 12),
-            octet(48, 0x03),
-            octet(56, 0xFF)};
+  static std::vector<Field> l2Rule(uint32_t actionCode, const Matches& labelEntry = {},
+                                   uint32_t vlan = 0x2A7) {
+    return rule(actionCode, 1, {2, 4}, labelEntry, {3, words({vlan}), words({0xFFFF})});
   }
-  /// Port 5; `last` is the offset of the entry behind the label entry.
-  static std::vector<Field> l2Rule(size_t last, uint32_t count, uint32_t actionCode) {
-    return joined({firstEntries(2, 4),
-                   {word(last, 3), word(last + 4, 0x2A7), word(last + 12, 0xFFFF), octet(204, 0x08)},
-                   ruleTail(5, 1, 3, 71, 0xFFFFFFFE, count, actionCode)});
-  }
-  static std::vector<Field> mplsRule(size_t last, uint32_t count, uint32_t actionCode) {
-    return joined({firstEntries(8, 10),
-                   {word(last, 9), word(last + 4, 0x8100), word(last + 12, 0xFFFF), octet(204, 0x08)},
-                   ruleTail(5, 3, 3, 71, 0xFFFFFFFE, count, actionCode)});
-  }
-  static std::vector<Field> labels(uint32_t mpls, uint32_t pw, uint32_t mplsMask, uint32_t pwMask) {
-    return {word(64, 11), word(68, mpls), word(72, pw), word(76, mplsMask), word(80, pwMask)};
+  static std::vector<Field> mplsRule(uint32_t actionCode, const Matches& labelEntry = {}) {
+    return rule(actionCode, 3, {8, 10}, labelEntry, {9, words({0x8100}), words({0xFFFF})});
   }
   static std::vector<Field> globalRule(uint32_t actionCode) {
-    return joined(
-        {{word(4, 2), bytesAt(8, {0x01, 0x15, 0x4E}), bytesAt(16, {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x00}),
-          word(24, 4), bytesAt(28, {0xE3, 0x88}), bytesAt(36, {0xFF, 0xFF})},
-         ruleTail(5, 1, 1, 71, 0xFFFFFFFE, 2, actionCode)});
+    return trap({{2, hex("01154e000000"), hex("ffffffffff00")}, {4, hex("e388"), hex("ffff")}},
+                {{"entryKind", 5},
+                 {"encapType", 1},
+                 {"ruleWord", 1},
+                 {"fpId0", 71},
+                 {"fpId1", 0xFFFFFFFE},
+                 {"actionCode", actionCode}});
+  }
+
+ private:
+  /// Of port 5.
+  static std::vector<Field> rule(uint32_t actionCode, uint32_t encapsulation,
+                                 std::pair<uint32_t, uint32_t> firstTypes, const Matches& labelEntry,
+                                 const Match& last) {
+    Matches entries{{firstTypes.first, hex("01154e000002"), hex("ffffffffffff")},
+                    {firstTypes.second, hex("e388"), hex("ffff")},
+                    {12, hex("03"), hex("ff")}};
+    entries.insert(entries.end(), labelEntry.begin(), labelEntry.end());
+    entries.push_back(last);
+    return trap(entries, {{"portList", hex("08000000")},
+                          {"entryKind", 5},
+                          {"encapType", encapsulation},
+                          {"ruleWord", 3},
+                          {"fpId0", 71},
+                          {"fpId1", 0xFFFFFFFE},
+                          {"actionCode", actionCode}});
   }
 };
 
 TEST_F(MrpRules, OfL2EndWithTheVlan) {
-  EXPECT_TRUE(makesExactly(onPort(5, creation, 1), l2Rule(64, 4, 1)));
-  EXPECT_TRUE(makesExactly(onPort(5, deletion, 1), l2Rule(64, 4, 2)));
-  EXPECT_TRUE(makesExactly(onPort(5, modification, 1), l2Rule(64, 4, 3)));
-  EXPECT_TRUE(makesExactly(onPort(5, noAction, 1), l2Rule(64, 4, 0)));
+  EXPECT_TRUE(makesExactly(onPort(5, creation, 1), l2Rule(1)));
+  EXPECT_TRUE(makesExactly(onPort(5, deletion, 1), l2Rule(2)));
+  EXPECT_TRUE(makesExactly(onPort(5, modification, 1), l2Rule(3)));
+  EXPECT_TRUE(makesExactly(onPort(5, noAction, 1), l2Rule(0)));
 }
 
 TEST_F(MrpRules, OfMplsEndWithTheTag) {
-  EXPECT_TRUE(makesExactly(onPort(5, creation, 2), mplsRule(64, 4, 1)));
-  EXPECT_TRUE(makesExactly(onPort(5, deletion, 2), mplsRule(64, 4, 2)));
-  EXPECT_TRUE(makesExactly(onPort(5, modification, 2), mplsRule(64, 4, 3)));
-  EXPECT_TRUE(makesExactly(onPort(5, 0xFFFFFFFF, 2), mplsRule(64, 4, 0)));
+  EXPECT_TRUE(makesExactly(onPort(5, creation, 2), mplsRule(1)));
+  EXPECT_TRUE(makesExactly(onPort(5, deletion, 2), mplsRule(2)));
+  EXPECT_TRUE(makesExactly(onPort(5, modification, 2), mplsRule(3)));
+  EXPECT_TRUE(makesExactly(onPort(5, 0xFFFFFFFF, 2), mplsRule(0)));
 }
 
 TEST_F(MrpRules, PutTheLabelsBeforeTheLastEntry) {
   EXPECT_TRUE(makesExactly(onPort(5, creation, 1, 100, 200),
-                           joined({l2Rule(84, 5, 1), labels(0x64000, 0xC8000, 0xF0FFFF, 0xF0FFFF)})));
-  EXPECT_TRUE(makesExactly(onPort(5, deletion, 2, 100, 0),
-                           joined({mplsRule(84, 5, 2), labels(0x64000, 0, 0xF0FFFF, 0)})));
-  EXPECT_TRUE(makesExactly(onPort(5, modification, 2, 0, 5000),
-                           joined({mplsRule(84, 5, 3), labels(0, 0x388000, 0, 0xF0FFFF)})));
+                           l2Rule(1, {labels(0x64000, 0xC8000, 0xF0FFFF, 0xF0FFFF)})));
+  EXPECT_TRUE(makesExactly(onPort(5, deletion, 2, 100, 0), mplsRule(2, {labels(0x64000, 0, 0xF0FFFF, 0)})));
+  EXPECT_TRUE(
+      makesExactly(onPort(5, modification, 2, 0, 5000), mplsRule(3, {labels(0, 0x388000, 0, 0xF0FFFF)})));
 }
 
 TEST_F(MrpRules, KeepAVlanOfAnyWidth) {
   IssMgrArguments arguments = onPort(5, creation, 1);
   arguments.vlan = 0xFEDCBA98;
-  EXPECT_TRUE(makesExactly(arguments, joined({l2Rule(64, 4, 1), {word(68, 0xFEDCBA98)}})));
+  EXPECT_TRUE(makesExactly(arguments, l2Rule(1, {}, 0xFEDCBA98)));
 }
 
 TEST_F(MrpRules, TakeThePortNumberFromTheLow16Bits) {
-  const struct {
-    uint32_t number;
-    size_t offset;
-    uint8_t bit;
-  } cases[] = {{1, 204, 0x80},          {8, 204, 0x01},  {9, 205, 0x80},
-               {0x00070009, 205, 0x80}, {24, 206, 0x01}, {32, 207, 0x01}};
-  for (const auto& [number, offset, bit] : cases) {
-    EXPECT_TRUE(makesExactly(onPort(number, creation, 1),
-                             joined({l2Rule(64, 4, 1), {octet(204, 0), octet(offset, bit)}})))
+  const std::pair<uint32_t, const char*> cases[] = {{1, "80000000"},  {8, "01000000"},
+                                                    {9, "00800000"},  {0x00070009, "00800000"},
+                                                    {24, "00000100"}, {32, "00000001"}};
+  for (const auto& [number, ports] : cases) {
+    EXPECT_TRUE(makesExactly(onPort(number, creation, 1), joined({l2Rule(1), {{"portList", hex(ports)}}})))
         << number;
   }
 }
 
 TEST_F(MrpRules, OfANumberThatIsNoPortSetNoBit) {
   for (const uint32_t number : {0U, 33U, 0x7FFFU, 0x8001U, 0xFFFFU, 0x00050000U}) {
-    EXPECT_TRUE(makesExactly(onPort(number, creation, 2), joined({mplsRule(64, 4, 1), {octet(204, 0)}})))
+    EXPECT_TRUE(
+        makesExactly(onPort(number, creation, 2), joined({mplsRule(1), {{"portList", hex("00000000")}}})))
         << number;
   }
   EXPECT_THAT(lines(), IsEmpty());

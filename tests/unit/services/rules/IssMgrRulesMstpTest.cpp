@@ -10,23 +10,25 @@ using ::testing::IsEmpty;
 class MstpRequests : public IssMgrTest {
  protected:
   static std::vector<Field> lanRule(uint32_t fpId0, uint32_t actionCode) {
-    return joined(
-        {{word(4, 2), bytesAt(8, {0x01, 0x80, 0xC2, 0x00, 0x00, 0x00}),
-          bytesAt(16, {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}), word(24, 12),
-          bytesAt(28, {0x00, 0x00, 0x00, 0x03}), bytesAt(36, {0x00, 0xFF, 0xFF, 0xFF}), octet(204, 0xA0)},
-         ruleTail(2, 1, 3, fpId0, 0, 2, actionCode)});
+    return trap({{2, hex("0180c2000000"), hex("ffffffffffff")}, {12, hex("00000003"), hex("00ffffff")}},
+                {{"portList", hex("a0000000")},
+                 {"entryKind", 2},
+                 {"encapType", 1},
+                 {"ruleWord", 3},
+                 {"fpId0", fpId0},
+                 {"actionCode", actionCode}});
   }
-  /// Without a label entry.
   static std::vector<Field> wanRule(uint32_t fpId0, uint32_t fpId1, uint32_t actionCode,
-                                    uint32_t firstPortByte = 0x10) {
-    return joined({{word(4, 8), bytesAt(8, {0x01, 0x80, 0xC2, 0x00, 0x00, 0x00}),
-                    bytesAt(16, {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}), word(44, 12),
-                    bytesAt(48, {0x00, 0x00, 0x00, 0x03}), bytesAt(56, {0x00, 0xFF, 0xFF, 0xFF}),
-                    octet(204, firstPortByte)},
-                   ruleTail(2, 3, 3, fpId0, fpId1, 3, actionCode)});
-  }
-  static std::vector<Field> labels(uint32_t mpls, uint32_t pw, uint32_t mplsMask, uint32_t pwMask) {
-    return {word(24, 11), word(28, mpls), word(32, pw), word(36, mplsMask), word(40, pwMask)};
+                                    const Match& labelEntry = {}, const char* ports = "10000000") {
+    return trap(
+        {{8, hex("0180c2000000"), hex("ffffffffffff")}, labelEntry, {12, hex("00000003"), hex("00ffffff")}},
+        {{"portList", hex(ports)},
+         {"entryKind", 2},
+         {"encapType", 3},
+         {"ruleWord", 3},
+         {"fpId0", fpId0},
+         {"fpId1", fpId1},
+         {"actionCode", actionCode}});
   }
   static IssMgrArguments wan(uint32_t action, uint32_t mplsLbl, uint32_t pwLbl, uint32_t port = 3) {
     IssMgrArguments arguments = with(request(mstpWan, action), 1, mplsLbl, pwLbl);
@@ -36,8 +38,8 @@ class MstpRequests : public IssMgrTest {
   /// ISS creates the rule: its answer is the request with ids.
   static void answerCreate(const IssMgrArguments& arguments, uint32_t fpId0, uint32_t fpId1) {
     OtnIpcMsg answer = built(arguments).messages[0];
-    memcpy(reinterpret_cast<char*>(&answer) + 220, &fpId0, sizeof fpId0);
-    memcpy(reinterpret_cast<char*>(&answer) + 224, &fpId1, sizeof fpId1);
+    answer.payload.rule.fpId0 = fpId0;
+    answer.payload.rule.fpId1 = fpId1;
     StoreMstFpIds(answer);
   }
 };
@@ -107,33 +109,29 @@ TEST_F(MstpRequests, WanCreateCountsTheEmptyLabelEntry) {
 }
 
 TEST_F(MstpRequests, WanLabelsAreMatchedWhereTheyAreGiven) {
-  const std::vector<Field> rule = wanRule(0, 0, 1);
   EXPECT_TRUE(
-      makesExactly(wan(creation, 100, 200), joined({rule, labels(0x64000, 0xC8000, 0xF0FFFF, 0xF0FFFF)})));
-  EXPECT_TRUE(makesExactly(wan(creation, 100, 0), joined({rule, labels(0x64000, 0, 0xF0FFFF, 0)})));
-  EXPECT_TRUE(makesExactly(wan(creation, 0, 200), joined({rule, labels(0, 0xC8000, 0, 0xF0FFFF)})));
+      makesExactly(wan(creation, 100, 200), wanRule(0, 0, 1, labels(0x64000, 0xC8000, 0xF0FFFF, 0xF0FFFF))));
+  EXPECT_TRUE(makesExactly(wan(creation, 100, 0), wanRule(0, 0, 1, labels(0x64000, 0, 0xF0FFFF, 0))));
+  EXPECT_TRUE(makesExactly(wan(creation, 0, 200), wanRule(0, 0, 1, labels(0, 0xC8000, 0, 0xF0FFFF))));
 }
 
 TEST_F(MstpRequests, WanLabelsAreCutTo24Bits) {
-  const std::vector<Field> rule = wanRule(0, 0, 1);
   EXPECT_TRUE(
-      makesExactly(wan(creation, 5000, 4096), joined({rule, labels(0x388000, 0, 0xF0FFFF, 0xF0FFFF)})));
+      makesExactly(wan(creation, 5000, 4096), wanRule(0, 0, 1, labels(0x388000, 0, 0xF0FFFF, 0xF0FFFF))));
   EXPECT_TRUE(makesExactly(wan(creation, 4095, 0xFFFFFFFF),
-                           joined({rule, labels(0xFFF000, 0xFFF000, 0xF0FFFF, 0xF0FFFF)})));
+                           wanRule(0, 0, 1, labels(0xFFF000, 0xFFF000, 0xF0FFFF, 0xF0FFFF))));
 }
 
 TEST_F(MstpRequests, WanPortIsOneBitOfTheWord) {
-  EXPECT_TRUE(makesExactly(wan(creation, 0, 0, 0), wanRule(0, 0, 1, 0x80)));
-  for (const auto& [port, offset, bit] :
-       {std::tuple(8U, 205U, 0x80U), {27U, 207U, 0x10U}, {31U, 207U, 0x01U}}) {
-    EXPECT_TRUE(makesExactly(wan(creation, 0, 0, port), joined({wanRule(0, 0, 1, 0), {octet(offset, bit)}})))
-        << port;
-  }
+  EXPECT_TRUE(makesExactly(wan(creation, 0, 0, 0), wanRule(0, 0, 1, {}, "80000000")));
+  for (const auto& [port, ports] :
+       {std::pair(8U, "00800000"), std::pair(27U, "00000010"), std::pair(31U, "00000001")})
+    EXPECT_TRUE(makesExactly(wan(creation, 0, 0, port), wanRule(0, 0, 1, {}, ports))) << port;
 }
 
 TEST_F(MstpRequests, WanPortOutsideTheWordSetsNoBit) {
   for (const uint32_t port : {32U, 40U, 0x80000000U, 0xFFFFFFFFU})
-    EXPECT_TRUE(makesExactly(wan(creation, 0, 0, port), wanRule(0, 0, 1, 0))) << port;
+    EXPECT_TRUE(makesExactly(wan(creation, 0, 0, port), wanRule(0, 0, 1, {}, "00000000"))) << port;
   EXPECT_THAT(lines(), Contains(workerLine("DEBUG3", 207, "port=40 => portListMpls=0x0")));
 }
 
@@ -141,8 +139,8 @@ TEST_F(MstpRequests, WanDeleteTakesTheKeptIdsOnce) {
   answerCreate(wan(creation, 100, 200), 4711, 0xFFFFFFFF);
   answerCreate(wan(creation, 100, 201), 4713, 4714);
   forget();
-  EXPECT_TRUE(makesExactly(wan(deletion, 100, 200), joined({wanRule(4711, 0xFFFFFFFF, 2),
-                                                            labels(0x64000, 0xC8000, 0xF0FFFF, 0xF0FFFF)})));
+  EXPECT_TRUE(makesExactly(wan(deletion, 100, 200),
+                           wanRule(4711, 0xFFFFFFFF, 2, labels(0x64000, 0xC8000, 0xF0FFFF, 0xF0FFFF))));
   EXPECT_THAT(lines(),
               ElementsAre(workerLine("DEBUG3", 207, "port=3 => portListMpls=0x10000000"),
                           logged("DEBUG3", "SrvIssMgr", 707, "getAndDeleteMstpWanConfigFpIds",
@@ -165,14 +163,13 @@ TEST_F(MstpRequests, WanLabelFrom4096OnIsKeptReducedAndNotFound) {
   answerCreate(wan(creation, 4095, 5000), 91, 92);
   EXPECT_TRUE(built(wan(deletion, 4095, 5000)).refused);
   EXPECT_TRUE(makesExactly(wan(deletion, 4095, 904),
-                           joined({wanRule(91, 92, 2), labels(0xFFF000, 0x388000, 0xF0FFFF, 0xF0FFFF)})));
+                           wanRule(91, 92, 2, labels(0xFFF000, 0x388000, 0xF0FFFF, 0xF0FFFF))));
 }
 
 TEST_F(MstpRequests, WanLabel4096IsKeptAsNone) {
   answerCreate(wan(creation, 4096, 7), 93, 94);
   EXPECT_TRUE(built(wan(deletion, 4096, 7)).refused);
-  EXPECT_TRUE(
-      makesExactly(wan(deletion, 0, 7), joined({wanRule(93, 94, 2), labels(0, 0x7000, 0, 0xF0FFFF)})));
+  EXPECT_TRUE(makesExactly(wan(deletion, 0, 7), wanRule(93, 94, 2, labels(0, 0x7000, 0, 0xF0FFFF))));
 }
 
 TEST_F(MstpRequests, WanRuleOfAnInvalidPortIsNotKept) {

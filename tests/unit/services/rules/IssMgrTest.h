@@ -13,11 +13,6 @@
 enum : uint32_t { ets, mstpLan, mstpWan, flushOnly, mrp, mrpGlobal, lldp };
 enum : uint32_t { creation, deletion, modification, notApplicable, noAction };
 
-/// The bytes at an offset.
-inline Field bytesAt(size_t offset, std::initializer_list<uint8_t> bytes) {
-  return {offset, std::string(bytes.begin(), bytes.end())};
-}
-
 class IssMgrTest : public RingTest {
  protected:
   IssMgrTest() {
@@ -65,11 +60,15 @@ class IssMgrTest : public RingTest {
     return logged(level, "SrvIssMgr", number, "run_iss_IssMgr_thread", text);
   }
 
-  /// What stands behind the filter entries of a rule.
-  static std::vector<Field> ruleTail(uint32_t kind, uint32_t encapsulation, uint32_t ruleWord, uint32_t fpId0,
-                                     uint32_t fpId1, uint32_t count, uint32_t actionCode) {
-    return {word(0, 10),      word(208, kind),  word(212, encapsulation), word(216, ruleWord),
-            word(220, fpId0), word(224, fpId1), octet(232, count),        octet(236, actionCode)};
+  /// A filter rule: its entries, and the fields in which rules differ.
+  static std::vector<Field> trap(const Matches& entries, const std::vector<Field>& fields) {
+    return joined({{ofType(INTERESTED_PACKET_IND),
+                    {"entries", entries},
+                    {"entryCount", static_cast<uint32_t>(entries.size())}},
+                   fields});
+  }
+  static Match labels(uint32_t mpls, uint32_t pw, uint32_t mplsMask, uint32_t pwMask) {
+    return {11, words({mpls, pw}), words({mplsMask, pwMask})};
   }
   static std::vector<Field> joined(std::initializer_list<std::vector<Field>> parts) {
     std::vector<Field> all;

@@ -78,8 +78,8 @@ TEST_F(IssMgrRequests, QueueRuleAndFlushAsOneBatch) {
   expectSlot(19, 1, 2, arguments);
   expectSlot(0, 2, 2, arguments);
   EXPECT_EQ(MsgArray[19].reply, MsgArray[0].reply);
-  EXPECT_EQ(MsgArray[19].msg.msgType, 10U);
-  EXPECT_TRUE(hasExactly(MsgArray[0].msg, {word(0, 16), word(4, 0x1234), word(8, 1)}));
+  EXPECT_EQ(MsgArray[19].msg.msgType, INTERESTED_PACKET_IND);
+  EXPECT_TRUE(hasExactly(MsgArray[0].msg, {ofType(FLUSH_CMD), {"vpn", 0x1234}, {"vp", 1}}));
   EXPECT_THAT(FakeBus::replies(), IsEmpty());
   EXPECT_THAT(
       lines(),
@@ -263,8 +263,9 @@ TEST_F(IssMgrRequests, ReachTheirWorkerFromTheBus) {
   expectSlot(
       0, 1, 1,
       {lldp, deletion, 0xFFFFFFFF, 0x10, -7, 12, 13, 14, 15, 16, 17, -24, 25, "18,19", 20, 21, 22, 23});
-  EXPECT_TRUE(
-      hasExactly(MsgArray[0].msg, {word(0, 25), word(4, 20), word(8, 22), octet(12, 23), octet(236, 2)}));
+  EXPECT_TRUE(hasExactly(
+      MsgArray[0].msg,
+      {ofType(LLDP_TLV_INFO), {"chassisId", 20}, {"mgmtIp", 22}, {"slotId", 23}, {"actionCode", 2}}));
   releaseQueued(0);
 }
 
@@ -272,7 +273,8 @@ TEST_F(IssMgrRequests, HandTheIdsOfTheBusToTheRule) {
   service().setIssMgrParams(FakeBus::call(54), mrpGlobal, creation, 0, 0, 0, 0, 0, 0, 0, 0, 0, "", 0, 0, 0, 0,
                             -24, 25);
   ASSERT_TRUE(waitForWorkers(20000));
-  EXPECT_EQ(bytesOf(MsgArray[0].msg).substr(220, 8), std::string("\xE8\xFF\xFF\xFF\x19\0\0\0", 8));
+  EXPECT_EQ(MsgArray[0].msg.payload.rule.fpId0, static_cast<uint32_t>(-24));
+  EXPECT_EQ(MsgArray[0].msg.payload.rule.fpId1, 25U);
   releaseQueued(0);
 }
 
@@ -303,7 +305,10 @@ TEST_F(IssMgrRequests, NeedNoMemoryButTheirOwn) {
   }
   EXPECT_EQ(writepointer, 2);
   expectSlot(1, 2, 2, arguments);
-  EXPECT_EQ(bytesOf(MsgArray[1].msg).substr(12, 8), std::string("\x0B\0\0\0\x0C\0\0\0", 8));
+  EXPECT_TRUE(hasExactly(MsgArray[1].msg, {ofType(MRP_VLAN_MAPPING),
+                                           {"key", 0x5},
+                                           {"vpn", 0x1234},
+                                           {"dataVlans", words({11, 12, 13, 14, 15, 16, 17, 18, 19, 20})}}));
   releaseQueued(1);
 }
 

@@ -36,28 +36,21 @@ class SmartSfpRequests : public RingTest {
   static SmartSfpArguments filter(int32_t fpId, uint32_t pbmp) {
     return {"", 1, 0x51525354, 0, pbmp, 0x41424344, fpId};
   }
-  static std::vector<Field> rule(const std::string& ports, uint32_t fpId, uint32_t actionCode) {
-    return {word(0, 10),
-            word(4, 1),
-            {8, "\x02\x7E\x51"},
-            {16, "\xFF\xFF\xFF"},
-            word(24, 4),
-            word(28, 0x88B7),
-            word(36, 0x0000FFFF),
-            word(44, 11),
-            {48, "\x02\x7E\x51\xF1\xBC"},
-            {56, "\xFF\xFF\xFF\xFF\xFF"},
-            {204, ports},
-            word(208, 4),
-            word(212, 1),
-            word(216, 2),
-            word(220, fpId),
-            octet(232, 4),
-            octet(236, actionCode)};
+  static std::vector<Field> rule(const char* ports, uint32_t fpId, uint32_t actionCode) {
+    return {ofType(INTERESTED_PACKET_IND),
+            {"entries", Matches{{1, hex("027e51"), hex("ffffff")},
+                                {4, hex("b788"), hex("ffff")},
+                                {11, hex("027e51f1bc"), hex("ffffffffff")}}},
+            {"portList", hex(ports)},
+            {"entryKind", 4},
+            {"encapType", 1},
+            {"ruleWord", 2},
+            {"fpId0", fpId},
+            {"entryCount", 4},
+            {"actionCode", actionCode}};
   }
-  static std::string bytes(const char (&text)[5]) { return {text, 4}; }
   static std::vector<Field> pdu(const std::string& pduBytes) {
-    return {word(0, 19), {4, pduBytes}, word(520, 0x8000003), word(524, 0x41424344)};
+    return {ofType(SMARTSFP_PDU_CMD), {"pdu", pduBytes}, {"pbmp", 0x8000003}, {"size", 0x41424344}};
   }
   /// The text's PDU holds exactly these bytes.
   static ::testing::AssertionResult holds(const std::string& text, const std::string& pduBytes) {
@@ -113,8 +106,8 @@ TEST_F(SmartSfpRequests, MakeTheMessagesThatTheyAskForInOrder) {
     for (const uint32_t sendOutPDU : {0U, 1U, 0x80000000U}) {
       SCOPED_TRACE(::testing::Message() << enableFilter << ' ' << sendOutPDU);
       std::vector<std::vector<Field>> expected;
-      if (enableFilter != 0) expected.push_back(rule(bytes("\xC0\0\0\x10"), 0, 1));
-      if (sendOutPDU != 0) expected.push_back(pdu(bytes("\x01\x80\xC2\x00")));
+      if (enableFilter != 0) expected.push_back(rule("c0000010", 0, 1));
+      if (sendOutPDU != 0) expected.push_back(pdu(hex("0180c200")));
       const SmartSfpArguments arguments = request(enableFilter, sendOutPDU);
       resetRing();
       FakeBus::clear();
@@ -135,24 +128,24 @@ TEST_F(SmartSfpRequests, MakeTheMessagesThatTheyAskForInOrder) {
 }
 
 TEST_F(SmartSfpRequests, CreateTheFilterWhenThereIsNone) {
-  EXPECT_TRUE(makesRule(filter(0, 0x1), rule(bytes("\x80\0\0\0"), 0, 1)));
+  EXPECT_TRUE(makesRule(filter(0, 0x1), rule("80000000", 0, 1)));
   EXPECT_THAT(unnumbered(), ElementsAre(line("DEBUG3", "L2Pbmp=0x1 => portListL2= 0x80 0x00 0x00 0x00"),
                                         line("INFO", "FP 0 action 1")));
-  EXPECT_TRUE(makesRule(filter(0, 0), rule(bytes("\0\0\0\0"), 0, 1)));
+  EXPECT_TRUE(makesRule(filter(0, 0), rule("00000000", 0, 1)));
 }
 
 TEST_F(SmartSfpRequests, DeleteTheFilterWithoutPorts) {
-  EXPECT_TRUE(makesRule(filter(17, 0), rule(bytes("\0\0\0\0"), 17, 2)));
+  EXPECT_TRUE(makesRule(filter(17, 0), rule("00000000", 17, 2)));
   EXPECT_THAT(unnumbered(), ElementsAre(line("DEBUG3", "L2Pbmp=0x0 => portListL2= 0x00 0x00 0x00 0x00"),
                                         line("INFO", "FP 17 action 2")));
 }
 
 TEST_F(SmartSfpRequests, ModifyTheFilterThatThereIs) {
-  EXPECT_TRUE(makesRule(filter(17, 0x80000001), rule(bytes("\x80\0\0\x01"), 17, 3)));
+  EXPECT_TRUE(makesRule(filter(17, 0x80000001), rule("80000001", 17, 3)));
   EXPECT_THAT(unnumbered(),
               ElementsAre(line("DEBUG3", "L2Pbmp=0x80000001 => portListL2= 0x80 0x00 0x00 0x01"),
                           line("INFO", "FP 17 action 3")));
-  EXPECT_TRUE(makesRule(filter(-2, 0x2), rule(bytes("\x40\0\0\0"), 0xFFFFFFFE, 3)));
+  EXPECT_TRUE(makesRule(filter(-2, 0x2), rule("40000000", 0xFFFFFFFE, 3)));
   EXPECT_EQ(unnumbered().back(), line("INFO", "FP -2 action 3"));
 }
 
@@ -160,7 +153,7 @@ TEST_F(SmartSfpRequests, LeaveTheActionOutOfTheRule) {
   for (const uint32_t action : {0U, 1U, 2U, 3U, 0xFFFFFFFFU}) {
     SmartSfpArguments arguments = filter(17, 0x1);
     arguments.action = action;
-    EXPECT_TRUE(makesRule(arguments, rule(bytes("\x80\0\0\0"), 17, 3)));
+    EXPECT_TRUE(makesRule(arguments, rule("80000000", 17, 3)));
   }
 }
 
@@ -203,7 +196,8 @@ TEST_F(SmartSfpRequests, DoNotCutThePduToItsSize) {
   SmartSfpArguments arguments = request(0, 1);
   arguments.pdu = "1:2:3";
   arguments.size = 1;
-  EXPECT_TRUE(makesRule(arguments, {word(0, 19), {4, "\x01\x02\x03"}, word(520, 0x8000003), word(524, 1)}));
+  EXPECT_TRUE(makesRule(
+      arguments, {ofType(SMARTSFP_PDU_CMD), {"pdu", "\x01\x02\x03"}, {"pbmp", 0x8000003}, {"size", 1}}));
 }
 
 TEST_F(SmartSfpRequests, ForBothMessagesFillTwoSlots) {
@@ -330,9 +324,9 @@ TEST_F(SmartSfpRequests, ReachTheirWorkerWithTheFilterOfTheMoment) {
   EXPECT_EQ(lastStackSize(), 131072U);
   EXPECT_EQ(writepointer, 2);
   expectSlot(1, 2, 2, {"", 1, 12, 13, 0x1, 0xFFFFFFFF, 0});
-  EXPECT_TRUE(hasExactly(MsgArray[0].msg, rule(bytes("\x80\0\0\0"), 0xFFFFFFEF, 3)));
-  EXPECT_TRUE(
-      hasExactly(MsgArray[1].msg, {word(0, 19), {4, "\x05\x06"}, word(520, 0x1), word(524, 0xFFFFFFFF)}));
+  EXPECT_TRUE(hasExactly(MsgArray[0].msg, rule("80000000", 0xFFFFFFEF, 3)));
+  EXPECT_TRUE(hasExactly(
+      MsgArray[1].msg, {ofType(SMARTSFP_PDU_CMD), {"pdu", "\x05\x06"}, {"pbmp", 0x1}, {"size", 0xFFFFFFFF}}));
   releaseQueued(0);
 }
 
@@ -349,7 +343,7 @@ TEST_F(SmartSfpRequests, TakeTheFilterOfTheMomentOfTheCall) {
   ASSERT_TRUE(waitForWorkers(20000));
   ASSERT_EQ(writepointer, calls);
   for (int i = 0; i < calls; ++i) {
-    EXPECT_TRUE(hasExactly(MsgArray[i].msg, rule(bytes("\x80\0\0\0"), 17, 3))) << i;
+    EXPECT_TRUE(hasExactly(MsgArray[i].msg, rule("80000000", 17, 3))) << i;
     releaseQueued(i);
   }
 }

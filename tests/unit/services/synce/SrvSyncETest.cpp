@@ -13,22 +13,16 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-const std::vector<Field> trapRule = {word(0, 10),
-                                     word(4, 2),
-                                     {8, std::string("\x01\x80\xC2\x00\x00\x02", 6)},
-                                     {16, "\xFF\xFF\xFF\xFF\xFF\xFF"},
-                                     word(24, 4),
-                                     {28, 2, 0x8809},
-                                     {36, 2, 0xFFFF},
-                                     word(44, 11),
-                                     {48, std::string("\x0A\x00\x19\xA7\x00\x01", 6)},
-                                     {56, "\xFF\xFF\xFF\xFF\xFF\xFF"},
-                                     {204, "\xFF\xFF\xFF\xF0"},
-                                     word(208, 1),
-                                     word(212, 1),
-                                     word(216, 2),
-                                     octet(232, 3),
-                                     octet(236, 1)};
+const std::vector<Field> trapRule = {ofType(INTERESTED_PACKET_IND),
+                                     {"entries", Matches{{2, hex("0180c2000002"), hex("ffffffffffff")},
+                                                         {4, hex("0988"), hex("ffff")},
+                                                         {11, hex("0a0019a70001"), hex("ffffffffffff")}}},
+                                     {"portList", hex("fffffff0")},
+                                     {"entryKind", 1},
+                                     {"encapType", 1},
+                                     {"ruleWord", 2},
+                                     {"entryCount", 3},
+                                     {"actionCode", 1}};
 
 class SyncERequests : public RingTest {
  protected:
@@ -44,10 +38,18 @@ class SyncERequests : public RingTest {
             sendPdu,      0x81828384, 0x91929394, 0xFFFFFFFF};
   }
   static std::vector<Field> command(uint32_t enableClk) {
-    return {word(0, 14), word(4, enableClk), word(8, 0x11121314), word(12, 0x21222324), word(16, 0x31323334)};
+    return {ofType(SYNCE_CMD),
+            {"enableClk", enableClk},
+            {"slot", 0x11121314},
+            {"clksrc", 0x21222324},
+            {"phymode", 0x31323334}};
   }
   static std::vector<Field> pdu() {
-    return {word(0, 15), word(4, 0x81828384), word(8, 0x91929394), word(12, 0xFFFFFFFF), octet(6920, 0)};
+    return {ofType(SYNCE_PDU_CMD),
+            {"pduWord1", 0x81828384},
+            {"pduWord2", 0x91929394},
+            {"pduWord3", 0xFFFFFFFF},
+            {"isResponse", 0}};
   }
 
   static std::string line(const std::string& level, int number, const std::string& text) {
@@ -250,9 +252,11 @@ TEST_F(SyncERequests, ReachTheirWorkerFromTheBus) {
   EXPECT_EQ(lastStackSize(), 131072U);
   EXPECT_EQ(writepointer, 2);
   expectSlot(1, 2, 2, {0, 12, 13, 14, 0xFFFFFFFF, 16, 17, 18, 19});
-  EXPECT_TRUE(hasExactly(MsgArray[0].msg,
-                         {word(0, 14), word(4, 13), word(8, 12), word(12, 14), word(16, 0xFFFFFFFF)}));
-  EXPECT_TRUE(hasExactly(MsgArray[1].msg, {word(0, 15), word(4, 17), word(8, 18), word(12, 19)}));
+  EXPECT_TRUE(hasExactly(
+      MsgArray[0].msg,
+      {ofType(SYNCE_CMD), {"enableClk", 13}, {"slot", 12}, {"clksrc", 14}, {"phymode", 0xFFFFFFFF}}));
+  EXPECT_TRUE(hasExactly(MsgArray[1].msg,
+                         {ofType(SYNCE_PDU_CMD), {"pduWord1", 17}, {"pduWord2", 18}, {"pduWord3", 19}}));
   releaseQueued(0);
 }
 
