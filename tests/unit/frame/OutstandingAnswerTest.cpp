@@ -71,7 +71,7 @@ class GivenUp : public RingTest {
   }
 
   static MsgArrayEntry& queue(MsgSource source, int msgNo, int msgCount, OBstubReply* reply) {
-    MsgArrayEntry& slot = copyToSlot(recordOf({word(0, 10), octet(6923, 7)}));
+    MsgArrayEntry& slot = copyToSlot(recordOf({ofType(INTERESTED_PACKET_IND), octet(lastByte, 7)}));
     slot.source = source;
     slot.msgNo = msgNo;
     slot.msgCount = msgCount;
@@ -162,7 +162,7 @@ TEST_F(GivenUp, ADebugClientGetsItsOwnBytes) {
   ASSERT_EQ(m_debugSocket.StartUdpServer(), 0);
   queue(MsgSource::Debug, 1, 1, nullptr);
   giveUp();
-  EXPECT_EQ(tool.receive(), recordBytes({word(0, 10), octet(6923, 7)}));
+  EXPECT_EQ(tool.receive(), recordBytes({ofType(INTERESTED_PACKET_IND), octet(lastByte, 7)}));
   EXPECT_EQ(readpointer, 1);
 }
 

@@ -63,7 +63,7 @@ class Loop : public RingTest {
 TEST_F(Loop, ServesOpsWithoutADebugSocket) {
   start();
   ASSERT_TRUE(m_peer.accept());
-  ASSERT_TRUE(m_peer.send(recordBytes({word(0, 12)})));
+  ASSERT_TRUE(m_peer.send(recordBytes({ofType(WATCH_DOG_ISS_ACTIVE)})));
   EXPECT_TRUE(logs(mainLine("DEBUG2", 439, "Received ALIVE message\n")));
   int fd = -1;
   opsSocket.getFd(fd);
@@ -76,9 +76,9 @@ TEST_F(Loop, ServesOpsWithoutADebugSocket) {
 TEST_F(Loop, TakesWhatDidNotComeForZero) {
   start();
   ASSERT_TRUE(m_peer.accept());
-  ASSERT_TRUE(m_peer.send(recordBytes({word(0, 18), {6412, "of the record before"}})));
+  ASSERT_TRUE(m_peer.send(recordBytes({ofType(CPU_THRESHOLD), {"threadName", "of the record before"}})));
   ASSERT_TRUE(logs(mainLine("INFO", 444, "CPU exceeds threshold for thread of the record before\n")));
-  ASSERT_TRUE(m_peer.send(word(0, 18).bytes));
+  ASSERT_TRUE(m_peer.send(ofType(CPU_THRESHOLD).bytes));
   EXPECT_TRUE(logs(mainLine("INFO", 444, "CPU exceeds threshold for thread \n")));
 }
 
@@ -86,7 +86,7 @@ TEST_F(Loop, TellsEverySignalThatIsPendingAtItsEnd) {
   start();
   ASSERT_TRUE(m_peer.accept());
   // Behind the look at the ring that follows the connection.
-  ASSERT_TRUE(m_peer.send(recordBytes({word(0, 12)})));
+  ASSERT_TRUE(m_peer.send(recordBytes({ofType(WATCH_DOG_ISS_ACTIVE)})));
   ASSERT_TRUE(logs(mainLine("DEBUG2", 439, "Received ALIVE message\n")));
   {
     // The loop waits for the ring, so that all of them are pending together.
@@ -94,7 +94,7 @@ TEST_F(Loop, TellsEverySignalThatIsPendingAtItsEnd) {
     const std::string received = mainLine("DEBUG3", 322,
                                           "Message from OPS received: RP=" + std::to_string(readpointer) +
                                               " WP=" + std::to_string(writepointer) + "\n");
-    ASSERT_TRUE(m_peer.send(recordBytes({word(0, 12)})));
+    ASSERT_TRUE(m_peer.send(recordBytes({ofType(WATCH_DOG_ISS_ACTIVE)})));
     ASSERT_TRUE(waitFor([&] { return count(received) > 1; }));
     for (const int sig : {SIGTERM, SIGINT, SIGQUIT, SIGPIPE}) send(sig);
   }

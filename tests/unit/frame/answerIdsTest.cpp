@@ -39,8 +39,8 @@ class AnswerIds : public RoomTest {
 };
 
 std::vector<Field> tunnelAnswer(uint32_t port, uint32_t first) {
-  return {word(0, 11),         word(28, port),      word(48, first), word(56, first + 1),
-          word(60, first + 2), word(64, first + 3), octet(6408, 1)};
+  return {ofType(MGMT_INTERFACE_MAPPING_IND), {"pwPort", port},    {"tunnelId", first}, {"vpnId", first + 1},
+          {"tunnelIndex", first + 2},         {"pwId", first + 3}, {"mapFlag", 1}};
 }
 
 TEST_F(AnswerIds, OfATunnelGoToThePortsRecord) {
@@ -69,8 +69,12 @@ TEST_F(AnswerIds, OfAPortWithoutARecordAreDropped) {
 }
 
 OtnIpcMsg etsAnswer(uint32_t encapType, uint32_t id0, uint32_t id1, uint32_t addFlag) {
-  return recordOf(
-      {word(0, 10), word(208, 3), word(212, encapType), word(220, id0), word(224, id1), octet(236, addFlag)});
+  return recordOf({ofType(INTERESTED_PACKET_IND),
+                   {"entryKind", 3},
+                   {"encapType", encapType},
+                   {"fpId0", id0},
+                   {"fpId1", id1},
+                   {"actionCode", addFlag}});
 }
 
 TEST_F(AnswerIds, OfAnEtsRuleAreKeptByEncapsulation) {
@@ -107,17 +111,17 @@ TEST_F(AnswerIds, OfAnEtsRulesRemovalOverwriteTheOldOnes) {
   EXPECT_EQ(g_EtsFpId.mpls1, 6U);
 }
 
+/// The labels stand in the second entry.
 OtnIpcMsg mstpAnswer(uint32_t encapType, uint32_t addFlag, uint32_t mplsWord = 0x000640FF,
                      uint32_t pwWord = 0x000C8000) {
-  return recordOf({word(0, 10),
-                   word(28, mplsWord),
-                   word(32, pwWord),
-                   {204, std::string("\x10\0\0\0", 4)},
-                   word(208, 2),
-                   word(212, encapType),
-                   word(220, 41),
-                   word(224, 42),
-                   octet(236, addFlag)});
+  return recordOf({ofType(INTERESTED_PACKET_IND),
+                   {"entries", Matches{{}, {0, words({mplsWord, pwWord})}}},
+                   {"portList", hex("10000000")},
+                   {"entryKind", 2},
+                   {"encapType", encapType},
+                   {"fpId0", 41},
+                   {"fpId1", 42},
+                   {"actionCode", addFlag}});
 }
 
 TEST_F(AnswerIds, OfAnMstpWanRuleGoToTheStore) {
@@ -176,9 +180,9 @@ TEST_F(AnswerIds, OfAnMstpRuleOfAnotherEncapsulationAreNotKept) {
 
 TEST_F(AnswerIds, AreReadForAReply) {
   std::pair<int32_t, int32_t> ids{1, 1};
-  GetFpIds(recordOf({word(0, 10), word(220, 41), word(224, 0xFFFFFFFF)}), ids);
+  GetFpIds(recordOf({ofType(INTERESTED_PACKET_IND), {"fpId0", 41}, {"fpId1", 0xFFFFFFFF}}), ids);
   EXPECT_EQ(ids, std::make_pair(41, -1));
-  GetFpIds(recordOf({word(0, 16)}), ids);
+  GetFpIds(recordOf({ofType(FLUSH_CMD)}), ids);
   EXPECT_EQ(ids, std::make_pair(0, 0));
   EXPECT_THAT(lines(), ElementsAre(line("DEBUG3", 362, "GetFpIds", "Returning FPIDs=41,-1"),
                                    line("DEBUG3", 362, "GetFpIds", "Returning FPIDs=0,0")));
@@ -186,8 +190,10 @@ TEST_F(AnswerIds, AreReadForAReply) {
 
 TEST_F(AnswerIds, OfASmartSfpRuleAreKeptAndItsPortsReturned) {
   SrvSmartSfp::createInstance();
-  EXPECT_EQ(ParseFpIdandPorts(recordOf(
-                {word(0, 10), {204, std::string("\xC0\0\0\x10", 4)}, word(220, 77), word(520, 0x1234)})),
+  EXPECT_EQ(ParseFpIdandPorts(recordOf({ofType(INTERESTED_PACKET_IND),
+                                        {"portList", hex("c0000010")},
+                                        {"fpId0", 77},
+                                        fieldOf(SMARTSFP_PDU_CMD, {"pbmp", 0x1234})})),
             0x8000003U);
   EXPECT_EQ(SrvSmartSfp::getInstance().fpId(), 77);
   EXPECT_THAT(unnumbered(),
@@ -198,8 +204,12 @@ TEST_F(AnswerIds, OfASmartSfpRuleAreKeptAndItsPortsReturned) {
 }
 
 TEST_F(AnswerIds, OfASmartSfpPduAreItsPortsAndTouchNoService) {
-  EXPECT_EQ(ParseFpIdandPorts(recordOf({word(0, 19), word(220, 77), word(520, 0x87654321)})), 0x87654321U);
-  EXPECT_EQ(ParseFpIdandPorts(recordOf({word(0, 0), word(520, 5)})), 5U);
+  EXPECT_EQ(
+      ParseFpIdandPorts(recordOf(
+          {ofType(SMARTSFP_PDU_CMD), fieldOf(INTERESTED_PACKET_IND, {"fpId0", 77}), {"pbmp", 0x87654321}})),
+      0x87654321U);
+  EXPECT_EQ(ParseFpIdandPorts(recordOf({ofType(InvalidMsgType), fieldOf(SMARTSFP_PDU_CMD, {"pbmp", 5})})),
+            5U);
   EXPECT_THAT(lines(), IsEmpty()) << "a service that is missing would have been reported";
 }
 

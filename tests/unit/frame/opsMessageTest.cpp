@@ -27,10 +27,10 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::Not;
 
-const Field defaultScriptPath(4, "/etc/iss/bh_default.txt");
+const Field defaultScriptPath("inputFile", "/etc/iss/bh_default.txt");
 
 TEST(OpsMessageKind, OfEachType) {
-  const auto kind = [](uint32_t type) { return classify(recordOf({word(0, type)})); };
+  const auto kind = [](uint32_t type) { return classify(recordOf({ofType(type)})); };
   for (const uint32_t type : {7U, 8U, 9U, 10U, 11U, 14U, 15U, 16U, 17U, 19U, 22U, 23U, 24U, 25U})
     EXPECT_EQ(kind(type), OpsMessage::Answer) << type;
   for (const uint32_t type : {0U, 3U, 4U, 5U, 6U, 21U, 26U, 0xFFFFFFFFU})
@@ -44,9 +44,11 @@ TEST(OpsMessageKind, OfEachType) {
 }
 
 TEST(OpsMessageKind, DependsOnWhatTheMessageSays) {
-  EXPECT_EQ(classify(recordOf({word(0, 1), octet(14, 2)})), OpsMessage::ReloadFailed);
-  EXPECT_EQ(classify(recordOf({word(0, 8), defaultScriptPath})), OpsMessage::DefaultScriptDone);
-  EXPECT_EQ(classify(recordOf({word(0, 8), {4, "/tmp/SetVlanPort5_0"}})), OpsMessage::Answer);
+  EXPECT_EQ(classify(recordOf({ofType(MSR_RELOAD_STATUS), {"reloadStatus", 2}})), OpsMessage::ReloadFailed);
+  EXPECT_EQ(classify(recordOf({ofType(RUN_DEFAULT_SCRIPT_COMMAND), defaultScriptPath})),
+            OpsMessage::DefaultScriptDone);
+  EXPECT_EQ(classify(recordOf({ofType(RUN_DEFAULT_SCRIPT_COMMAND), {"inputFile", "/tmp/SetVlanPort5_0"}})),
+            OpsMessage::Answer);
 }
 
 bool isCsm(const char* boardName) {
@@ -95,7 +97,7 @@ class MessagesFromOps : public RingTest {
     handleOpsMessage(msg, boardUtils(), m_activity, m_debugSocket);
   }
   static void queueOne() {
-    copyToSlot(recordOf({word(0, 22)})).source = MsgSource::Redundancy;
+    copyToSlot(recordOf({ofType(REDUNDANCY_STATE)})).source = MsgSource::Redundancy;
     advanceWritePointer();
   }
   /// Whether the message signals the condition.
@@ -132,7 +134,7 @@ class MessagesFromOps : public RingTest {
 TEST_F(MessagesFromOps, OfAnotherKindClearTheFlagAndNothingElse) {
   queueOne();
   for (const uint32_t type : {2U, 12U, 13U, 18U, 20U, 0U, 3U, 21U, 99U}) {
-    handle({word(0, type)});
+    handle({ofType(type)});
     expectEndedWithoutRouting();
     EXPECT_EQ(MsgArray[0].source, MsgSource::Redundancy);
     EXPECT_EQ(issReady, 0);
@@ -141,13 +143,13 @@ TEST_F(MessagesFromOps, OfAnotherKindClearTheFlagAndNothingElse) {
 
 TEST_F(MessagesFromOps, OfAnotherKindDoNotReleaseTheSender) {
   queueOne();
-  EXPECT_FALSE(signals(&cond2, 60, {word(0, 20)}));
+  EXPECT_FALSE(signals(&cond2, 60, {ofType(PORT_STATUS_CHANGE_IND)}));
   EXPECT_EQ(IssProcessing, 0);
 }
 
 TEST_F(MessagesFromOps, ThatAnswerReleaseTheSenderAndConsumeTheSlot) {
   queueOne();
-  EXPECT_TRUE(signals(&cond2, 20000, {word(0, 22), {6412, "No Error\r\n"}}));
+  EXPECT_TRUE(signals(&cond2, 20000, {ofType(REDUNDANCY_STATE), {"errorString", "No Error\r\n"}}));
   EXPECT_EQ(IssProcessing, 0);
   EXPECT_EQ(readpointer, 1);
   EXPECT_EQ(MsgArray[0].source, MsgSource::None);
@@ -155,44 +157,45 @@ TEST_F(MessagesFromOps, ThatAnswerReleaseTheSenderAndConsumeTheSlot) {
 }
 
 TEST_F(MessagesFromOps, ThatAnswerNothingDoNotReleaseTheSender) {
-  EXPECT_FALSE(signals(&cond2, 60, {word(0, 22), {6412, "No Error\r\n"}}));
+  EXPECT_FALSE(signals(&cond2, 60, {ofType(REDUNDANCY_STATE), {"errorString", "No Error\r\n"}}));
   EXPECT_EQ(IssProcessing, 0);
   EXPECT_EQ(readpointer, 0);
 }
 
 TEST_F(MessagesFromOps, AreDumpedFirst) {
-  handle({word(0, 99)});
+  handle({ofType(99)});
   EXPECT_THAT(lines()[0], ::testing::StartsWith("[DEBUG1] MsgHandle:44 (printPacket) - Msg Type = "));
   EXPECT_THAT(lines()[0], ::testing::EndsWith(" [99]"));
 }
 
 TEST_F(MessagesFromOps, ThatAreUnexpectedAreAnError) {
-  handle({word(0, 5)});
+  handle({ofType(RM_GO_ACTIVE_STANDBY_IND)});
   EXPECT_THAT(lines(), Contains(mainLine("ERROR", 624, "unexpected message received from OPS\n")));
 }
 
 TEST_F(MessagesFromOps, SayThatItIsAlive) {
-  handle({word(0, 12)});
+  handle({ofType(WATCH_DOG_ISS_ACTIVE)});
   EXPECT_THAT(lines(), Contains(mainLine("DEBUG2", 439, "Received ALIVE message\n")));
 }
 
 TEST_F(MessagesFromOps, NameAThreadOverItsThreshold) {
-  handle({word(0, 18), {6412, "SpanTask"}});
+  handle({ofType(CPU_THRESHOLD), {"threadName", "SpanTask"}});
   EXPECT_THAT(lines(), Contains(mainLine("INFO", 444, "CPU exceeds threshold for thread SpanTask\n")));
-  handle({word(0, 18), {6412, std::string(500, 'n')}, word(6912, 0x41414141)});
+  handle({ofType(CPU_THRESHOLD), {"threadName", std::string(500, 'n')}, {"pid", 0x41414141}});
   EXPECT_THAT(lines(), Contains(mainLine(
                            "INFO", 444, "CPU exceeds threshold for thread " + std::string(500, 'n') + "\n")));
 }
 
 TEST_F(MessagesFromOps, TellAPortsStatus) {
-  handle({word(0, 20), word(4, 26), octet(8, 1), octet(9, 2)});
+  handle(
+      {ofType(PORT_STATUS_CHANGE_IND), {"interfaceNum", 26}, {"adminStatus", 1}, {"operationalStatus", 2}});
   ASSERT_EQ(FakeBus::signals().size(), 1U);
   EXPECT_EQ(FakeBus::signals()[0].member, "linkStatusChange");
   EXPECT_THAT(FakeBus::signals()[0].arguments, ElementsAre(OBvalue(26U), OBvalue(true), OBvalue(false)));
 }
 
 TEST_F(MessagesFromOps, OfItsReadinessAreOnlyLoggedOnAnOrdinaryBoard) {
-  handle({word(0, 2)});
+  handle({ofType(TASK_INIT_STATUS)});
   EXPECT_THAT(lines(), Contains(mainLine("INFO", 355, "OPS ready to receive messages.\n")));
   EXPECT_THAT(lines(), Not(Contains(mainLine("INFO", 362, "Creating default.conf!\n"))));
   EXPECT_FALSE(exists("/tmp/iss_is_ready"));
@@ -205,10 +208,11 @@ TEST_F(MessagesFromOps, OfReadinessMakeACsmBoardSendTheDefaultScript) {
   ASSERT_TRUE(peer.listening());
   ASSERT_EQ(opsSocket.StartTcpClient(), 0);
   ASSERT_TRUE(peer.accept());
-  handle({word(0, 2)}, "CSM");
+  handle({ofType(TASK_INIT_STATUS)}, "CSM");
   OtnIpcMsg sent;
   ASSERT_TRUE(peer.receive(sent));
-  EXPECT_TRUE(hasExactly(sent, {word(0, 8), defaultScriptPath, {28, "outscr.sh"}}));
+  EXPECT_TRUE(
+      hasExactly(sent, {ofType(RUN_DEFAULT_SCRIPT_COMMAND), defaultScriptPath, {"outputFile", "outscr.sh"}}));
   EXPECT_THAT(lines(), Contains(mainLine("INFO", 362, "Creating default.conf!\n")));
   EXPECT_EQ(writepointer, 0) << "outside the ring";
   EXPECT_EQ(issReady, 0);
@@ -216,7 +220,7 @@ TEST_F(MessagesFromOps, OfReadinessMakeACsmBoardSendTheDefaultScript) {
 }
 
 TEST_F(MessagesFromOps, OfASuccessfulReloadMakeIssReady) {
-  handle({word(0, 1)});
+  handle({ofType(MSR_RELOAD_STATUS)});
   expectEndedWithoutRouting();
   EXPECT_EQ(issReady, 1);
   EXPECT_TRUE(exists("/tmp/iss_msr_succeeded"));
@@ -230,16 +234,16 @@ TEST_F(MessagesFromOps, OfASuccessfulReloadMakeIssReady) {
 TEST_F(MessagesFromOps, OfASuccessfulReloadOpenThePortsOfACsmBoard) {
   const std::string opening =
       mainLine("DEBUG2", 408, "execute command for opening ports = /bin/sh -c /etc/iss/openPorts.sh\n");
-  handle({word(0, 1)});
+  handle({ofType(MSR_RELOAD_STATUS)});
   EXPECT_THAT(lines(), Not(Contains(opening)));
-  handle({word(0, 1)}, "CSM");
+  handle({ofType(MSR_RELOAD_STATUS)}, "CSM");
   EXPECT_THAT(lines(), Contains(opening));
 }
 
 TEST_F(MessagesFromOps, OfASuccessfulReloadReportMarkersNotMade) {
   ASSERT_EQ(symlink("/nowhere/at/all", "/tmp/iss_msr_succeeded"), 0);
   ASSERT_EQ(symlink("/nowhere/at/all", "/tmp/iss_is_ready"), 0);
-  handle({word(0, 1)});
+  handle({ofType(MSR_RELOAD_STATUS)});
   EXPECT_THAT(lines(), Contains(mainLine("ERROR", 416, "Failed to touch /tmp/iss_msr_succeeded")));
   EXPECT_THAT(lines(), Contains(mainLine("ERROR", 420, "Failed to touch /tmp/iss_is_ready")));
   EXPECT_EQ(issReady, 1);
@@ -247,7 +251,7 @@ TEST_F(MessagesFromOps, OfASuccessfulReloadReportMarkersNotMade) {
 
 TEST_F(MessagesFromOps, OfItsDefaultScriptMakeIssReady) {
   queueOne();
-  handle({word(0, 8), defaultScriptPath});
+  handle({ofType(RUN_DEFAULT_SCRIPT_COMMAND), defaultScriptPath});
   expectEndedWithoutRouting();
   EXPECT_EQ(issReady, 1);
   EXPECT_TRUE(exists("/tmp/iss_is_ready"));
@@ -258,22 +262,22 @@ TEST_F(MessagesFromOps, OfItsDefaultScriptMakeIssReady) {
 
 TEST_F(MessagesFromOps, OfItsDefaultScriptReportAMarkerNotMade) {
   ASSERT_EQ(symlink("/nowhere/at/all", "/tmp/iss_is_ready"), 0);
-  handle({word(0, 8), defaultScriptPath});
+  handle({ofType(RUN_DEFAULT_SCRIPT_COMMAND), defaultScriptPath});
   EXPECT_THAT(lines(), Contains(mainLine("ERROR", 386, "Failed to touch /tmp/iss_is_ready")));
 }
 
 TEST_F(MessagesFromOps, ThatMakeIssReadyWakeTheSenderWhenThereIsWork) {
   queueOne();
-  EXPECT_TRUE(signals(&cond, 20000, {word(0, 1)}));
-  EXPECT_TRUE(signals(&cond, 20000, {word(0, 8), defaultScriptPath}));
+  EXPECT_TRUE(signals(&cond, 20000, {ofType(MSR_RELOAD_STATUS)}));
+  EXPECT_TRUE(signals(&cond, 20000, {ofType(RUN_DEFAULT_SCRIPT_COMMAND), defaultScriptPath}));
 }
 
 TEST_F(MessagesFromOps, ThatMakeIssReadyWakeNobodyWithoutWork) {
-  EXPECT_FALSE(signals(&cond, 60, {word(0, 1)}));
+  EXPECT_FALSE(signals(&cond, 60, {ofType(MSR_RELOAD_STATUS)}));
 }
 
 TEST_F(MessagesFromOps, OfAFailedReloadAreCritical) {
-  handle({word(0, 1), octet(14, 1)});
+  handle({ofType(MSR_RELOAD_STATUS), {"reloadStatus", 1}});
   expectEndedWithoutRouting();
   EXPECT_THAT(lines(), Contains(mainLine("CRITICAL", 428, "MSR RELOAD FAILED!")));
   EXPECT_EQ(issReady, 0);
@@ -284,7 +288,7 @@ TEST_F(MessagesFromOps, OfAFailedReloadAreCritical) {
 TEST_F(MessagesFromOps, OfAFailedReloadRemoveACsmBoardsConfiguration) {
   ASSERT_FALSE(exists("/flash/config/current/selected.txt")) << "this machine has a selection";
   issReady = 1;
-  handle({word(0, 1), octet(14, 1)}, "CSM");
+  handle({ofType(MSR_RELOAD_STATUS), {"reloadStatus", 1}}, "CSM");
   EXPECT_THAT(lines(), Contains(logged("DEBUG3", "main", 763, "deletePersistentIssConfig", "called")));
   EXPECT_EQ(issReady, 1) << "unchanged";
 }

@@ -21,7 +21,11 @@ class CountersAnswer : public RingTest {
 
   bool route(const std::string& error) {
     const Guard guard(&mutex);
-    return routeAnswer(recordOf({word(0, 17), word(4, 3), word(8, 1234), {6412, error}}), m_debugSocket);
+    return routeAnswer(recordOf({ofType(GET_INTERFACE_RECEPTION_AND_TRANSMISSION_COUNTERS),
+                                 {"interfaceNum", 3},
+                                 {"rxOctets", 1234},
+                                 {"errorString", error}}),
+                       m_debugSocket);
   }
 
   SrvDbg m_debugSocket;

@@ -25,7 +25,7 @@ class OtherAnswers : public RingTest {
 
   static SrvSmartSfp& smartSfp() { return SrvSmartSfp::getInstance(); }
   static MsgArrayEntry& queue(MsgSource source, int msgNo, int msgCount, OBstubReply* reply) {
-    MsgArrayEntry& slot = copyToSlot(recordOf({word(0, 10)}));
+    MsgArrayEntry& slot = copyToSlot(recordOf({ofType(INTERESTED_PACKET_IND)}));
     slot.source = source;
     slot.msgNo = msgNo;
     slot.msgCount = msgCount;
@@ -58,14 +58,24 @@ class OtherAnswers : public RingTest {
     const Guard guard(&mutex);
     return routeAnswer(recordOf(answer), m_debugSocket);
   }
-  static std::vector<Field> good(uint32_t type) { return {word(0, type), {6412, "No Error\r\n"}}; }
+  static std::vector<Field> good(uint32_t type) { return {ofType(type), {"errorString", "No Error\r\n"}}; }
   /// Ports 3 and 28.
   static std::vector<Field> filter(uint32_t fpId, const std::string& error = "No Error\r\n") {
-    return {word(0, 10),    octet(204, 0x20), octet(207, 0x10), word(208, 4),     word(220, fpId),
-            word(224, 999), octet(236, 1),    {6412, error},    word(520, 0x7777)};
+    return {ofType(INTERESTED_PACKET_IND),
+            {"portList", hex("20000010")},
+            {"entryKind", 4},
+            {"fpId0", fpId},
+            {"fpId1", 999},
+            {"actionCode", 1},
+            {"errorString", error},
+            fieldOf(SMARTSFP_PDU_CMD, {"pbmp", 0x7777})};
   }
   static std::vector<Field> pdu(uint32_t ports) {
-    return {word(0, 19), octet(204, 0x20), word(220, 888), word(520, ports), {6412, "No Error\r\n"}};
+    return {ofType(SMARTSFP_PDU_CMD),
+            fieldOf(INTERESTED_PACKET_IND, {"portList", hex("20000000")}),
+            fieldOf(INTERESTED_PACKET_IND, {"fpId0", 888}),
+            {"pbmp", ports},
+            {"errorString", "No Error\r\n"}};
   }
   static void expectSyncEReply(uint64_t call) {
     ASSERT_EQ(FakeBus::replies().size(), 1U);
@@ -98,13 +108,13 @@ TEST_F(OtherAnswers, OfSyncEGiveOneReplyAfterTheLastMessage) {
   m_syncE.register_interface(nullptr);
   OBstubReply* const reply = FakeBus::call(60);
   for (int msgNo = 1; msgNo <= 3; ++msgNo) queueSyncE(msgNo, 3, reply);
-  EXPECT_TRUE(route(good(10)));
+  EXPECT_TRUE(route(good(INTERESTED_PACKET_IND)));
   EXPECT_THAT(lines(), ElementsAre(syncESource, syncEToBus));
-  EXPECT_TRUE(route(good(14)));
+  EXPECT_TRUE(route(good(SYNCE_CMD)));
   EXPECT_THAT(FakeBus::replies(), IsEmpty());
   EXPECT_EQ(readpointer, 2);
   EXPECT_EQ(MsgArray[1].source, MsgSource::None);
-  EXPECT_TRUE(route(good(15)));
+  EXPECT_TRUE(route(good(SYNCE_PDU_CMD)));
   EXPECT_THAT(lines(), ElementsAre(syncESource, syncEToBus, syncEOverBus));
   expectSyncEReply(60);
   EXPECT_EQ(readpointer, 3);
@@ -124,7 +134,7 @@ TEST_F(OtherAnswers, OfSyncEKeepNoIds) {
 TEST_F(OtherAnswers, OfSyncEWithAnErrorAreRepliedAllTheSame) {
   m_syncE.register_interface(nullptr);
   queueSyncE(1, 1, FakeBus::call(62));
-  EXPECT_TRUE(route({word(0, 14), {6412, "Failed\r\n"}}));
+  EXPECT_TRUE(route({ofType(SYNCE_CMD), {"errorString", "Failed\r\n"}}));
   expectSyncEReply(62);
   EXPECT_EQ(lines().size(), 4U);
   EXPECT_EQ(unnumbered()[1],
@@ -140,11 +150,11 @@ TEST_F(OtherAnswers, OfSyncEWithoutAServiceAreLoggedAndConsumed) {
   OBstubReply* const reply = FakeBus::call(63);
   queue(MsgSource::SyncE, 1, 2, reply);
   queue(MsgSource::SyncE, 2, 2, reply);
-  EXPECT_TRUE(route(good(14)));
+  EXPECT_TRUE(route(good(SYNCE_CMD)));
   EXPECT_THAT(lines().back(), ::testing::StartsWith("[ERROR] main:"));
   EXPECT_EQ(readpointer, 0);
   EXPECT_THAT(FakeBus::released(), IsEmpty());
-  EXPECT_TRUE(route(good(15)));
+  EXPECT_TRUE(route(good(SYNCE_PDU_CMD)));
   EXPECT_THAT(lines().back(), ::testing::StartsWith("[ERROR] main:"));
   EXPECT_EQ(readpointer, 1);
   EXPECT_EQ(MsgArray[0].source, MsgSource::None);
@@ -154,7 +164,7 @@ TEST_F(OtherAnswers, OfSyncEWithoutAServiceAreLoggedAndConsumed) {
 
 TEST_F(OtherAnswers, OfSyncEWithoutAStubAreLoggedAndConsumed) {
   queueSyncE(1, 1, FakeBus::call(64));
-  EXPECT_TRUE(route(good(15)));
+  EXPECT_TRUE(route(good(SYNCE_PDU_CMD)));
   EXPECT_THAT(lines().back(), ::testing::StartsWith("[ERROR] main:"));
   EXPECT_EQ(readpointer, 1);
   EXPECT_THAT(FakeBus::replies(), IsEmpty());
@@ -212,10 +222,10 @@ TEST_F(OtherAnswers, OfADeleteKeepWhateverIdTheyCarry) {
   queueSmartSfp(1, 1, FakeBus::call(68));
   queueSmartSfp(1, 1, FakeBus::call(69));
   std::vector<Field> answer = filter(17);
-  answer.push_back(octet(236, 2));
+  answer.push_back({"actionCode", 2});
   EXPECT_TRUE(route(answer));
   EXPECT_EQ(smartSfp().fpId(), 17);
-  answer.push_back(word(220, 0));
+  answer.push_back({"fpId0", 0});
   EXPECT_TRUE(route(answer));
   EXPECT_EQ(smartSfp().fpId(), 0);
 }

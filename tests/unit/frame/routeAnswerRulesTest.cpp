@@ -38,7 +38,7 @@ class RuleAnswers : public RingTest {
   static SrvIssMgr& service() { return SrvIssMgr::getInstance(); }
   static void withStub() { service().register_interface(nullptr); }
   static MsgArrayEntry& queue(int msgNo, int msgCount, OBstubReply* reply) {
-    MsgArrayEntry& slot = copyToSlot(recordOf({word(0, 10)}));
+    MsgArrayEntry& slot = copyToSlot(recordOf({ofType(INTERESTED_PACKET_IND)}));
     slot.source = MsgSource::IssMgr;
     slot.issMgrService = &service();
     slot.msgNo = msgNo;
@@ -65,12 +65,18 @@ class RuleAnswers : public RingTest {
     const Guard guard(&mutex);
     return routeAnswer(recordOf(answer), m_debugSocket);
   }
+  /// Of an MSTP rule the labels stand in the second entry.
   static std::vector<Field> rule(uint32_t kind, uint32_t encapsulation, uint32_t fpId0, uint32_t fpId1,
                                  uint32_t actionCode, const std::string& error = "No Error\r\n") {
-    return {word(0, 10),      word(28, 0x64000), word(32, 0xC8000),
-            octet(204, 0x10), word(208, kind),   word(212, encapsulation),
-            word(220, fpId0), word(224, fpId1),  octet(236, actionCode),
-            {6412, error}};
+    return {ofType(INTERESTED_PACKET_IND),
+            {"entries", Matches{{}, {0, words({0x64000, 0xC8000})}}},
+            {"portList", hex("10000000")},
+            {"entryKind", kind},
+            {"encapType", encapsulation},
+            {"fpId0", fpId0},
+            {"fpId1", fpId1},
+            {"actionCode", actionCode},
+            {"errorString", error}};
   }
   static std::vector<OBvalue> resultsWith(int32_t fpId0, int32_t fpId1) {
     return {101U, 102U, 103U, 104U,        -105,  106U, 107U, 108U, 109U, 110U, 111U, std::string("1,2"),
@@ -128,7 +134,10 @@ TEST_F(RuleAnswers, ReplyOnceWithTheIdsOfTheLastAnswer) {
       ElementsAre(source, logged("DEBUG3", "SrvIssMgr", 664, "setMstpLanFpId", "MSTP L2 FP ID = 4711"),
                   ruleToBus, ids("4711,4712")));
   EXPECT_THAT(FakeBus::replies(), IsEmpty());
-  EXPECT_TRUE(route({word(0, 16), word(220, 5), word(224, 6), {6412, "No Error\r\n"}}));
+  EXPECT_TRUE(route({ofType(FLUSH_CMD),
+                     fieldOf(INTERESTED_PACKET_IND, {"fpId0", 5}),
+                     fieldOf(INTERESTED_PACKET_IND, {"fpId1", 6}),
+                     {"errorString", "No Error\r\n"}}));
   expectOneReply(61, 5, 6);
   EXPECT_EQ(service().mstpLanFpId(), 4711U);
 }
@@ -147,7 +156,7 @@ TEST_F(RuleAnswers, KeepTheIdsOfEts) {
   EXPECT_EQ(g_EtsFpId.mpls0, 31U) << "a removal overwrites them, too";
   EXPECT_TRUE(route(rule(3, 2, 41, 42, 1)));
   std::vector<Field> other = rule(3, 1, 51, 52, 1);
-  other.push_back(word(0, 16));
+  other.push_back(ofType(FLUSH_CMD));
   EXPECT_TRUE(route(other)) << "no rule's answer";
   EXPECT_EQ(g_EtsFpId.l2, 11U);
   EXPECT_EQ(g_EtsFpId.mpls0, 31U);
@@ -167,7 +176,7 @@ TEST_F(RuleAnswers, KeepTheIdsOfCreatedMstpRules) {
   EXPECT_TRUE(route(rule(2, 3, 51, 52, 1)));
   EXPECT_TRUE(holdsWan(51, 52));
   std::vector<Field> other = rule(2, 1, 61, 62, 1);
-  other.push_back(word(0, 25));
+  other.push_back(ofType(LLDP_TLV_INFO));
   EXPECT_TRUE(route(other)) << "no rule's answer";
   EXPECT_EQ(service().mstpLanFpId(), 41U);
 }

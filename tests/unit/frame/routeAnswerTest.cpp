@@ -31,7 +31,7 @@ class Answers : public RingTest {
   ~Answers() override { SrvIss::destroyInstance(); }
 
   static MsgArrayEntry& queue(MsgSource source, int msgNo, int msgCount, OBstubReply* reply = nullptr) {
-    MsgArrayEntry& slot = copyToSlot(recordOf({word(0, 7)}));
+    MsgArrayEntry& slot = copyToSlot(recordOf({ofType(IFC_INSERT_DELETE_IND)}));
     slot.source = source;
     slot.msgNo = msgNo;
     slot.msgCount = msgCount;
@@ -55,29 +55,29 @@ class Answers : public RingTest {
     const Guard guard(&mutex);
     return routeAnswer(recordOf(answer), m_debugSocket);
   }
-  static std::vector<Field> good(uint32_t type) { return {word(0, type), {6412, "No Error\r\n"}}; }
+  static std::vector<Field> good(uint32_t type) { return {ofType(type), {"errorString", "No Error\r\n"}}; }
 
   SrvDbg m_debugSocket;
 };
 
 TEST_F(Answers, OfASlotWithoutASourceAreNotRouted) {
   queue(MsgSource::None, 1, 1);
-  EXPECT_FALSE(route(good(7)));
+  EXPECT_FALSE(route(good(IFC_INSERT_DELETE_IND)));
   EXPECT_EQ(readpointer, 0);
   EXPECT_THAT(lines(), ElementsAre(mainLine("DEBUG3", 449, "MESSAGE SOURCE 0\n")));
-  EXPECT_FALSE(route(good(7))) << "the next answer meets the same slot";
+  EXPECT_FALSE(route(good(IFC_INSERT_DELETE_IND))) << "the next answer meets the same slot";
   EXPECT_EQ(readpointer, 0);
 }
 
 TEST_F(Answers, OfAnUnknownSourceAreNotRouted) {
   queue(static_cast<MsgSource>(7), 1, 1);
-  EXPECT_FALSE(route(good(7)));
+  EXPECT_FALSE(route(good(IFC_INSERT_DELETE_IND)));
   EXPECT_EQ(readpointer, 0);
   EXPECT_EQ(static_cast<int>(MsgArray[0].source), 7);
 }
 
 TEST_F(Answers, ToAnEmptyRingAreNotRouted) {
-  EXPECT_FALSE(route(good(10)));
+  EXPECT_FALSE(route(good(INTERESTED_PACKET_IND)));
   EXPECT_EQ(readpointer, 0);
 }
 
@@ -85,12 +85,12 @@ TEST_F(Answers, GiveOneReplyAfterTheLastMessage) {
   SrvIss::getInstance().register_interface(nullptr);
   OBstubReply* const reply = FakeBus::call(60);
   for (int msgNo = 1; msgNo <= 3; ++msgNo) queuePortParams(msgNo, 3, reply);
-  EXPECT_TRUE(route(good(8)));
+  EXPECT_TRUE(route(good(RUN_DEFAULT_SCRIPT_COMMAND)));
   EXPECT_THAT(lines(), ElementsAre(mainLine("DEBUG3", 449, "MESSAGE SOURCE 1\n"), toBus));
-  EXPECT_TRUE(route(good(7)));
+  EXPECT_TRUE(route(good(IFC_INSERT_DELETE_IND)));
   EXPECT_THAT(FakeBus::replies(), IsEmpty());
   EXPECT_EQ(readpointer, 2);
-  EXPECT_TRUE(route(good(7)));
+  EXPECT_TRUE(route(good(IFC_INSERT_DELETE_IND)));
   EXPECT_THAT(lines(), ElementsAre(mainLine("DEBUG3", 449, "MESSAGE SOURCE 1\n"), toBus, overBus));
   EXPECT_EQ(readpointer, 3);
   ASSERT_EQ(FakeBus::replies().size(), 1U);
@@ -106,14 +106,14 @@ TEST_F(Answers, ThatCreateATunnelKeepItsIds) {
   queuePortParams(1, 1, nullptr);
   queuePortParams(1, 1, nullptr);
   queuePortParams(1, 1, nullptr);
-  std::vector<Field> answer = good(11);
-  for (const Field& field : {word(28, 5), word(48, 100), word(56, 101), word(60, 102), word(64, 103)})
-    answer.push_back(field);
+  std::vector<Field> answer = good(MGMT_INTERFACE_MAPPING_IND);
+  answer.insert(answer.end(),
+                {{"pwPort", 5}, {"tunnelId", 100}, {"vpnId", 101}, {"tunnelIndex", 102}, {"pwId", 103}});
   EXPECT_TRUE(route(answer));
   EXPECT_EQ(dcnTunnel[4].tunnelId, 0U) << "no creation";
-  answer.push_back(octet(6408, 1));
+  answer.push_back({"mapFlag", 1});
   std::vector<Field> failed = answer;
-  failed.push_back({6412, "Error"});
+  failed.push_back({"errorString", "Error"});
   EXPECT_TRUE(route(failed));
   EXPECT_EQ(dcnTunnel[4].tunnelId, 0U) << "an error stores nothing";
   EXPECT_TRUE(route(answer));
@@ -126,7 +126,7 @@ TEST_F(Answers, ThatCreateATunnelKeepItsIds) {
 TEST_F(Answers, WithAnErrorAreAnsweredAllTheSame) {
   SrvIss::getInstance().register_interface(nullptr);
   queuePortParams(1, 1, FakeBus::call(61));
-  EXPECT_TRUE(route({word(0, 7), {6412, "Failed\r\n"}}));
+  EXPECT_TRUE(route({ofType(IFC_INSERT_DELETE_IND), {"errorString", "Failed\r\n"}}));
   EXPECT_EQ(FakeBus::replies().size(), 1U);
   EXPECT_THAT(unnumbered(),
               ElementsAre(mainLine("DEBUG3", "MESSAGE SOURCE 1\n"),
@@ -142,9 +142,9 @@ TEST_F(Answers, WithoutAStubAreLoggedAndConsumed) {
   OBstubReply* const reply = FakeBus::call(62);
   queuePortParams(1, 2, reply);
   queuePortParams(2, 2, reply);
-  EXPECT_TRUE(route(good(8)));
+  EXPECT_TRUE(route(good(RUN_DEFAULT_SCRIPT_COMMAND)));
   EXPECT_THAT(FakeBus::released(), IsEmpty());
-  EXPECT_TRUE(route(good(11)));
+  EXPECT_TRUE(route(good(MGMT_INTERFACE_MAPPING_IND)));
   EXPECT_THAT(lines().back(), ::testing::StartsWith("[ERROR] main:"));
   EXPECT_EQ(readpointer, 2);
   EXPECT_THAT(FakeBus::replies(), IsEmpty());
@@ -153,7 +153,7 @@ TEST_F(Answers, WithoutAStubAreLoggedAndConsumed) {
 
 TEST_F(Answers, WithoutAServiceAreLoggedAndConsumed) {
   queue(MsgSource::PortParams, 1, 1, FakeBus::call(63));
-  EXPECT_TRUE(route(good(16)));
+  EXPECT_TRUE(route(good(FLUSH_CMD)));
   EXPECT_EQ(readpointer, 1);
   EXPECT_EQ(MsgArray[0].source, MsgSource::None);
   EXPECT_THAT(lines(), Contains(::testing::StartsWith("[ERROR] main:")));
@@ -164,8 +164,8 @@ TEST_F(Answers, ToTheDebugClientAreItsBytes) {
   DebugTool tool;
   ASSERT_EQ(m_debugSocket.StartUdpServer(), 0);
   queue(MsgSource::Debug, 1, 1);
-  std::vector<Field> answer = good(3);
-  answer.push_back(octet(6923, 0x77));
+  std::vector<Field> answer = good(RM_ACTIVE_STANDBY_READY_STATUS);
+  answer.push_back(octet(lastByte, 0x77));
   EXPECT_TRUE(route(answer));
   EXPECT_EQ(tool.receive(), recordBytes(answer));
   EXPECT_EQ(readpointer, 1);
@@ -175,7 +175,7 @@ TEST_F(Answers, ToTheDebugClientAreItsBytes) {
 
 TEST_F(Answers, ToADebugClientThatHasGoneAreConsumed) {
   queue(MsgSource::Debug, 1, 1);
-  EXPECT_TRUE(route(good(7)));
+  EXPECT_TRUE(route(good(IFC_INSERT_DELETE_IND)));
   EXPECT_EQ(readpointer, 1);
 }
 
@@ -186,10 +186,10 @@ TEST_F(Answers, ToARedundancyStateAreOnlyExamined) {
   queue(MsgSource::Redundancy, 9, 1);
   MsgArray[0].redundancyState = 2;
   queue(MsgSource::Redundancy, 1, 1);
-  EXPECT_TRUE(route(good(22)));
+  EXPECT_TRUE(route(good(REDUNDANCY_STATE)));
   EXPECT_EQ(readpointer, 0) << "whatever its message number";
   EXPECT_THAT(lines(), ElementsAre(mainLine("DEBUG3", 449, "MESSAGE SOURCE 6\n"), received));
-  EXPECT_TRUE(route({word(0, 22), {6412, "No Error"}}));
+  EXPECT_TRUE(route({ofType(REDUNDANCY_STATE), {"errorString", "No Error"}}));
   EXPECT_EQ(readpointer, 1);
   EXPECT_THAT(unnumbered(),
               ElementsAre(mainLine("DEBUG3", "MESSAGE SOURCE 6\n"),
