@@ -73,13 +73,14 @@ TEST_F(OpsConnection, MakesAConnectionWithoutALine) {
 
 TEST_F(OpsConnection, CarriesWholeRecordsBothWays) {
   connect();
-  const OtnIpcMsg out = recordOf({word(0, 22), word(4, 3), octet(6411, 0xA5), octet(6923, 0x5A)});
+  const OtnIpcMsg out =
+      recordOf({ofType(REDUNDANCY_STATE), {"state", 3}, octet(lastPayloadByte, 0xA5), octet(lastByte, 0x5A)});
   EXPECT_EQ(m_socket.sentPacket(&out, 6924), 6924);
   OtnIpcMsg arrived;
   ASSERT_TRUE(m_peer.receive(arrived));
   EXPECT_EQ(bytesOf(arrived), bytesOf(out));
 
-  ASSERT_TRUE(m_peer.send(recordBytes({word(0, 12), octet(6923, 9)})));
+  ASSERT_TRUE(m_peer.send(recordBytes({ofType(WATCH_DOG_ISS_ACTIVE), octet(lastByte, 9)})));
   OtnIpcMsg in{};
   size_t have = 0;
   while (have < sizeof in) {
@@ -87,7 +88,7 @@ TEST_F(OpsConnection, CarriesWholeRecordsBothWays) {
     ASSERT_GT(n, 0);
     have += static_cast<size_t>(n);
   }
-  EXPECT_TRUE(hasExactly(in, {word(0, 12), octet(6923, 9)}));
+  EXPECT_TRUE(hasExactly(in, {ofType(WATCH_DOG_ISS_ACTIVE), octet(lastByte, 9)}));
   m_socket.close();
 }
 

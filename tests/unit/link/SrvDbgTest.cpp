@@ -104,7 +104,7 @@ TEST_F(DebugSocket, WarnsWhenThereIsNoDescriptor) {
 TEST_F(DebugSocket, TakesOneRecordPerDatagram) {
   ASSERT_EQ(m_socket.StartUdpServer(), 0);
   DebugTool tool;
-  const std::string sent = recordBytes({word(0, 16), octet(6923, 7)});
+  const std::string sent = recordBytes({ofType(FLUSH_CMD), octet(lastByte, 7)});
   ASSERT_TRUE(tool.send(sent));
   ASSERT_TRUE(tool.send("short"));
   OtnIpcMsg msg{};
@@ -119,7 +119,7 @@ TEST_F(DebugSocket, TakesOneRecordPerDatagram) {
 TEST_F(DebugSocket, AnswersAtTheToolsPath) {
   ASSERT_EQ(m_socket.StartUdpServer(), 0);
   DebugTool tool;
-  const OtnIpcMsg answer = recordOf({word(0, 16), word(6916, 1)});
+  const OtnIpcMsg answer = recordOf({ofType(FLUSH_CMD), {"status", 1}});
   EXPECT_EQ(m_socket.sendReply(&answer, sizeof answer), 6924);
   EXPECT_EQ(tool.receive(), bytesOf(answer));
 }

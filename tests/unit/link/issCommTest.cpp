@@ -55,7 +55,7 @@ class Sender : public RingTest {
 
   static void queue(uint32_t state) {
     const Guard guard(&mutex);
-    MsgArrayEntry& slot = copyToSlot(recordOf({word(0, 22), word(4, state)}));
+    MsgArrayEntry& slot = copyToSlot(recordOf({ofType(REDUNDANCY_STATE), {"state", state}}));
     slot.source = MsgSource::Redundancy;
     advanceWritePointer();
     pthread_cond_signal(&cond);
@@ -79,7 +79,7 @@ class Sender : public RingTest {
   void expectNext(uint32_t state) {
     OtnIpcMsg msg;
     ASSERT_TRUE(m_peer.receive(msg));
-    EXPECT_TRUE(hasExactly(msg, {word(0, 22), word(4, state)}));
+    EXPECT_TRUE(hasExactly(msg, {ofType(REDUNDANCY_STATE), {"state", state}}));
   }
   /// Wakes a wait until the sender has logged its wake-up `times` more.
   bool wake(pthread_cond_t* which, const std::string& line, size_t times) {
