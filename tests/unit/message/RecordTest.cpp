@@ -79,6 +79,15 @@ TEST(Record, HasNoNumberInAFieldOfBytes) {
   EXPECT_NONFATAL_FAILURE(recordBytes(fields), "portList holds no number");
 }
 
+TEST(Record, HasNoBytesInAFieldButByItsName) {
+  const std::vector<Field> first{ofType(FLUSH_CMD), octet(8, 1)};
+  EXPECT_NONFATAL_FAILURE(recordBytes(first), "the bytes at offset 8 are of the field vp");
+  const std::vector<Field> into{ofType(MSR_RELOAD_STATUS), {13, "\1\1"}};
+  EXPECT_NONFATAL_FAILURE(recordBytes(into), "the bytes at offset 13 are of the field reloadStatus");
+  const std::vector<Field> trailer{{6412, "No Error\r\n"}};
+  EXPECT_NONFATAL_FAILURE(recordBytes(trailer), "the bytes at offset 6412 are of the field errorString");
+}
+
 TEST(Record, HasBytesWhereNoFieldIs) {
   EXPECT_EQ(recordBytes({ofType(MSR_RELOAD_STATUS), octet(13, 1), octet(15, 2)}),
             bytesAt({{0, "\1"}, {13, "\1"}, {15, "\2"}}));

@@ -67,7 +67,6 @@ struct Field {
   Field(const char* fieldName, const Matches& matches) : name(fieldName) {
     for (const Match& match : matches) bytes += match.bytes();
   }
-  Field(size_t at, size_t size, uint32_t value) : offset(at), bytes(words({value}).substr(0, size)) {}
   Field(size_t at, std::string text) : offset(at), bytes(std::move(text)) {}
 
   std::string name;
@@ -77,11 +76,9 @@ struct Field {
   std::optional<uint32_t> owner;  ///< the type that has the field, where it is not the record's own
 };
 
-inline Field word(size_t offset, uint32_t value) {
-  return {offset, 4, value};
-}
-inline Field octet(size_t offset, uint32_t value) {
-  return {offset, 1, value};
+/// A byte that is no field's, by its offset.
+inline Field octet(size_t offset, uint8_t value) {
+  return {offset, std::string(1, static_cast<char>(value))};
 }
 /// Bytes that no field has: the last ones of the record, and of what stands before the trailer.
 inline constexpr size_t lastByte = sizeof(OtnIpcMsg) - 1;
@@ -106,9 +103,9 @@ const ops::FieldInfo* findField(uint32_t type, const IsTheOne& isTheOne) {
       if (isTheOne(info)) return &info;
   return nullptr;
 }
-inline const ops::FieldInfo* fieldAt(uint32_t type, size_t offset) {
+inline const ops::FieldInfo* fieldAt(uint32_t type, size_t offset, size_t size = 1) {
   return findField(type, [&](const ops::FieldInfo& info) {
-    return info.offset <= offset && offset < size_t{info.offset} + info.size;
+    return info.offset < offset + size && offset < size_t{info.offset} + info.size;
   });
 }
 
@@ -131,6 +128,8 @@ inline std::string numberBytes(const ops::FieldInfo& info, uint32_t value) {
 /// Puts the field at its place in a record of this type.
 inline void put(const Field& field, uint32_t type, std::string& record) {
   if (field.name.empty()) {
+    if (const ops::FieldInfo* const named = fieldAt(type, field.offset, field.bytes.size()))
+      ADD_FAILURE() << "the bytes at offset " << field.offset << " are of the field " << named->name;
     record.replace(field.offset, field.bytes.size(), field.bytes);
     return;
   }
