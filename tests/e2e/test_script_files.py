@@ -113,15 +113,18 @@ def full_disk(board, files):
     page = os.sysconf("SC_PAGE_SIZE")
     subprocess.run(["mount", "-t", "tmpfs", "-o", f"size={page},nr_inodes={2 + files},mode=1777", "tmpfs", "/tmp"],
                    check=True)
-    with open("/tmp/full", "wb") as full:
-        full.write(bytes(page))
-    set_up_5_fails(board, "No space left on device")
-    assert os.listdir("/tmp") == ["full"]
-    os.unlink("/tmp/full")
-    call = board.bus.set_port_params(SET_UP, 6)
-    board.ops.serve(record.RUN_DEFAULT_SCRIPT_COMMAND, inputFile="/tmp/SetVlanPort6_2")
-    board.ops.serve(record.MGMT_INTERFACE_MAPPING_IND)
-    call.reply()
+    try:
+        with open("/tmp/full", "wb") as full:
+            full.write(bytes(page))
+        set_up_5_fails(board, "No space left on device")
+        assert os.listdir("/tmp") == ["full"]
+        os.unlink("/tmp/full")
+        call = board.bus.set_port_params(SET_UP, 6)
+        board.ops.serve(record.RUN_DEFAULT_SCRIPT_COMMAND, inputFile="/tmp/SetVlanPort6_2")
+        board.ops.serve(record.MGMT_INTERFACE_MAPPING_IND)
+        call.reply()
+    finally:
+        subprocess.run(["umount", "--lazy", "/tmp"], check=True)
 
 
 def test_disk_without_room_for_a_file_is_told(board):

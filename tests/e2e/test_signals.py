@@ -6,6 +6,7 @@ from signal import SIGINT, SIGPIPE, SIGQUIT, SIGTERM
 import pytest
 
 from trelvik.board import REFUSED, STOP_LIMIT
+from trelvik.places import REPO
 from trelvik.wait import SLOW, until
 
 STOPPING = "[NOTICE] main:66 (handle_sig) - Signal * ({}) received: killing Trelvik and stopping threads"
@@ -50,7 +51,9 @@ def test_two_signals_pending_together(board, first, second):
 
 # A daemon needs a second to come up, so that many do so at the same time, each with a /tmp and a bus of its own.
 AT_A_TIME = 10
-OWN_TMP = ("unshare", "-m", "sh", "-c", 'mount -t tmpfs tmpfs /tmp && exec "$@"', "--")
+# A checkout below /tmp stays where it is.
+OWN_TMP = ("unshare", "-m", "sh", "-c", '''mkdir -p /run/checkout && mount --rbind "$0" /run/checkout &&
+  mount -t tmpfs tmpfs /tmp && mkdir -p "$0" && mount --rbind /run/checkout "$0" && exec "$@"''', REPO)
 
 
 def storm(board, pairs, count=50):
