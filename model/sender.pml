@@ -1,6 +1,10 @@
 /* The sender thread, iss_comm() and sendNextSlot() in src/link/issComm.cpp. Who includes this says before what a send
  * is: sendBegins(), sentPacket() and answerSeen(). */
+#ifdef MUTANT_RUNNING_NOT_TESTED
+#define STOPPED false
+#else
 #define STOPPED (!running)
+#endif
 #ifdef MUTANT_RELEASED_BY_ANYTHING
 #define STILL_WITH_OPS IssProcessing
 #else
