@@ -1,4 +1,5 @@
 /* The ring and who meets there: workers, the sender, the main thread's loop, and OPS beyond the connection.
+ * docs/model.md says which step stands for which function.
  *
  *   LIMIT     TRELVIK_ANSWER_LIMIT is set
  *   WILD      OPS does what it likes: it does not read, does not answer, or closes the connection
