@@ -17,7 +17,8 @@ DOCUMENTS = ("copyright", "changelog.gz", "changelog.Debian.gz")
 CONTENTS = {
     "trelvik": {"/usr/sbin/Trelvik", "/usr/share/dbus-1/system.d/otn.Trelvik.conf", "/etc/default/trelvik",
                 "/usr/lib/systemd/system/trelvik.service", "/usr/lib/trelvik/trelvik.service.d/iss-apart.conf",
-                "/usr/lib/sysctl.d/60-trelvik.conf", "/usr/share/man/man8/Trelvik.8.gz"},
+                "/usr/lib/sysctl.d/60-trelvik.conf", "/usr/lib/tmpfiles.d/trelvik.conf",
+                "/usr/share/man/man8/Trelvik.8.gz"},
     "trelvik-tools": {"/usr/bin/trelvikctl", "/usr/share/man/man1/trelvikctl.1.gz",
                       "/usr/share/trelvik/wireshark/ops.lua",
                       "/usr/share/bash-completion/completions/trelvikctl", "/usr/share/zsh/site-functions/_trelvikctl",

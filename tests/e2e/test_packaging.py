@@ -10,10 +10,13 @@ import pytest
 from trelvik import files, places
 from trelvik.board import LAUNCHER
 from trelvik.places import PREFIX, REPO
+from trelvik.users import as_stranger, run_as
+from trelvik.wait import until
 
 UNIT = "lib/systemd/system/trelvik.service"
 APART = "lib/trelvik/trelvik.service.d/iss-apart.conf"
 SYSCTL = "lib/sysctl.d/60-trelvik.conf"
+TMPFILES = "lib/tmpfiles.d/trelvik.conf"
 SETTINGS = os.path.join(REPO, "packaging", "default", "trelvik")
 """The source: an installation keeps what an earlier one has left."""
 
@@ -84,6 +87,22 @@ def test_sysctls_are_known_to_the_kernel_and_right():
                       "fs.protected_hardlinks": "1", "fs.protected_fifos": "2", "fs.protected_regular": "2"}
     for name in values:
         assert os.path.exists("/proc/sys/" + name.replace(".", "/")), name
+
+
+def test_screen_has_its_directory_before_others():
+    """The directory that everybody may write is the sandbox's /run/screen."""
+    subprocess.run(["systemd-tmpfiles", "--create", installed(TMPFILES)], check=True, timeout=30)
+    told = run_as(as_stranger(), "import os\n"
+                  "for act in (lambda: os.rename('/run/screen/S-root', '/run/screen/gone'),\n"
+                  "            lambda: os.rmdir('/run/screen/S-root'),\n"
+                  "            lambda: os.listdir('/run/screen/S-root')):\n"
+                  "    try:\n"
+                  "        act()\n"
+                  "    except PermissionError:\n"
+                  "        print('refused')\n")
+    assert told.split() == ["refused"] * 3
+    subprocess.run(["screen", "-d", "-m", "touch", "/tmp/ran"], check=True, timeout=30)
+    until(lambda: os.path.exists("/tmp/ran"), "what screen was to run")
 
 
 def test_settings_are_shown_and_none_is_made():
