@@ -17,8 +17,22 @@ if(TRELVIK_SANITIZE)
   add_link_options(${TRELVIK_SANITIZE_FLAGS})
 endif()
 if(TRELVIK_HARDEN)
-  add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -fstack-protector-strong)
-  add_link_options(-Wl,-z,relro,-z,now)
+  if(TRELVIK_SANITIZE OR TRELVIK_COVERAGE)
+    message(FATAL_ERROR "TRELVIK_HARDEN is for what is shipped: build sanitizers and coverage counters without it")
+  endif()
+  # tests/e2e/test_program_flags.py holds the programs to these. Many compilers have some of them without being asked.
+  add_compile_options(-fstack-protector-strong -fstack-clash-protection
+    $<$<NOT:$<STREQUAL:$<TARGET_PROPERTY:TYPE>,MODULE_LIBRARY>>:-fPIE>)
+  add_link_options(-Wl,-z,relro,-z,now,-z,noexecstack,-z,text
+    $<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-pie>)
+  # The C library checks nothing in what is not optimised, and warns. GCC knows level 3 from 12 on.
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 12)
+    set(fortify_level 2)
+  else()
+    set(fortify_level 3)
+  endif()
+  set(TRELVIK_FORTIFY_FLAG $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-D_FORTIFY_SOURCE=${fortify_level}>)
+  add_compile_options(-U_FORTIFY_SOURCE ${TRELVIK_FORTIFY_FLAG})
   # What is shipped has the same bytes wherever it was built, and names no directory of the builder's. A compiler cache
   # may have made the paths relative.
   file(RELATIVE_PATH to_source ${CMAKE_BINARY_DIR} ${CMAKE_SOURCE_DIR})
