@@ -85,6 +85,18 @@ def test_strangers_file_is_replaced(board):
     assert board.ops.receive() == patterned(1)
 
 
+def test_stranger_may_not_send(board):
+    board.up()
+    assert run_as(as_stranger(), "import socket\n"
+                  "tool = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)\n"
+                  "try:\n"
+                  f"    tool.sendto(bytes({record.SIZE}), {SERVER!r})\n"
+                  "except PermissionError:\n"
+                  "    print('refused')\n") == "refused"
+    board.debug.send(patterned(1))
+    assert board.ops.receive() == patterned(1)
+
+
 def test_name_that_cannot_be_bound_leaves_the_daemon_running(board):
     board.expect_log("[WARNING] SrvDbg:43 (StartUdpServer) - Debug socket binding failed\n")
     board.expect_log("[WARNING] SrvDbg:* (StartUdpServer) - No debug socket at /tmp/socket-server (Is a directory): "
