@@ -24,6 +24,7 @@ RemainAfterExit=yes
 ExecStart=/bin/sh -c 'echo started >/etc/iss/proof && chown 65534 /etc/iss/proof && : >/tmp/initIssDone'
 ExecStopPost=/bin/rm -f /tmp/initIssDone
 """
+SHARED_TMP = "[Unit]\nJoinsNamespaceOf={}\n[Service]\nPrivateTmp=yes\n"
 NEEDS_OF_ISS = """
   mount -t tmpfs tmpfs /mnt/mmccard && chrt -f 1 true && unshare --net true && mknod /etc/iss/device c 1 3 || exit
   setsid sh -c 'echo $$ >/tmp/iss.pid; exec sleep 1000' &
@@ -86,6 +87,11 @@ class Machine:
     def trigger(self, state):
         life_cycle.trigger(self.bus, state).reply(deadline=20)
 
+    def inside(self, *command):
+        """What a command prints that sees the files as the daemon does."""
+        main = self.systemd.show("trelvik.service", "MainPID")
+        return self.systemd.run("nsenter", "-m", "-t", main, *command)
+
     def stop(self):
         self.systemd.run("systemctl", "stop", "trelvik.service")
         assert self.systemd.show("trelvik.service", "Result") == "success"
@@ -121,6 +127,31 @@ def test_daemon_works_under_the_drop_in(machine):
     assert own.systemd.run("cat", "/etc/iss/proof") == "started\n"
     own.trigger(life_cycle.STOPPED)
     assert not os.path.exists(life_cycle.MARKER)
+    own.stop()
+
+
+def test_daemon_and_iss_may_share_a_tmp_of_their_own(machine, tmp_path):
+    """In the /tmp that the rest of the board sees, a stranger holds every name; neither of the two notices."""
+    life_cycle.install("exec systemctl start iss.service", "exec systemctl stop iss.service")
+    run_as(as_stranger(), "import os\n"
+           "for name in ('SetVlanPort5_0', 'socket-server', 'initIssDone', 'iss_is_ready', 'iss_msr_succeeded'):\n"
+           "    os.mkdir('/tmp/' + name)\n")
+    drop_in = tmp_path / "shared-tmp.conf"
+    drop_in.write_text(SHARED_TMP.format("iss.service"))
+    own = machine(APART, drop_in, iss=ISS + SHARED_TMP.format("trelvik.service"))
+    own.board.make_ready()
+    call = own.bus.set_port_params(SET_UP, 5)
+    own.board.ops.serve(record.RUN_DEFAULT_SCRIPT_COMMAND)
+    assert own.inside("cat", "/tmp/SetVlanPort5_0") == SET_UP_5
+    own.board.ops.serve(record.MGMT_INTERFACE_MAPPING_IND)
+    call.reply()
+    own.inside("test", "-S", "/tmp/socket-server")
+    own.trigger(life_cycle.STARTED)
+    assert own.systemd.run("cat", "/etc/iss/proof") == "started\n"
+    own.systemd.run("systemctl", "restart", "trelvik.service")
+    own.board.ops.accept()
+    own.inside("test", "-f", life_cycle.MARKER)
+    own.trigger(life_cycle.STOPPED)
     own.stop()
 
 
