@@ -23,10 +23,10 @@ class DumpLine {
  public:
   explicit DumpLine(std::string line) {
     std::ranges::replace(line, ',', ' ');
-    line = line.substr(0, line.find('|'));
+    line.erase(std::min(line.find('|'), line.size()));
     const size_t colon = line.find(": ");
     // What xxd prints behind two blanks is the same as text.
-    if (colon != std::string::npos) line = line.substr(0, line.find("  ", colon + 2));
+    if (colon != std::string::npos) line.erase(std::min(line.find("  ", colon + 2), line.size()));
     std::istringstream words(line);
     for (std::string word; words >> word;) m_words.push_back(word);
     if (m_words.size() == 1 && m_words[0].size() < 6) return;

@@ -16,12 +16,7 @@ using std::chrono::microseconds;
 /// Packs a history: rows of numbers, each text once. The page's model.js takes it apart again.
 class Packer {
  public:
-  explicit Packer(const History& history) : m_history(history) {
-    m_begin = history.marks.empty() ? LogTime::max() : history.marks.front().when;
-    if (!history.requests.empty()) m_begin = std::min(m_begin, beginOf(history.requests.front()));
-    if (m_begin == LogTime::max()) m_begin = {};
-    text("");
-  }
+  explicit Packer(const History& history) : m_history(history), m_begin(firstTime(history)) { text(""); }
 
   Node pack() {
     Node requests = Node::list();
@@ -52,6 +47,12 @@ class Packer {
   }
 
  private:
+  static LogTime firstTime(const History& history) {
+    LogTime first = history.marks.empty() ? LogTime::max() : history.marks.front().when;
+    if (!history.requests.empty()) first = std::min(first, beginOf(history.requests.front()));
+    return first == LogTime::max() ? LogTime{} : first;
+  }
+
   template <typename Kind>
   static Node names(const char* (*nameOf)(Kind), Kind last) {
     Node list = Node::list();
@@ -106,7 +107,7 @@ class Packer {
   }
 
   const History& m_history;
-  LogTime m_begin{};
+  LogTime m_begin;
   Node m_texts = Node::list();
   std::unordered_map<std::string, size_t> m_places;
 };
