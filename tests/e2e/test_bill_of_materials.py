@@ -116,7 +116,6 @@ def test_it_names_the_package_and_what_it_needs(name):
     assert related(made, "BUILD_TOOL_OF") == ([] if name == "trelvik-dev" else [(COMPILER, OWN)])
 
 
-@pytest.mark.skipif(bool(LAUNCHER), reason="the cross compiler's headers are of packages of their own")
 @pytest.mark.takes(60)
 def test_code_of_others_in_a_program_is_named():
     """Every header that a shipped object was compiled with is of the toolchain, takes no code along, or is named."""
