@@ -309,7 +309,7 @@ class Board:
                     self.stop()
         except AssertionError as error:
             problems.append(str(error))
-        self._close()
+        self.close()
         patterns = [(pattern, matcher(pattern)) for pattern in self._announced]
         bad = self.log.bad()
         problems += [f"unannounced: {line!r}" for line in bad
@@ -328,7 +328,8 @@ class Board:
         return (["on standard error:\n" + "\n".join(wrong)] if wrong else []) + [
             f"announced on standard error, but did not come: {pattern}" for pattern in missing]
 
-    def _close(self):
+    def close(self):
+        """Ends all that is left, without a look at it."""
         for peer in self._peers:
             peer.leave()
         if self._debug is not None:

@@ -1,0 +1,197 @@
+"""The daemon as a peer sees it: what waits, what is with OPS, and what each message of OPS's leads to."""
+import re
+from collections import deque
+from dataclasses import dataclass
+
+from . import others, ports, rules
+from .decision import State
+from .layout import (ANSWERS, CPU, ERROR_AT, ERROR_SIZE, INTERVAL, ISS_ACTIVE, MSR_RELOAD, PORT_STATUS, RUN_SCRIPT, SIZE,
+                     TASK_INIT, name_of, record, text, text_at, word_at)
+from .logged import like, line
+from .methods import COUNTED, interface_of
+
+SLOTS = 20
+GOOD = b"No Error\r\n"
+DEFAULT_SCRIPT = "/etc/iss/bh_default.txt"
+DEFAULT = record(RUN_SCRIPT, (4, text(DEFAULT_SCRIPT, 24)), (28, text("outscr.sh", 24)))
+READY, RELOADED, COMMITTED = "/tmp/iss_is_ready", "/tmp/iss_msr_succeeded", "/persistency/iss/default_conf.commit"
+NOUNS = {1: "", 3: "SYNCE ", 4: "ISSMGR ", 5: "SMARTSFP ", 6: "REDUNDANCY "}
+
+
+def main_line(level, number, words):
+    return line(level, f"main:{number}", "main", words)
+
+
+@dataclass(eq=False)
+class Request:
+    number: int
+    method: object
+    args: object
+    call: object = None  # None where no reply is asked for
+    decision: object = None
+
+    def __str__(self):
+        return f"request {self.number}, {self.method.name}{self.args if isinstance(self.args, tuple) else ''}"[:600]
+
+
+@dataclass
+class Slot:
+    request: Request
+    record: bytes
+    number: int
+    count: int
+
+
+class Model:
+    """What happened is told to it; what must follow collects in `lines`, `reports`, `signals`, `markers`, `direct`."""
+
+    def __init__(self, csm=False, committed=False, **state):
+        self.state = State(**state)
+        self.csm, self.committed = csm, committed
+        self.ready = self.sent = False
+        self.read, self.written = 0, 0
+        self.slots = deque()
+        self.counts = {interface_of(method): [0, 0, 0, 0, 0] for method in COUNTED}
+        self.lines, self.reports, self.signals, self.markers, self.direct = [], [], [], set(), []
+        self.possible = []  # lines that may come or not
+        self.alive = self.doubtful = self.taken = 0
+
+    def expect(self, *lines):
+        self.lines += [each for each in lines if each.level <= self.state.level]
+
+    # Requests.
+
+    def fits(self, count):
+        if self.written == self.read:
+            return True
+        if self.written < self.read:
+            return self.written + count < self.read
+        return self.written + count <= self.read + SLOTS - 2
+
+    def decide(self, request, place=None):
+        place = self.written if place is None else place
+        return request.method.decide(self.state, request.args, place)
+
+    def received(self, request):
+        self.counts[interface_of(request.method)][0] += 1
+
+    def settled(self, request, decision, full=False):
+        """The request is decided: its lines come, and what it takes is taken."""
+        counts = self.counts.get(interface_of(request.method), [0] * 5)
+        self.expect(*decision.lines)
+        if full:
+            if decision.overflow_line:
+                self.expect(decision.overflow_line)
+            counts[3] += 1
+        if decision.discarded and not self.fits(decision.discarded):
+            # It was decided while the ring filled: before there was no room, or after.
+            self.possible.append(decision.overflow_line)
+            self.doubtful += 1
+        if decision.takes:
+            decision.takes(self.state)
+        if decision.silent:
+            counts[4] += 1
+        elif full or decision.reply is not None:
+            counts[1] += request.method.source != 6
+
+    def queue(self, request, decision):
+        for number, each in enumerate(decision.records, 1):
+            self.slots.append(Slot(request, each, number, len(decision.records)))
+        self.written = (self.written + len(decision.records)) % SLOTS
+        request.decision = decision
+
+    def due(self):
+        """The record that OPS must get now, or None."""
+        return self.slots[0].record if self.ready and self.slots and not self.sent else None
+
+    # What OPS does.
+
+    def lost(self):
+        self.ready = False
+        if self.csm:
+            self.expect(main_line("CRITICAL", 340, "CONNECTION TO OPS LOST\n"))
+            self.reports.append("CONNECTION TO OPS LOST !\n")
+        else:
+            self.expect(main_line("INFO", 343, "CONNECTION TO OPS LOST, try reconnecting in 5s\n"))
+
+    def handle(self, raw):
+        """One message of OPS's, or the part of one that was read at once. Returns (request, reply) of who is answered, or
+        None."""
+        raw = raw.ljust(SIZE, b"\0")
+        kind = word_at(raw, 0)
+        if kind == TASK_INIT:
+            self._task_init()
+        elif kind == RUN_SCRIPT and text_at(raw, 4, 24) == DEFAULT_SCRIPT.encode():
+            self._becomes_ready()
+            if self.csm:
+                self.committed = True
+                self.markers.add(COMMITTED)
+                self.expect(main_line("INFO", 380, "default.conf created!\n"))
+        elif kind == MSR_RELOAD and raw[14] == 0:
+            self.expect(main_line("INFO", 396, "MSR reload succeeded"))
+            self._becomes_ready()
+            self.markers.add(RELOADED)
+        elif kind == MSR_RELOAD:
+            self.expect(main_line("CRITICAL", 428, "MSR RELOAD FAILED!"))
+            self.reports.append("CORRUPTED CONFIG FILE! REMOVED ISS CONFIG AND REBOOT!\n")
+        elif kind in (ISS_ACTIVE, INTERVAL):
+            self.alive += 1
+        elif kind == CPU:
+            name = re.escape(text_at(raw, ERROR_AT, ERROR_SIZE).decode("utf-8", "replace"))
+            self.expect(like("INFO", rf"main:444 \(main\) - CPU exceeds threshold for thread {name}\n"))
+        elif kind == PORT_STATUS:
+            self.signals.append(("linkStatusChange", (word_at(raw, 4), raw[8] == 1, raw[9] == 1)))
+        elif kind in ANSWERS:
+            return self._route(raw)
+        else:
+            self.expect(main_line("ERROR", 624, "unexpected message received from OPS\n"))
+        return None
+
+    def _task_init(self):
+        self.expect(main_line("INFO", 355, "OPS ready to receive messages.\n"))
+        if self.csm and not self.committed:
+            self.expect(main_line("INFO", 362, "Creating default.conf!\n"))
+            self.direct.append(DEFAULT)
+
+    def _becomes_ready(self):
+        self.ready = True
+        self.signals.append(("issStatusChange", (True,)))
+        self.markers.add(READY)
+
+    def _route(self, raw):
+        if not self.slots:
+            return None
+        slot = self.slots.popleft()
+        self.read = (self.read + 1) % SLOTS
+        self.sent = False
+        source = slot.request.method.source
+        error = text_at(raw, ERROR_AT, ERROR_SIZE)
+        good = error == GOOD
+        if not good and source in NOUNS:
+            self._refused(slot, source, error)
+        if source == 1 and good:
+            made = ports.created_tunnel(raw)
+            if made:
+                self.state.tunnels[made[0]] = made[1]
+        elif source == 4:
+            self.expect(*rules.keep(self.state, raw))
+        elif source == 5:
+            self.expect(*others.keep_sfp(self.state, raw))
+        if slot.number < slot.count or source == 6:
+            return None
+        if source != 2:
+            self.counts[interface_of(slot.request.method)][1] += 1
+        return slot.request, slot.request.decision.final(raw)
+
+    def _refused(self, slot, source, error):
+        words = f"OPS REPORTED ERROR IN {NOUNS[source]}REPLY MESSAGE!\n"
+        self.reports.append(words)
+        if source == 6:
+            self.expect(main_line("ERROR", 593, words))
+        kind = word_at(slot.record, 0)
+        shown = "".join(chr(each) if 32 <= each < 127 else "?" for each in error.rstrip())[:100]
+        name = interface_of(slot.request.method)
+        self.expect(like("WARNING", rf"main:\d+ \(main\) - ISS refused {name} \(source {source}\) message {slot.number} of "
+                                    rf"{slot.count}, {name_of(kind)} \[{kind}\].*: "
+                                    rf'"{re.escape(shown)}.*"{"" if source == 6 else ";.*"}'))
+        self.counts[name][2] += 1
