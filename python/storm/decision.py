@@ -19,6 +19,10 @@ class Decision:
     """(path, text) of files that stand there when OPS gets the record that names them."""
     takes: object = None
     """Carried out on the model once the request has been decided, room or not."""
+    tail: list = field(default_factory=list)
+    """Lines at the end of a request that was not refused."""
+    queued: object = None
+    """Of an index in the ring, the line of a record that goes there."""
     discarded: int = 0
     """Records of a refused request that have to fit all the same, or the line of no room comes too."""
 

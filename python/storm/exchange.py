@@ -110,6 +110,10 @@ def single(stand, chance, method, args, expect_reply=True):
     decision = model.decide(request)
     if decision.takes or decision.reply is not None:
         expect_reply = True
+    if method is methods.SET_LEVEL:
+        # What came before has the old level.
+        stand.barrier()
+        stand.check_lines()
     before = dict(stand.counts()) if decision.silent else None
     stand.issue(request, chance.choice(stand.callers), expect_reply)
     model.settled(request, decision)

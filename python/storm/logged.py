@@ -2,47 +2,61 @@
 import re
 from collections import Counter, namedtuple
 
-LEVELS = {"CRITICAL": 2, "ERROR": 3, "WARNING": 4, "NOTICE": 5, "INFO": 6}
+LEVELS = {"CRITICAL": 2, "ERROR": 3, "WARNING": 4, "NOTICE": 5, "INFO": 6, "DEBUG1": 7, "DEBUG2": 8, "DEBUG3": 9}
 """Level words, and the trace level from which on each is written."""
 
-BAD = re.compile(r"\[(?:CRITICAL|ERROR|WARNING)\]")
-TOLD = re.compile(
-    r"\[(?:NOTICE|INFO)\] \S+ \(\w+\) - (?:ReleasePort: |Set trace level|Get trace level|smartSfp ID = |FP \S+ action "
+WATCHED = re.compile(
+    r"\[(?:CRITICAL|ERROR|WARNING)\]"
+    r"|\[(?:NOTICE|INFO)\] \S+ \(\w+\) - (?:ReleasePort: |Set trace level|Get trace level|smartSfp ID = |FP \S+ action "
     r"|setRedundantState: |creating enable filter|CPU exceeds|OPS ready|MSR reload|Connected to OPS|CONNECTION TO OPS"
-    r"|Creating default|default\.conf|Finished)")
-"""Lines of less weight that are held against expectations too."""
+    r"|Creating default|default\.conf|Finished)"
+    r"|\[DEBUG\d\] (?:SrvIss|SrvIssMgr|SrvSyncE|SrvSmartSfp|SrvRedundancy(?:\.cpp)?|MsgHandle):")
+"""What is held against expectations: every line of weight, and what the services and the messages trace."""
 
-Line = namedtuple("Line", "level pattern")
+PLACE = re.compile(r"^(\[\w+\] [\w.]+):\d+ ")
+
+Line = namedtuple("Line", "level text pattern")
+"""One of `text`, where the line is known exactly, and `pattern`."""
 
 
 def line(level, place, function, text):
     """`place` is a source and, where it is fixed, the line number or several; `text` is exact."""
-    source, _, numbers = place.partition(":")
-    choice = f"(?:{numbers})" if numbers else r"\d+"
-    return Line(LEVELS[level], rf"\[{level}\] {re.escape(source)}:{choice} \({function}\) - " + re.escape(text))
+    source, _, number = place.partition(":")
+    if "|" in number:
+        return like(level, rf"{re.escape(source)}:(?:{number}) \({function}\) - " + re.escape(text))
+    return Line(LEVELS[level], f"[{level}] {source}{':' if number else ''}{number} ({function}) - {text}", None)
 
 
 def like(level, pattern):
     """`pattern` is a regular expression for all behind the level word."""
-    return Line(LEVELS[level], rf"\[{level}\] " + pattern)
+    return Line(LEVELS[level], None, rf"\[{level}\] " + pattern)
 
 
-def watched(text):
-    return BAD.match(text) or TOLD.match(text)
+class Expected:
+    """Lines, each as often as it must come."""
+
+    def __init__(self, lines):
+        self.texts = Counter(each.text for each in lines if each.text is not None)
+        self.patterns = Counter(each.pattern for each in lines if each.pattern is not None)
+
+    def take(self, text):
+        """Whether this is one of them; it is then taken away."""
+        for form in (text, PLACE.sub(r"\1 ", text)):
+            if self.texts[form] > 0:
+                self.texts[form] -= 1
+                return True
+        for pattern, left in self.patterns.items():
+            if left and re.fullmatch(pattern, text, re.DOTALL):
+                self.patterns[pattern] -= 1
+                return True
+        return False
+
+    def left(self):
+        return list((+self.texts).elements()) + list((+self.patterns).elements())
 
 
 def compare(expected, possible, texts):
-    """(lines that should not have come, patterns that should have); both empty when all is right."""
-    missing = Counter(each.pattern for each in expected)
-    welcome = Counter(each.pattern for each in possible)
-    surplus = []
-    for text in texts:
-        for patterns in (missing, welcome):
-            fit = next((pattern for pattern in patterns
-                        if patterns[pattern] and re.fullmatch(pattern, text, re.DOTALL)), None)
-            if fit is not None:
-                patterns[fit] -= 1
-                break
-        else:
-            surplus.append(text)
-    return surplus, list(missing.elements())
+    """(lines that should not have come, lines and patterns that should have); both empty when all is right."""
+    must, may = Expected(expected), Expected(possible)
+    surplus = [text for text in texts if not must.take(text) and not may.take(text)]
+    return surplus, must.left()

@@ -3,8 +3,9 @@ import re
 from collections import deque
 from dataclasses import dataclass
 
-from . import others, ports, rules
+from . import kept, others, ports
 from .decision import State
+from .dumped import dump
 from .layout import (ANSWERS, CPU, ERROR_AT, ERROR_SIZE, INTERVAL, ISS_ACTIVE, MSR_RELOAD, PORT_STATUS, RUN_SCRIPT, SIZE,
                      TASK_INIT, name_of, record, text, text_at, word_at)
 from .logged import like, line
@@ -16,6 +17,10 @@ DEFAULT_SCRIPT = "/etc/iss/bh_default.txt"
 DEFAULT = record(RUN_SCRIPT, (4, text(DEFAULT_SCRIPT, 24)), (28, text("outscr.sh", 24)))
 READY, RELOADED, COMMITTED = "/tmp/iss_is_ready", "/tmp/iss_msr_succeeded", "/persistency/iss/default_conf.commit"
 NOUNS = {1: "", 3: "SYNCE ", 4: "ISSMGR ", 5: "SMARTSFP ", 6: "REDUNDANCY "}
+
+
+def _reload_flag(raw):
+    return line("DEBUG1", "MsgHandle:210", "MSRReloadFailed", f"MSR Reload status flag = {raw[14]}")
 
 
 def main_line(level, number, words):
@@ -54,6 +59,7 @@ class Model:
         self.counts = {interface_of(method): [0, 0, 0, 0, 0] for method in COUNTED}
         self.lines, self.reports, self.signals, self.markers, self.direct = [], [], [], set(), []
         self.possible = []  # lines that may come or not
+        self.tails = deque(maxlen=40)  # the last lines of the latest requests, which may still be on their way
         self.alive = self.doubtful = self.taken = 0
 
     def expect(self, *lines):
@@ -79,6 +85,9 @@ class Model:
         """The request is decided: its lines come, and what it takes is taken."""
         counts = self.counts.get(interface_of(request.method), [0] * 5)
         self.expect(*decision.lines)
+        if not full:
+            self.expect(*decision.tail)
+            self.tails.append(decision.tail)
         if full:
             if decision.overflow_line:
                 self.expect(decision.overflow_line)
@@ -87,8 +96,10 @@ class Model:
             # It was decided while the ring filled: before there was no room, or after.
             self.possible.append(decision.overflow_line)
             self.doubtful += 1
+        level = self.state.level
         if decision.takes:
             decision.takes(self.state)
+        self.possible += [each for tail in self.tails for each in tail if level < each.level <= self.state.level]
         if decision.silent:
             counts[4] += 1
         elif full or decision.reply is not None:
@@ -96,6 +107,8 @@ class Model:
 
     def queue(self, request, decision):
         for number, each in enumerate(decision.records, 1):
+            if decision.queued:
+                self.expect(decision.queued((self.read + len(self.slots)) % SLOTS))
             self.slots.append(Slot(request, each, number, len(decision.records)))
         self.written = (self.written + len(decision.records)) % SLOTS
         request.decision = decision
@@ -119,6 +132,7 @@ class Model:
         None."""
         raw = raw.ljust(SIZE, b"\0")
         kind = word_at(raw, 0)
+        self.expect(*dump(raw))
         if kind == TASK_INIT:
             self._task_init()
         elif kind == RUN_SCRIPT and text_at(raw, 4, 24) == DEFAULT_SCRIPT.encode():
@@ -128,10 +142,12 @@ class Model:
                 self.markers.add(COMMITTED)
                 self.expect(main_line("INFO", 380, "default.conf created!\n"))
         elif kind == MSR_RELOAD and raw[14] == 0:
+            self.expect(_reload_flag(raw))
             self.expect(main_line("INFO", 396, "MSR reload succeeded"))
             self._becomes_ready()
             self.markers.add(RELOADED)
         elif kind == MSR_RELOAD:
+            self.expect(_reload_flag(raw))
             self.expect(main_line("CRITICAL", 428, "MSR RELOAD FAILED!"))
             self.reports.append("CORRUPTED CONFIG FILE! REMOVED ISS CONFIG AND REBOOT!\n")
         elif kind in (ISS_ACTIVE, INTERVAL):
@@ -140,7 +156,11 @@ class Model:
             name = re.escape(text_at(raw, ERROR_AT, ERROR_SIZE).decode("utf-8", "replace"))
             self.expect(like("INFO", rf"main:444 \(main\) - CPU exceeds threshold for thread {name}\n"))
         elif kind == PORT_STATUS:
-            self.signals.append(("linkStatusChange", (word_at(raw, 4), raw[8] == 1, raw[9] == 1)))
+            up = [raw[8] == 1, raw[9] == 1]
+            self.signals.append(("linkStatusChange", (word_at(raw, 4), *up)))
+            words = ["UP" if each else "DOWN" for each in up]
+            self.expect(line("DEBUG2", "SrvIss", "sendLinkStatusChange",
+                             f"ifIndex={word_at(raw, 4)},bPortAdminStatus={words[0]},bPortOperationalStatus={words[1]}\n"))
         elif kind in ANSWERS:
             return self._route(raw)
         else:
@@ -155,6 +175,7 @@ class Model:
 
     def _becomes_ready(self):
         self.ready = True
+        self.expect(line("DEBUG2", "SrvIss", "sendIssStatusChange", "bStatus=UP\n"))
         self.signals.append(("issStatusChange", (True,)))
         self.markers.add(READY)
 
@@ -170,11 +191,9 @@ class Model:
         if not good and source in NOUNS:
             self._refused(slot, source, error)
         if source == 1 and good:
-            made = ports.created_tunnel(raw)
-            if made:
-                self.state.tunnels[made[0]] = made[1]
+            self.expect(*ports.keep(self.state, raw))
         elif source == 4:
-            self.expect(*rules.keep(self.state, raw))
+            self.expect(*kept.keep(self.state, raw))
         elif source == 5:
             self.expect(*others.keep_sfp(self.state, raw))
         if slot.number < slot.count or source == 6:

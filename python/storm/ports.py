@@ -1,6 +1,6 @@
 """The port parameters: records, and the scripts that ISS runs."""
 from .decision import Decision
-from .layout import INSERT_DELETE, RUN_SCRIPT, TUNNEL, byte, record, signed, text
+from .layout import INSERT_DELETE, RUN_SCRIPT, TUNNEL, byte, record, signed, text, word_at
 from .logged import line
 
 SET_UP, RELEASE, PROBE, DETACH, ACKNOWLEDGE = 1, 2, 3, 4, 5
@@ -61,31 +61,56 @@ def _run(path):
     return record(RUN_SCRIPT, (4, text(path, 24)), (28, text("/tmp/outscr.sh", 24)))
 
 
+def _trace(level, text, function=WORKER):
+    return line(level, "SrvIss", function, text)
+
+
+HEAD = [_trace("DEBUG3", "SetPortParam message received over OTNBus\n", "setPortParams"),
+        _trace("DEBUG2", "Processing Setportparam message!")]
+LOCKED = _trace("DEBUG3", "mutex lock\n")
+
+
+def _tail(count):
+    return [_trace("DEBUG3", f"SetPortParam split up in {count} messages to OPS\n"),
+            _trace("DEBUG3", "send signal for sending message"), _trace("DEBUG3", "mutex unlock"),
+            _trace("DEBUG2", "stopped")]
+
+
+def _queued(place):
+    return _trace("DEBUG3", f"message writepointer {place}\n")
+
+
 def decide(state, args, place):
     """`place` is the ring's write index when the request is decided."""
     action, kind, port, speed, configure, ac_vlan, _, _ = args
     path = f"/tmp/SetVlanPort{signed(port)}_{place}"
+    lines, scripts = [*HEAD, LOCKED], []
     if action in (PROBE, DETACH):
-        records, lines, scripts = [_interface(kind, port, speed, 1 if action == PROBE else 2)], [], []
+        records = [_interface(kind, port, speed, 1 if action == PROBE else 2)]
     elif action == SET_UP and configure:
-        records, lines = [_run(path), _tunnel(state, port, ac_vlan, (1, 1, 1, 1), 1)], []
+        records = [_run(path), _tunnel(state, port, ac_vlan, (1, 1, 1, 1), 1)]
         scripts = [(path, _set_up_script(state, port, ac_vlan))]
     elif action == RELEASE and configure:
         tunnel, vpn, pseudowire, circuit = ids = state.tunnels.get(port, (0, 0, 0, 0))
         records = [_tunnel(state, port, ac_vlan, ids, 2), _run(path)]
         scripts = [(path, _release_script(state, port, ac_vlan))]
-        lines = [line("NOTICE", "SrvIss", WORKER,
-                      f"ReleasePort: portNr={signed(port)}, tunnelId={signed(tunnel)}, pwId={signed(pseudowire)}, "
-                      f"vpnId={signed(vpn)}, acId={signed(circuit)}")]
+        lines.append(line("NOTICE", "SrvIss", WORKER,
+                          f"ReleasePort: portNr={signed(port)}, tunnelId={signed(tunnel)}, pwId={signed(pseudowire)}, "
+                          f"vpnId={signed(vpn)}, acId={signed(circuit)}"))
+    elif action in (SET_UP, RELEASE, ACKNOWLEDGE):
+        return Decision(reply=args, lines=lines, tail=_tail(0))
     else:
-        known = action in (SET_UP, RELEASE, ACKNOWLEDGE)
-        return Decision(reply=args, lines=[] if known else [UNKNOWN])
-    return Decision(records, None, lambda answer: args, args, OVERFLOW, lines, scripts)
+        return Decision(reply=args, lines=[*HEAD, UNKNOWN])
+    return Decision(records, None, lambda answer: args, args, OVERFLOW, lines, scripts, tail=_tail(len(records)),
+                    queued=_queued)
 
 
-def created_tunnel(raw):
-    """(port, its ids) of an answer that has made a tunnel, or None."""
-    if int.from_bytes(raw[:4], "little") != TUNNEL or raw[6408] != 1:
-        return None
-    values = [int.from_bytes(raw[at:at + 4], "little") for at in (28, 48, 56, 64, 60)]
-    return (values[0], tuple(values[1:])) if 1 <= values[0] <= 28 else None
+def keep(state, raw):
+    """Keeps the ids of an answer that has made a tunnel; returns the lines that come of it."""
+    if word_at(raw, 0) != TUNNEL or raw[6408] != 1:
+        return []
+    port, *ids = (word_at(raw, at) for at in (28, 48, 56, 64, 60))
+    if 1 <= port <= 28:
+        state.tunnels[port] = tuple(ids)
+    return [line("DEBUG3", "MsgHandle:242", "IsCreateMgmtTunnelPacket", "IsCreateMgmtTunnelPacket"),
+            line("DEBUG3", "MsgHandle:253", "StoreDcnTunnelIds", f"store DCN tunnels port: {signed(port)}")]

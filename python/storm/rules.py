@@ -154,42 +154,83 @@ def _second(asked):
     return []
 
 
+def _trace(level, number, text, function=WORKER):
+    return line(level, f"SrvIssMgr:{number}", function, text)
+
+
+def _named(names, value, other):
+    return names[value] if value < len(names) else other
+
+
+def _head(asked):
+    """What is traced of the arguments, as they come and as they are worked on."""
+    shown = {name: signed(value) if isinstance(value, int) else value for name, value in asked.items()}
+    shown.update(l2x=asked["l2"], mplsx=asked["mpls"], rule=_named(RULES, asked["rule"], "UnknownRuleType"),
+                 action=_action(asked))
+    first = ("ruleType={rule}, action={action}, L2Pbmp=0x{l2x:x}={l2}, MplsPbmp=0x{mplsx:x}={mpls}, flushAct={flush}, "
+             "vpn={vpn}, vp={vp}, port={port}, vlan={vlan}, mplsLbl={mpls_label}, pwLbl={pw_label} dataVfis={vlans} "
+             "fpId={id0},{id1}")
+    second = ("ruleType={rule}, action={action}, L2Pbmp=0x{l2x:x}={l2} MplsPbmp=0x{mplsx:x}={mpls}, flush={flush}, "
+              "vpn={vpn}, vp={vp}, port={port}, vlan={vlan}, mplsLbl={mpls_label}, pwLbl={pw_label} dataVfis={vlans}")
+    return [_trace("DEBUG2", 591, first.format(**shown), "setIssMgrParams"), _trace("DEBUG2", 65, second.format(**shown))]
+
+
+def _told(asked, taken):
+    """What is traced while the rule and its second record are made; `taken` are the ids that a delete has found."""
+    lines = [_trace("DEBUG3", 471, "mutex lock")]
+    if asked["rule"] == WAN:
+        shift = 31 - asked["port"]
+        ports = 1 << shift if 0 <= shift <= 31 else 0
+        lines.append(_trace("DEBUG3", 207, f"port={signed(asked['port'])} => portListMpls=0x{ports:x}"))
+    if asked["rule"] == LLDP_RULE:
+        lines.append(_trace("DEBUG1", 411, f"Pass LLDP chassisId={signed(asked['chassis'])} MgmtIp=0x{asked['ip']:08x} "
+                                           f"slotId={asked['slot']} action={signed(asked['action'])}"))
+    if taken and asked["rule"] == LAN:
+        lines += [_trace("DEBUG3", 185, f"Delete MST_TOP_LAN: FP_ID={signed(taken[0])}"),
+                  _trace("DEBUG3", 667, "Reset MSTP L2 FP ID to 0", "setMstpLanFpId")]
+    elif taken:
+        lines += [_trace("DEBUG3", 267, f"Delete MST_TOP_WAN: FP_ID_0={taken[0]}, FP_ID_1={taken[1]}"),
+                  _trace("DEBUG3", 707, f"MstpWanConfigFpIds: new list size = {taken[2]}",
+                         "getAndDeleteMstpWanConfigFpIds")]
+    if asked["flush"] == 1:
+        lines.append(_trace("DEBUG1", 431, "Sending flush cmd"))
+    elif asked["flush"] == 2:
+        key = asked["vlan"] if asked["rule"] == ETS else asked["l2"]
+        lines.append(_trace("DEBUG2", 451, f"Flush Key1={signed(key)} VLAN={signed(asked['vpn'])} and data "
+                                           f"vlans={asked['vlans']}"))
+    return lines
+
+
+def _queued(place):
+    return _trace("DEBUG3", 505, f"message writepoiter {place}\n")
+
+
+TAIL = [_trace("DEBUG3", 529, "send signal for sending message"), _trace("DEBUG3", 531, "mutex unlock"),
+        _trace("DEBUG2", 537, "stopped")]
+
+
+def _taken(asked, state):
+    if asked["action"] != DELETE:
+        return None
+    if asked["rule"] == LAN and state.lan_id:
+        return (state.lan_id,)
+    key = tuple(signed(asked[name]) for name in ("port", "mpls_label", "pw_label"))
+    return (*state.wan[key], len(state.wan) - 1) if asked["rule"] == WAN and key in state.wan else None
+
+
 def decide(state, args, place):
     asked = dict(zip(NAMES, args))
     saved = args[:SAVED] + (0, 0, 0, 0)
     refused = saved + (-1, -1)
-    lines, rule, takes = [], None, None
+    lines, rule, takes = [*_head(asked), *_told(asked, _taken(asked, state))], None, None
     if asked["rule"] in BY_RULE:
         rule, error, takes = BY_RULE[asked["rule"]](asked, state)
         if error:
-            return Decision(reply=refused, lines=[error], overflow_line=OVERFLOW, discarded=len(_second(asked)))
+            return Decision(reply=refused, lines=[*lines, error], overflow_line=OVERFLOW, discarded=len(_second(asked)))
     else:
-        lines = [_error(425, f"Processing SetIssMgrParam received an unknown ruleType [{signed(asked['rule'])}]")]
+        lines.append(_error(425, f"Processing SetIssMgrParam received an unknown ruleType [{signed(asked['rule'])}]"))
     records = ([rule] if rule else []) + _second(asked)
 
     def final(answer):
         return saved + (signed(word_at(answer, 220)), signed(word_at(answer, 224)))
-    return Decision(records, None, final, refused, OVERFLOW, lines, takes=takes)
-
-
-def keep(state, raw):
-    """Keeps the ids of an answer to a rule; returns the lines that come of it."""
-    if word_at(raw, 0) != TRAP or word_at(raw, 208) != 2 or raw[236] != 1:
-        return []
-    ids = signed(word_at(raw, 220)), signed(word_at(raw, 224))
-    encapsulation = word_at(raw, 212)
-    if encapsulation == 1:
-        state.lan_id = ids[0]
-    if encapsulation != 3:
-        return []
-    ports = int(f"{int.from_bytes(raw[204:208], 'big'):032b}"[::-1], 2)
-    port = next((bit for bit in range(28) if ports >> bit & 1), None)
-    if port is None:
-        return [line("ERROR", "SrvIssMgr:657", "extractPortFromPbmp", f"No port set in pbmp = 0x{ports:x}"),
-                line("ERROR", "SrvIssMgr:681", "storeMstpWanConfigFpIds", f"Invalid port [28] [pbmp=0x{ports:x}]")]
-    key = port, signed(word_at(raw, 28)) >> 12, signed(word_at(raw, 32)) >> 12
-    if key in state.wan:
-        return [line("ERROR", "SrvIssMgr:689", "storeMstpWanConfigFpIds",
-                     "port={}, mplsLabel={}, pwLabel={}: unable to store FP IDs: entry already exists".format(*key))]
-    state.wan[key] = ids
-    return []
+    return Decision(records, None, final, refused, OVERFLOW, lines, takes=takes, tail=TAIL, queued=_queued)

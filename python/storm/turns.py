@@ -96,6 +96,8 @@ def trigger(stand, chance):
     seen = stand.counts()[name][0]
     stand.issue(blocker, stand.callers[2])
     stand.wait(lambda: stand.counts()[name][0] > seen, "the trigger in its handler")
+    shown = ("STARTED", "STOPPED")[state - 1]
+    stand.model.expect(*(line("DEBUG1", "SrvIss", function, shown) for function in ("triggerDataUser", "run_och_thread")))
     made = queued(stand, chance, 5, independent=True)
     for each in made:
         stand.issue(each, chance.choice(stand.callers))

@@ -56,8 +56,8 @@ def rule(chance):
     labels = (0, 0, 100, 200, 4095, 4096, 5000)
     return (number(chance, tuple(range(7))), number(chance, (0, 0, 1, 1, 2, 3)), number(chance, (1, 5, 9, 32)),
             number(chance), signed_number(chance, (0, 0, 1, 2)), number(chance), number(chance, (1, 2)),
-            number(chance, (0, 3, 27)), number(chance, (679,)), number(chance, labels), number(chance, labels), listing(chance, ",,,, ;"),
-            number(chance), number(chance), number(chance), chance.getrandbits(16), signed_number(chance),
+            number(chance, (0, 3, 27)), number(chance, (679,)), number(chance, labels), number(chance, labels),
+            listing(chance, ",,,, ;"), number(chance), number(chance), number(chance), chance.getrandbits(16), signed_number(chance),
             signed_number(chance))
 
 

@@ -72,7 +72,7 @@ def test_log_lines_are_held_against_each_other():
     wanted = [logged.line("ERROR", "main:624", "main", "unexpected\n")] * 2
     text = "[ERROR] main:624 (main) - unexpected\n"
     assert logged.compare(wanted, [], [text, text]) == ([], [])
-    assert logged.compare(wanted, [], [text]) == ([], [wanted[0].pattern])
+    assert logged.compare(wanted, [], [text]) == ([], [wanted[0].text])
     assert logged.compare(wanted[:1], [], [text, text]) == ([text], [])
     assert logged.compare([], wanted, [text]) == ([], [])
 
