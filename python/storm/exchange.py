@@ -49,16 +49,14 @@ def take_record(stand, pool=None):
     """OPS gets the next record, which must be the one that is due."""
     model = stand.model
     if model.slots:
-        slot = model.slots[0]
-        got = stand.receive(f"record of {slot.request}")
-        stand.compare(slot.request, slot.record, got)
+        due = model.slots[0]
+        got = stand.receive(f"record of {due.request}")
+        stand.compare(due.request, due.record, got)
     else:
         got = stand.receive("record of one of " + "; ".join(str(request)[:90] for request in pool.waiting))
         pool.take(stand, got)
         stand.tally.records += 1
-        slot = model.slots[0]
-    model.sent = True
-    model.taken += 1
+    slot = model.take()
     if layout.word_at(got, 0) == layout.RUN_SCRIPT:
         stand.check_scripts(slot.request, slot.request.decision)
     return got

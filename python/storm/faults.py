@@ -11,7 +11,7 @@ FAULTS = (
     Fault("label", "src/services/rules/IssMgrRules.cpp",
           "return label << 12 & 0x00FFFFFFU;", "return label << 12;", "a label is not cut to 24 bits"),
     Fault("store", "src/services/rules/MstpStore.cpp",
-          " && entry.pwLabel == pwLabel;", ";", "MSTP ids are kept without their second label"),
+          " && entry.pwLabel == pwLabel;", " && entry.pwLabel <= pwLabel;", "MSTP ids are found by another label"),
     Fault("filter", "src/services/smartsfp/SmartSfpMessages.cpp",
           "if (arguments.fpId == 0) return ops::actionCreate;\n"
           "  return arguments.pbmp == 0 ? ops::actionDelete : ops::actionModify;",

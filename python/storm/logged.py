@@ -10,8 +10,10 @@ WATCHED = re.compile(
     r"|\[(?:NOTICE|INFO)\] \S+ \(\w+\) - (?:ReleasePort: |Set trace level|Get trace level|smartSfp ID = |FP \S+ action "
     r"|setRedundantState: |creating enable filter|CPU exceeds|OPS ready|MSR reload|Connected to OPS|CONNECTION TO OPS"
     r"|Creating default|default\.conf|Finished)"
-    r"|\[DEBUG\d\] (?:SrvIss|SrvIssMgr|SrvSyncE|SrvSmartSfp|SrvRedundancy(?:\.cpp)?|MsgHandle):")
-"""What is held against expectations: every line of weight, and what the services and the messages trace."""
+    r"|\[DEBUG\d\] (?:SrvIss|SrvIssMgr|SrvSyncE|SrvSmartSfp|SrvRedundancy(?:\.cpp)?|MsgHandle"
+    r"|main:(?:249|258|291|301|314|316|322|408|439|449|452|473|477|499|503|534|541|567|572|580|589|628|733|735) ):?")
+"""What is held against expectations: every line of weight, and what services, messages, main loop and sender trace.
+How often the sender is woken is left to it."""
 
 PLACE = re.compile(r"^(\[\w+\] [\w.]+):\d+ ")
 

@@ -47,6 +47,11 @@ class Slot:
     count: int
 
 
+SENDING = "Sending reply msg to OTNBus\n", "send reply over OTNbus\n"
+TRACED = {1: (473, 477), 3: (499, 503), 4: (534, 541), 5: (567, 572)}
+"""By source, the lines of an answer and of a reply."""
+
+
 class Model:
     """What happened is told to it; what must follow collects in `lines`, `reports`, `signals`, `markers`, `direct`."""
 
@@ -121,6 +126,7 @@ class Model:
 
     def lost(self):
         self.ready = False
+        self.expect(self._received())
         if self.csm:
             self.expect(main_line("CRITICAL", 340, "CONNECTION TO OPS LOST\n"))
             self.reports.append("CONNECTION TO OPS LOST !\n")
@@ -132,7 +138,7 @@ class Model:
         None."""
         raw = raw.ljust(SIZE, b"\0")
         kind = word_at(raw, 0)
-        self.expect(*dump(raw))
+        self.expect(self._received(), *dump(raw), main_line("DEBUG3", 628, "send signal cond2\n"))
         if kind == TASK_INIT:
             self._task_init()
         elif kind == RUN_SCRIPT and text_at(raw, 4, 24) == DEFAULT_SCRIPT.encode():
@@ -144,6 +150,9 @@ class Model:
         elif kind == MSR_RELOAD and raw[14] == 0:
             self.expect(_reload_flag(raw))
             self.expect(main_line("INFO", 396, "MSR reload succeeded"))
+            if self.csm:
+                command = "/bin/sh -c /etc/iss/openPorts.sh"
+                self.expect(main_line("DEBUG2", 408, f"execute command for opening ports = {command}\n"))
             self._becomes_ready()
             self.markers.add(RELOADED)
         elif kind == MSR_RELOAD:
@@ -151,6 +160,7 @@ class Model:
             self.expect(main_line("CRITICAL", 428, "MSR RELOAD FAILED!"))
             self.reports.append("CORRUPTED CONFIG FILE! REMOVED ISS CONFIG AND REBOOT!\n")
         elif kind in (ISS_ACTIVE, INTERVAL):
+            self.expect(main_line("DEBUG2", 439, "Received ALIVE message\n"))
             self.alive += 1
         elif kind == CPU:
             name = re.escape(text_at(raw, ERROR_AT, ERROR_SIZE).decode("utf-8", "replace"))
@@ -167,6 +177,25 @@ class Model:
             self.expect(main_line("ERROR", 624, "unexpected message received from OPS\n"))
         return None
 
+    def _received(self):
+        """Who queues requests meanwhile moves the write index."""
+        return like("DEBUG3", rf"main:322 \(main\) - Message from OPS received: RP={self.read} WP=\d+\n")
+
+    def broken(self):
+        """A read that failed; the loss is seen by the next one."""
+        self.expect(self._received(), line("ERROR", "IssSocket:92", "getPacket",
+                                           "Failed to receive msg from ISS: Connection reset by peer"))
+
+    def take(self):
+        """OPS has got the message that was due."""
+        slot = self.slots[0]
+        self.sent = True
+        self.taken += 1
+        self.expect(like("DEBUG3", rf"main:733 \(iss_comm\) - iss thread: sending msg to OPS rp:{self.read} wp:\d+ "
+                                   rf"source:{slot.request.method.source}\n"),
+                    line("DEBUG3", "main:735", "iss_comm", "Sending packet to OPS\n"))
+        return slot
+
     def _task_init(self):
         self.expect(main_line("INFO", 355, "OPS ready to receive messages.\n"))
         if self.csm and not self.committed:
@@ -180,12 +209,13 @@ class Model:
         self.markers.add(READY)
 
     def _route(self, raw):
+        source = self.slots[0].request.method.source if self.slots else 0
+        self.expect(main_line("DEBUG3", 449, f"MESSAGE SOURCE {source}\n"))
         if not self.slots:
             return None
         slot = self.slots.popleft()
         self.read = (self.read + 1) % SLOTS
         self.sent = False
-        source = slot.request.method.source
         error = text_at(raw, ERROR_AT, ERROR_SIZE)
         good = error == GOOD
         if not good and source in NOUNS:
@@ -196,11 +226,24 @@ class Model:
             self.expect(*kept.keep(self.state, raw))
         elif source == 5:
             self.expect(*others.keep_sfp(self.state, raw))
-        if slot.number < slot.count or source == 6:
+        last = slot.number == slot.count
+        self._trace_answer(source, last)
+        if not last or source == 6:
             return None
         if source != 2:
             self.counts[interface_of(slot.request.method)][1] += 1
         return slot.request, slot.request.decision.final(raw)
+
+    def _trace_answer(self, source, last):
+        if source in TRACED:
+            for number, words in zip(TRACED[source][:1 + last], SENDING):
+                self.expect(main_line("DEBUG3", number, words))
+        if source == 5 and last:
+            self.expect(main_line("DEBUG3", 580, "sent reply over OTNbus\n"))
+        elif source == 2:
+            self.expect(main_line("DEBUG3", 452, "Sending reply msg to debug socket\n"))
+        elif source == 6:
+            self.expect(main_line("DEBUG3", 589, "Redundancystate reply msg received from OPS\n"))
 
     def _refused(self, slot, source, error):
         words = f"OPS REPORTED ERROR IN {NOUNS[source]}REPLY MESSAGE!\n"

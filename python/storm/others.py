@@ -110,8 +110,11 @@ def debug(state, args, place):
     lines = [] if len(args) == SIZE else [like("WARNING", rf"main:\d+ \(main\) - debug request of {len(args)} bytes "
                                                           rf"instead of {SIZE}: .*")]
     whole = args[:SIZE].ljust(SIZE, b"\0")
-    lines += dump(whole)
-    return Decision([whole], None, lambda answer: answer, whole, None, lines)
+    lines += [like("DEBUG3", r"main:291 \(main\) - Message from debug server received: RP=\d+ WP=\d+\n"), *dump(whole)]
+    full = like("DEBUG3", r"main:301 \(main\) - Out of Mem for debug server msg: RP=\d+ WP=\d+\n")
+    tail = [line("DEBUG3", "main:314", "main", "main thread: send signal for sending message\n"),
+            line("DEBUG3", "main:316", "main", "main thread: mutex unlock\n")]
+    return Decision([whole], None, lambda answer: answer, whole, full, lines, tail=tail)
 
 
 def get_level(state, args, place):

@@ -78,7 +78,8 @@ class Stand:
 
     def accept(self):
         self.ops.accept(deadline=3 * DEADLINE)
-        self.model.expect(main_line("INFO", 242, CONNECTED.partition(" - ")[2]))
+        self.model.expect(main_line("INFO", 242, CONNECTED.partition(" - ")[2]),
+                          logged.like("DEBUG1", r"main:249 \(main\) - TrelvikFd=\d+, dbgservfd=\d+, maxfd=\d+"))
         self.wait(lambda: self.status()["opsConnected"], "the connection to OPS")
 
     def finish(self):

@@ -57,13 +57,13 @@ def loss(stand, chance):
 
 def go(stand, reset, refused):
     if reset:
-        stand.model.expect(line("ERROR", "IssSocket:92", "getPacket",
-                                "Failed to receive msg from ISS: Connection reset by peer"))
+        stand.model.broken()
         stand.stderr += "shutdown failed: Transport endpoint is not connected\n"
     if refused:
         stand.ops.close_listener()
         stand.model.expect(line("WARNING", "IssSocket:49", "StartTcpClient",
-                                "OPS socket connection failed (111): Connection refused\n"))
+                                "OPS socket connection failed (111): Connection refused\n"),
+                           line("DEBUG3", "main:258", "main", "retry connecting with ISS in 5 s"))
     stand.kicked = stand.kicks("main")
     stand.ops.drop(reset=reset)
     stand.tally.losses += 1

@@ -57,8 +57,8 @@ def rule(chance):
     return (number(chance, tuple(range(7))), number(chance, (0, 0, 1, 1, 2, 3)), number(chance, (1, 5, 9, 32)),
             number(chance), signed_number(chance, (0, 0, 1, 2)), number(chance), number(chance, (1, 2)),
             number(chance, (0, 3, 27)), number(chance, (679,)), number(chance, labels), number(chance, labels),
-            listing(chance, ",,,, ;"), number(chance), number(chance), number(chance), chance.getrandbits(16), signed_number(chance),
-            signed_number(chance))
+            listing(chance, ",,,, ;"), number(chance), number(chance), number(chance), chance.getrandbits(16),
+            signed_number(chance), signed_number(chance))
 
 
 def smart_sfp(chance):
@@ -101,6 +101,10 @@ def related(chance, state):
         kinds.append(lambda: (methods.PORTS, (2, 6, port, 1000, True, 100, 0, 0)))
     if state.wan:
         port, mpls, pseudowire = chance.choice(sorted(state.wan))
+        if chance.random() < 0.3:
+            # Nearly that rule.
+            step = chance.choice(((1, 0, 0), (0, 1, 0), (0, 0, 1), (0, 0, -1), (0, 4096, 0)))
+            port, mpls, pseudowire = port + step[0], mpls + step[1], pseudowire + step[2]
         kinds.append(lambda: (methods.RULES, (rules.WAN, chance.choice((1, 1, 0)), *rule(chance)[2:7], port & 0xFFFFFFFF, 1,
                                               mpls & 0xFFFFFFFF, pseudowire & 0xFFFFFFFF, *rule(chance)[11:])))
     kinds.append(lambda: (methods.RULES, (rules.LAN, chance.choice((0, 1)), *rule(chance)[2:])))
