@@ -47,6 +47,8 @@ class Slot:
     count: int
 
 
+SHOWN = 120
+"""Characters that a line of the log shows of another's text."""
 SENDING = "Sending reply msg to OTNBus\n", "send reply over OTNbus\n"
 TRACED = {1: (473, 477), 3: (499, 503), 4: (534, 541), 5: (567, 572)}
 """By source, the lines of an answer and of a reply."""
@@ -251,9 +253,10 @@ class Model:
         if source == 6:
             self.expect(main_line("ERROR", 593, words))
         kind = word_at(slot.record, 0)
-        shown = "".join(chr(each) if 32 <= each < 127 else "?" for each in error.rstrip())[:100]
+        shown = "".join(chr(each) if 32 <= each < 127 else "?" for each in error.rstrip())
+        cut = ".*" if len(shown) > SHOWN else ""
         name = interface_of(slot.request.method)
         self.expect(like("WARNING", rf"main:\d+ \(main\) - ISS refused {name} \(source {source}\) message {slot.number} of "
                                     rf"{slot.count}, {name_of(kind)} \[{kind}\].*: "
-                                    rf'"{re.escape(shown)}.*"{"" if source == 6 else ";.*"}'))
+                                    rf'"{re.escape(shown[:SHOWN])}{cut}"{"" if source == 6 else ";.*"}'))
         self.counts[name][2] += 1
