@@ -77,6 +77,17 @@ def settle(stand, made, used, counts):
     return _judge(stand, pool, made, decisions, returned, signals_lost)
 
 
+def _rivals(model, answered):
+    """Deletions of one rule, all of them answered: the first took its ids, and the others found none."""
+    by_rule = {}
+    for each in answered:
+        if each.method is methods.RULES and model.decide(each).takes:
+            asked = dict(zip(NAMES, each.args))
+            key = tuple(asked[name] for name in ("port", "mpls_label", "pw_label")) if asked["rule"] == WAN else LAN
+            by_rule.setdefault(key, []).append(each)
+    return {each for group in by_rule.values() if len(group) > 1 for each in group}
+
+
 def _judge(stand, pool, made, decisions, returned, signals_lost):
     model = stand.model
     accepted, answered = [], []
@@ -108,12 +119,20 @@ def _judge(stand, pool, made, decisions, returned, signals_lost):
     used = (model.written - model.read) % 20
     if used > (18 if model.written >= model.read else 19):
         raise Deviation("messages in the ring", "18, or 19 when it has wrapped", used)
+    rivals = _rivals(model, answered)
     for each in answered:
         decision = model.decide(each)
         full = decision.reply is None
+        if each in rivals and not full:
+            # Which of them came first, and so found no room instead, only the daemon knows.
+            model.possible.append(decision.lines.pop())
         if full and model.fits(len(decision.records)):
             raise Deviation(str(each), "its records in the ring, which has room", each.call and each.call.reply())
         model.settled(each, decision, full)
+        if each in rivals and full:
+            refused = model.decide(each)
+            model.possible += [refused.lines[-1], refused.overflow_line]
+            model.doubtful += refused.discarded
         if each.method is methods.DEBUG:
             same(f"datagram that found no room, {each}", 1, returned.count(decision.overflow))
         else:
