@@ -24,7 +24,6 @@ namespace {
 
 using ::testing::Contains;
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 using ::testing::Not;
 
 const Field defaultScriptPath("inputFile", "/etc/iss/bh_default.txt");
