@@ -45,11 +45,11 @@ if(TRELVIK_COVERAGE)
   add_link_options(--coverage)
 endif()
 
-# Compiles the target's files some at a time, where TRELVIK_JOIN_FILES asks for it. SHIPPED: not tests; Clang's build
-# leaves these alone, as the linter reads it and wants each file by itself.
+# Compiles the target's files some at a time, where TRELVIK_JOIN_FILES asks for it. SHIPPED: not tests. What Clang's build
+# joins, the linter reads in one go as well.
 function(trelvik_join_files target)
   cmake_parse_arguments(join "SHIPPED" "" "" ${ARGN})
-  if(join_SHIPPED AND (NOT TRELVIK_JOIN_FILES STREQUAL "ON" OR CMAKE_CXX_COMPILER_ID STREQUAL "Clang"))
+  if(join_SHIPPED AND NOT TRELVIK_JOIN_FILES STREQUAL "ON")
     return()
   endif()
   if(TRELVIK_JOIN_FILES STREQUAL "OFF")
