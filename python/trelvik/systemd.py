@@ -5,12 +5,15 @@ import subprocess
 import uuid
 
 from . import places, privatebus
+from .files import read, write
 from .places import PREFIX
 from .wait import until
 
 BUS = "/run/dbus/system_bus_socket"
 UNIT = os.path.join(PREFIX, "lib", "systemd", "system", "trelvik.service")
 APART = os.path.join(PREFIX, "lib", "trelvik", "trelvik.service.d", "iss-apart.conf")
+INSTALLED = "/run/installed"
+"""The installation, where no unit hides it: a checkout may be in a home."""
 DEADLINE = 30
 CGROUPS = "/run/cgroup"
 # It becomes process 1 of a process namespace, and its cgroup the root of all that it sees: it moves every process of
@@ -60,7 +63,9 @@ class Systemd:
         for name, text in {**UNITS, **further}.items():
             with open(os.path.join(self._units, name), "w", encoding="ascii") as unit:
                 unit.write(text.replace("{config}", config))
-        shutil.copy(UNIT, self._units)
+        os.makedirs(INSTALLED, exist_ok=True)
+        subprocess.run(["mount", "--bind", PREFIX, INSTALLED], check=True)
+        write(os.path.join(self._units, "trelvik.service"), read(UNIT).replace(PREFIX, INSTALLED))
         os.mkdir(os.path.join(self._units, "trelvik.service.d"))
         for drop_in in drop_ins:
             shutil.copy(drop_in, os.path.join(self._units, "trelvik.service.d"))
