@@ -142,10 +142,12 @@ def test_iss_that_does_not_read_does_not_hide_the_status(board):
     # The sender now holds the ring's lock: whoever needs it waits, worker by worker, and then for a worker.
     for port in range(1, 18):
         board.bus.set_port_params(3, port)
-    until(lambda: status(board.bus)["requestsWaiting"] == 17 - 16, "a request waits")
+    def all_have_come():
+        found = status(board.bus)
+        return (found["workers"], found["requestsWaiting"], found["interfaces"][PORTS]) == (16, 1, (17, 0, 0, 0, 0))
+    until(all_have_come, "16 workers have a request each, and one waits")
     found = status(board.bus)
     assert (found["outstandingType"], found["outstandingSource"]) == (record.FLUSH_CMD, "debug socket")
-    assert found["workers"] == 16 and found["interfaces"][PORTS] == (17, 0, 0, 0, 0)
     until(lambda: status(board.bus)["outstandingAgeMs"] >= 700, "the message ages")
     told = ctl(board, "status", "--json").json
     assert told["outstandingSource"] == "debug socket" and told["requestsWaiting"] == 1
