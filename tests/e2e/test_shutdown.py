@@ -73,18 +73,6 @@ def test_stop_during_the_start(board, line):
     board.log.wait(FINISHED)
 
 
-def test_stop_as_soon_as_the_signal_is_blocked(board):
-    board.start()
-
-    def blocked():
-        with open(f"/proc/{board.daemon.pid}/status", encoding="ascii") as status:
-            masks = dict(line.split(":\t") for line in status if line.startswith(("SigBlk", "SigCgt")))
-        return int(masks["SigBlk"], 16) >> (signal.SIGTERM - 1) & 1
-    until(blocked, "SIGTERM is blocked")
-    board.stop()
-    board.log.wait(FINISHED)
-
-
 def test_stop_while_the_bus_does_not_answer_the_query(board):
     manager = board.peer()
     manager.serve("getRedundantState", HANG)

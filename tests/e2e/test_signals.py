@@ -96,3 +96,16 @@ def test_storm_of_a_broken_pipe_and_a_stop(board):
 
 def test_storm_of_a_stop_and_a_broken_pipe(board):
     storm(board, [(SIGTERM, SIGPIPE), (SIGINT, SIGPIPE), (SIGQUIT, SIGPIPE)])
+
+
+def test_stop_as_soon_as_the_signal_is_blocked(board):
+    """Not by emulation: an emulator blocks signals for purposes of its own."""
+    board.start()
+
+    def blocked():
+        with open(f"/proc/{board.daemon.pid}/status", encoding="ascii") as status:
+            masks = dict(line.split(":\t") for line in status if line.startswith(("SigBlk", "SigCgt")))
+        return int(masks["SigBlk"], 16) >> (SIGTERM - 1) & 1
+    until(blocked, "SIGTERM is blocked")
+    board.stop()
+    board.log.wait(FINISHED)
