@@ -1,44 +1,28 @@
 #include "services/ports/PortMessages.h"
 
+#include "services/ports/mappingFields.h"
 #include "support/Record.h"
 
 namespace {
 
 constexpr uint8_t boardMac[6] = {0x00, 0x1B, 0x2C, 0x3D, 0x4E, 0xFF};
 
-std::vector<Field> mappingFields(uint32_t acPort, uint32_t tunnelId, uint32_t vpnId, uint32_t acId,
-                                 uint32_t pwId, uint32_t flag) {
-  return {ofType(MGMT_INTERFACE_MAPPING_IND),
-          {"destinationMac", hex("01005e900000")},
-          {"sourceMac", hex("001b2c3d4eff")},
-          {"acVlan", 77},
-          {"pwVlan", 4005},
-          {"acPort", acPort},
-          {"pwPort", 5},
-          {"peakRate", 1000},
-          {"committedRate", 1000},
-          {"outTunnelLabel", 1500},
-          {"inTunnelLabel", 1500},
-          {"tunnelId", tunnelId},
-          {"vpnId", vpnId},
-          {"tunnelIndex", acId},
-          {"pwId", pwId},
-          {"entryCount", 1},
-          {"mapFlag", flag}};
+std::vector<Field> mapping(uint32_t acPort, uint32_t tunnelId, uint32_t vpnId, uint32_t acId, uint32_t pwId,
+                           uint32_t flag) {
+  return mappingFields("001b2c3d4eff", 5, acPort, tunnelId, vpnId, acId, pwId, flag);
 }
 
 TEST(MapMessage, HasExactlyItsBytes) {
-  EXPECT_TRUE(hasExactly(mapMessage({5, 4005, 77, false, boardMac}), mappingFields(24, 1, 1, 1, 1, 1)));
-  EXPECT_TRUE(
-      hasExactly(mapMessage({5, 4005, 77, true, boardMac}), mappingFields(0xFFFFFFFF, 1, 1, 1, 1, 1)));
+  EXPECT_TRUE(hasExactly(mapMessage({5, 4005, 77, false, boardMac}), mapping(24, 1, 1, 1, 1, 1)));
+  EXPECT_TRUE(hasExactly(mapMessage({5, 4005, 77, true, boardMac}), mapping(0xFFFFFFFF, 1, 1, 1, 1, 1)));
 }
 
 TEST(UnmapMessage, HasExactlyItsBytes) {
   const DcnTunnelEntry ids{100, 101, 102, 103};
-  EXPECT_TRUE(hasExactly(unmapMessage({5, 4005, 77, false, boardMac}, ids),
-                         mappingFields(24, 100, 101, 103, 102, 2)));
   EXPECT_TRUE(
-      hasExactly(unmapMessage({5, 4005, 77, true, boardMac}, {}), mappingFields(0xFFFFFFFF, 0, 0, 0, 0, 2)));
+      hasExactly(unmapMessage({5, 4005, 77, false, boardMac}, ids), mapping(24, 100, 101, 103, 102, 2)));
+  EXPECT_TRUE(
+      hasExactly(unmapMessage({5, 4005, 77, true, boardMac}, {}), mapping(0xFFFFFFFF, 0, 0, 0, 0, 2)));
 }
 
 TEST(InterfaceMessage, HasExactlyItsBytes) {

@@ -11,6 +11,7 @@
 #include "services/failThreads.h"
 #include "services/ports/DcnTunnel.h"
 #include "services/ports/boardMac.h"
+#include "services/ports/mappingFields.h"
 #include "support/FakeBus.h"
 #include "support/OwnNamespaces.h"
 #include "support/Record.h"
@@ -89,23 +90,7 @@ class PortParams : public RingTest {
 
   static std::vector<Field> mapping(uint32_t portNr, uint32_t tunnelId, uint32_t vpnId, uint32_t acId,
                                     uint32_t pwId, uint32_t flag) {
-    return {ofType(MGMT_INTERFACE_MAPPING_IND),
-            {"destinationMac", hex("01005e900000")},
-            {"sourceMac", hex("020304050607")},
-            {"acVlan", 77},
-            {"pwVlan", portNr + 4000},
-            {"acPort", 24},
-            {"pwPort", portNr},
-            {"peakRate", 1000},
-            {"committedRate", 1000},
-            {"outTunnelLabel", 1500},
-            {"inTunnelLabel", 1500},
-            {"tunnelId", tunnelId},
-            {"vpnId", vpnId},
-            {"tunnelIndex", acId},
-            {"pwId", pwId},
-            {"entryCount", 1},
-            {"mapFlag", flag}};
+    return mappingFields("020304050607", portNr, 24, tunnelId, vpnId, acId, pwId, flag);
   }
   static std::vector<Field> announcement(uint32_t flag) {
     return {ofType(IFC_INSERT_DELETE_IND), {"interfaceNum", 3},   {"interfaceSpeed", 1000},
