@@ -14,6 +14,10 @@ Fault fault(const std::string& needed, const std::string& word, bool forcible = 
 
 }  // namespace
 
+std::string typeText(uint32_t msgType) {
+  return std::string(msgTypeName(msgType)) + " [" + std::to_string(msgType) + "]";
+}
+
 std::vector<std::string> split(const std::string& text, char separator) {
   std::vector<std::string> parts(1);
   for (const char c : text) {

@@ -59,6 +59,9 @@ Checked parseWords(const std::string& word, std::vector<uint32_t>& words);
 Checked parseTimeout(const std::string& word, std::chrono::milliseconds& time);
 
 /// The parts between separators, empty ones included.
+/// A message's type for people: "RUN_DEFAULT_SCRIPT_COMMAND [8]".
+std::string typeText(uint32_t msgType);
+
 std::vector<std::string> split(const std::string& text, char separator);
 
 /// The name of a value; its number when it has none.

@@ -5,7 +5,7 @@
 #include <ctime>
 #include <sstream>
 
-#include "OtnIpcMsg.h"
+#include "base/Values.h"
 
 namespace ctl {
 namespace {
@@ -39,11 +39,8 @@ std::string when(const std::string& milliseconds) {
   return text;
 }
 
-/// "RUN_DEFAULT_SCRIPT_COMMAND [8]"
-std::string outstandingName(const DaemonStatus& status) {
-  const std::string number = status.text("outstandingType");
-  return std::string(msgTypeName(static_cast<uint32_t>(strtoul(number.c_str(), nullptr, 10)))) + " [" +
-         number + "]";
+uint64_t number(const DaemonStatus& status, const char* name) {
+  return strtoull(status.text(name).c_str(), nullptr, 10);
 }
 
 }  // namespace
@@ -68,17 +65,17 @@ DaemonStatus parseStatus(const std::vector<BusValue>& reply) {
 
 std::string health(const DaemonStatus& status) {
   // ISS takes seconds for a start or a stop of it, and milliseconds for all else.
-  constexpr unsigned long longMs = 5000;
+  constexpr uint64_t longMs = 5000;
   if (status.text("opsConnected") == "false") {
     return "no connection to ISS: requests wait until it is back. See trelvikctl doctor";
   }
   if (status.text("issReady") == "false") {
     return "ISS is connected and has not said that it is ready: requests wait. See ISS's own log";
   }
-  const unsigned long age = strtoul(status.text("outstandingAgeMs").c_str(), nullptr, 10);
+  const uint64_t age = number(status, "outstandingAgeMs");
   if (age > longMs) {
-    return "ISS has not answered " + outstandingName(status) + " of " + status.text("outstandingSource") +
-           " for " + std::to_string(age / 1000) +
+    return "ISS has not answered " + typeText(static_cast<uint32_t>(number(status, "outstandingType"))) +
+           " of " + status.text("outstandingSource") + " for " + std::to_string(age / 1000) +
            " s, and everything behind it waits. See whether ISS is alive; restart it or the daemon";
   }
   return "good";

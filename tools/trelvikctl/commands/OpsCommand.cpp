@@ -3,6 +3,7 @@
 
 #include "OtnIpcFields.h"
 #include "base/InputFile.h"
+#include "base/Values.h"
 #include "base/Words.h"
 #include "commands/Command.h"
 #include "ops/DebugClient.h"
@@ -76,8 +77,8 @@ Outcome send(Context& context, const SendOptions& options) {
   if (context.dryRun) return outcome;
   if (!isAnswered(record.msgType) && !context.force) {
     return usage(
-        std::string(msgTypeName(record.msgType)) + " [" + std::to_string(record.msgType) +
-        "] is a type that no answer matches: the daemon would wait for one and send nothing else until it "
+        typeText(record.msgType) +
+        " is a type that no answer matches: the daemon would wait for one and send nothing else until it "
         "is restarted, unless TRELVIK_ANSWER_LIMIT is set. --force sends it all the same");
   }
   OtnIpcMsg answer{};
