@@ -90,6 +90,7 @@ def rows_of(figures, placement):
         found += [line(f"{ROWS[row].title}, p50", "us", percentile(50), row),
                   line(f"{ROWS[row].title}, p99", "us", percentile(99), row)]
     found += [line("bare exchange with OPS, p50", "us", percentile(50), "exchange", ratio=False),
+              line("the first of two records alone, p50", "us", percentile(50), "alone", ratio=False),
               line("request of two records, p50", "us", percentile(50), "two", ratio=False)]
     return found
 

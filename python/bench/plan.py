@@ -28,6 +28,7 @@ ROWS = {row.key: row for row in (
     Row("debug", "debug socket", "debug", 3000, floor=("trelvik-floor", "--debug")),
     Row("query", "trace-level query", "query", 4000, records=0, floor=("trelvik-echo",)),
     Row("exchange", "bare exchange with OPS", "exchange", 3000, floor=(), subjects=("floor",)),
+    Row("alone", "the first of two records alone", "alone", 2500, subjects=("here", "baseline")),
     Row("two", "request of two records", "rule", 2500, records=2, subjects=("here", "baseline")),
 )}
 
