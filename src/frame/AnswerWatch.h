@@ -15,7 +15,7 @@ class AnswerWatch {
   static constexpr Duration firstWarning = std::chrono::seconds(60);
   static constexpr Duration warningInterval = std::chrono::minutes(10);
   /// How soon a ring that another thread holds is looked at again.
-  static constexpr Duration busyInterval = std::chrono::milliseconds(200);
+  static constexpr std::chrono::milliseconds busyInterval{200};
 
   enum class Verdict {
     Quiet,

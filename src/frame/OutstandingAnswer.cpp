@@ -86,12 +86,7 @@ void giveUpRequest(SrvDbg& debugSocket) {
 
 bool OutstandingAnswer::look(AnswerWatch::Time now) {
   if (!mutex.tryLock()) {
-    if (m_watch.busy(now) == AnswerWatch::Verdict::TellBlocked) {
-      LOG(WARNING, atMain, HERE,
-          "ISS has not taken a message for %d s, and nothing else can be queued or sent: RP=%d WP=%d",
-          static_cast<int>(m_watch.age(now).count()), static_cast<int>(readpointer),
-          static_cast<int>(writepointer));
-    }
+    busy(now);
     return false;
   }
   bool close = false;
@@ -102,6 +97,18 @@ bool OutstandingAnswer::look(AnswerWatch::Time now) {
   }
   mutex.unlock();
   return close;
+}
+
+void OutstandingAnswer::takeRing() {
+  while (!mutex.tryLockFor(AnswerWatch::busyInterval)) busy(AnswerWatch::Clock::now());
+}
+
+void OutstandingAnswer::busy(AnswerWatch::Time now) {
+  if (m_watch.busy(now) != AnswerWatch::Verdict::TellBlocked) return;
+  LOG(WARNING, atMain, HERE,
+      "ISS has not taken a message for %d s, and nothing else can be queued or sent: RP=%d WP=%d",
+      static_cast<int>(m_watch.age(now).count()), static_cast<int>(readpointer),
+      static_cast<int>(writepointer));
 }
 
 bool OutstandingAnswer::act(AnswerWatch::Verdict verdict, AnswerWatch::Time now) {

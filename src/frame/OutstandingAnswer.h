@@ -22,10 +22,14 @@ class OutstandingAnswer {
   /// To be called in each pass of the loop. True when a late answer may come on the connection, and would be
   /// taken for the next message's: it has to be closed, and nothing is sent on it any more.
   bool look(AnswerWatch::Time now) EXCLUDES(mutex);
+  /// Takes the ring for a message that came. A sender that ISS keeps in its write holds it meanwhile, and an
+  /// operator hears of that here: the loop does not go on before.
+  void takeRing() ACQUIRE(mutex);
   AnswerWatch::Time lookAgain() const { return m_watch.lookAgain(); }
   void connectionLost() REQUIRES(mutex);
 
  private:
+  void busy(AnswerWatch::Time now);
   bool act(AnswerWatch::Verdict verdict, AnswerWatch::Time now) REQUIRES(mutex);
 
   AnswerWatch m_watch;

@@ -148,7 +148,13 @@ bool ReceiveLoop::debugRequest() {
   clearRest(m_msg, size);
   printPacket(m_msg);
 
-  const Guard guard(&mutex);
+  m_answer.takeRing();
+  const bool queued = queueDebugRequest();
+  mutex.unlock();
+  return queued;
+}
+
+bool ReceiveLoop::queueDebugRequest() {
   if (admit(writepointer, readpointer, 1) != Admission::Fits) {
     LOG(DEBUG3, atMain, 301, "Out of Mem for debug server msg: RP=%d WP=%d\n", static_cast<int>(readpointer),
         static_cast<int>(writepointer));
@@ -174,7 +180,9 @@ void ReceiveLoop::receive() {
     connectionLost(isCsmBoard(m_board));
   } else if (n > 0) {
     clearRest(m_msg, n);
+    m_answer.takeRing();
     handleOpsMessage(m_msg, m_board, m_opsActivity, m_debugSocket);
+    mutex.unlock();
   }
 }
 

@@ -33,6 +33,7 @@ class ReceiveLoop {
   void tellState(LoopState::Time now);
   /// False when the ring was full: the pass ends.
   bool debugRequest();
+  bool queueDebugRequest() REQUIRES(mutex);
   void receive();
   void connectionLost(bool csmBoard);
   bool hasInput(int input) const { return m_inputs[input].revents != 0; }

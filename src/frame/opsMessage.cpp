@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "Guard.h"
 #include "TraceObject.h"
 #include "boardUtils.h"
 #include "executeCommand.h"
@@ -11,7 +10,6 @@
 #include "frame/routeAnswer.h"
 #include "link/CriticalActivity.h"
 #include "link/IssSocket.h"
-#include "link/MsgArray.h"
 #include "message/MsgHandle.h"
 #include "services/ports/SrvIss.h"
 
@@ -106,7 +104,6 @@ bool isCsmBoard(const boardUtils& board) {
 
 void handleOpsMessage(OtnIpcMsg& msg, const boardUtils& board, CriticalActivity& opsActivity,
                       SrvDbg& debugSocket) {
-  const Guard guard(&mutex);
   printPacket(msg);
   bool routed = false;
   switch (classify(msg)) {

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "OtnIpcMsg.h"
+#include "link/MsgArray.h"
 
 class boardUtils;
 class CriticalActivity;
@@ -29,7 +30,7 @@ OpsMessage classify(const OtnIpcMsg& msg);
 /// default script, open their ports, and report a lost connection.
 bool isCsmBoard(const boardUtils& board);
 
-/// Dumps and handles `msg`, with the ring's mutex held throughout. `msg` may be rewritten into a request that
+/// Dumps and handles `msg`. `msg` may be rewritten into a request that
 /// is sent at once.
 void handleOpsMessage(OtnIpcMsg& msg, const boardUtils& board, CriticalActivity& opsActivity,
-                      SrvDbg& debugSocket);
+                      SrvDbg& debugSocket) REQUIRES(mutex);

@@ -1,4 +1,6 @@
 """The bounds of the workers, and of what waits for them."""
+import pytest
+
 from trelvik import deaf, record
 from trelvik.bus import COMMON
 from trelvik.deaf import LIMITS_EXCEEDED, OVERFLOW, TAKEN, WAITING, WORKERS, status
@@ -50,3 +52,15 @@ def test_workers_are_kept_from_request_to_request(board):
         board.ops.serve(record.IFC_INSERT_DELETE_IND)
         call.reply()
     assert threads < status(board, "Threads") <= threads + 2
+
+
+@pytest.mark.takes(150)
+def test_iss_that_sends_and_does_not_read_is_told(board):
+    blocked = "[WARNING] main:* (main) - ISS has not taken a message for * s, and nothing else can be queued or sent: *"
+    board.expect_log(blocked)
+    deaf.start(board)
+    board.ops.send(record.make(record.WATCH_DOG_ISS_ACTIVE))
+    board.log.wait(blocked, deadline=120)
+    board.expect_log("[ERROR] IssSocket:81 (sentPacket) - Failed to send msg to ISS: Interrupted system call")
+    board.expect_log("[WARNING] main:* (main) - no answer from ISS for * s: *")
+    board.stop()

@@ -93,6 +93,7 @@ class MessagesFromOps : public RingTest {
     IssProcessing = 1;
     OtnIpcMsg msg = recordOf(fields);
     setenv("BOARD_NAME", boardName, 1);
+    const Guard guard(&mutex);
     handleOpsMessage(msg, boardUtils(), m_activity, m_debugSocket);
   }
   static void queueOne() {
