@@ -45,17 +45,27 @@ if(TRELVIK_COVERAGE)
   add_link_options(--coverage)
 endif()
 
-# Compiles the target's files some at a time, where TRELVIK_JOIN_FILES asks for it. SHIPPED: not tests. What Clang's build
-# joins, the linter reads in one go as well.
+# Compiles the target's files some at a time, where TRELVIK_JOIN_FILES asks for it. SHIPPED: not tests. FOLDERS: those of
+# a folder, in which no name is defined twice, and no others. What Clang's build joins, the linter reads in one go as well.
 function(trelvik_join_files target)
-  cmake_parse_arguments(join "SHIPPED" "" "" ${ARGN})
+  cmake_parse_arguments(join "SHIPPED;FOLDERS" "" "" ${ARGN})
   if(join_SHIPPED AND NOT TRELVIK_JOIN_FILES STREQUAL "ON")
     return()
   endif()
   if(TRELVIK_JOIN_FILES STREQUAL "OFF")
     return()
   endif()
-  set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 12)
-  # What is a name in one file may be a parameter in the next.
+  # What is a name in one file may be a local variable in the next.
   target_compile_options(${target} PRIVATE -Wno-shadow)
+  if(join_FOLDERS)
+    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP)
+    get_target_property(sources ${target} SOURCES)
+    foreach(source ${sources})
+      cmake_path(GET source PARENT_PATH folder)
+      cmake_path(GET folder FILENAME folder)
+      set_source_files_properties(${source} PROPERTIES UNITY_GROUP ${folder})
+    endforeach()
+    return()
+  endif()
+  set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 12)
 endfunction()

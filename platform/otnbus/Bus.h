@@ -22,6 +22,9 @@
 
 namespace otnbus {
 
+/// The bus daemon's own, and its interface's.
+inline constexpr const char* busName = "org.freedesktop.DBus";
+
 /// What the thread waits for that has the bus.
 struct Wait {
   pollfd fds[3];  ///< the bus, the wake-up, one of the waiter's own; -1 where there is none

@@ -26,7 +26,6 @@ using std::chrono::steady_clock;
 constexpr int retryInterval = 500;     ///< ms between two attempts to get the name
 constexpr uint64_t nameLimit = 10000;  ///< ms that the bus may take for its answer
 
-constexpr const char* busName = "org.freedesktop.DBus";
 constexpr uint32_t doNotQueue = 4;
 constexpr uint32_t primaryOwner = 1;
 constexpr int mappedSize = 128 * 1024;

@@ -17,7 +17,6 @@ constexpr LogPlace atDropSignal{"otnbus", "dropSignal", &platformTrace};
 constexpr std::string_view peer = "org.freedesktop.DBus.Peer";
 constexpr std::string_view introspectable = "org.freedesktop.DBus.Introspectable";
 constexpr std::string_view properties = "org.freedesktop.DBus.Properties";
-constexpr const char* busName = "org.freedesktop.DBus";
 constexpr int longestQuote = 255;  ///< of a caller's own text in the error that it gets
 
 std::string_view text(const char* value) {

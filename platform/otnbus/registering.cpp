@@ -25,7 +25,6 @@ using std::chrono::steady_clock;
 constexpr uint64_t busLimit = 10000;  ///< ms that the bus itself may take for an answer
 constexpr milliseconds tryInterval{5000};
 
-constexpr const char* busName = "org.freedesktop.DBus";
 constexpr const char* noMemory = "there is no memory to ask";
 
 }  // namespace

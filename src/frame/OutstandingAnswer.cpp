@@ -6,14 +6,13 @@
 
 #include "OBstubReply.h"
 #include "TraceObject.h"
+#include "frame/mainPlace.h"
 #include "frame/slotReply.h"
 #include "link/MsgArray.h"
 #include "link/SrvDbg.h"
 #include "printable.h"
 
 namespace {
-
-constexpr LogPlace atMain{"main", "main"};
 
 constexpr int maxLimit = 86400;  ///< s
 

@@ -6,6 +6,7 @@
 
 #include "Guard.h"
 #include "TraceObject.h"
+#include "frame/mainPlace.h"
 #include "frame/opsMessage.h"
 #include "frame/signals.h"
 #include "link/IssSocket.h"
@@ -15,8 +16,6 @@
 #include "process/running.h"
 
 namespace {
-
-constexpr LogPlace atMain{"main", "main"};
 
 timespec toTimespec(LoopState::Duration duration) {
   const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(duration);

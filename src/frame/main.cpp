@@ -9,6 +9,7 @@
 #include "boardUtils.h"
 #include "frame/OutstandingAnswer.h"
 #include "frame/ReceiveLoop.h"
+#include "frame/mainPlace.h"
 #include "frame/otnThread.h"
 #include "frame/signals.h"
 #include "link/CriticalActivity.h"
@@ -24,8 +25,6 @@
 #include "services/ports/boardMac.h"
 
 namespace {
-
-constexpr LogPlace atMain{"main", "main"};
 
 constexpr int startTraceLevel = 6;
 constexpr int failed = -1;

@@ -7,6 +7,7 @@
 #include "boardUtils.h"
 #include "executeCommand.h"
 #include "frame/deletePersistentIssConfig.h"
+#include "frame/mainPlace.h"
 #include "frame/routeAnswer.h"
 #include "link/CriticalActivity.h"
 #include "link/IssSocket.h"
@@ -14,8 +15,6 @@
 #include "services/ports/SrvIss.h"
 
 namespace {
-
-constexpr LogPlace atMain{"main", "main"};
 
 constexpr const char* commitMarker = "/persistency/iss/default_conf.commit";
 constexpr const char* openPorts = "/bin/sh -c /etc/iss/openPorts.sh";

@@ -2,6 +2,7 @@
 
 #include "TraceObject.h"
 #include "frame/answerIds.h"
+#include "frame/mainPlace.h"
 #include "frame/slotReply.h"
 #include "frame/slotText.h"
 #include "link/CriticalActivity.h"
@@ -12,8 +13,6 @@
 #include "printable.h"
 
 namespace {
-
-constexpr LogPlace atMain{"main", "main"};
 
 bool isLast(const MsgArrayEntry& slot) {
   return slot.msgNo == slot.msgCount;

@@ -1,6 +1,7 @@
 #include "frame/slotReply.h"
 
 #include "TraceObject.h"
+#include "frame/mainPlace.h"
 #include "link/MsgArray.h"
 #include "services/ports/SrvIss.h"
 #include "services/rules/SrvIssMgr.h"
@@ -8,8 +9,6 @@
 #include "services/synce/SrvSyncE.h"
 
 namespace {
-
-constexpr LogPlace atMain{"main", "main"};
 
 /// Whether a reply is due now. Without a service or stub there never is one: with the last message its handle
 /// is released.

@@ -10,8 +10,6 @@
 
 namespace {
 
-constexpr LogPlace worker{"SrvSmartSfp", "run_iss_SmartSfp_thread"};
-
 uint8_t ruleActionOf(const SmartSfpArguments& arguments) {
   if (arguments.fpId == 0) return ops::actionCreate;
   return arguments.pbmp == 0 ? ops::actionDelete : ops::actionModify;
@@ -36,7 +34,7 @@ OtnIpcMsg smartSfpRule(const SmartSfpArguments& arguments) {
   matchHalfWord(rule.entries[1], 4, 0x88B7);
   matchBytes(rule.entries[2], 11, {0x02, 0x7E, 0x51, 0xF1, 0xBC}, {0xFF, 0xFF, 0xFF, 0xFF, 0xFF});
   bitmapToPortList(arguments.pbmp, rule.portList);
-  LOG(DEBUG3, worker, HERE, "L2Pbmp=0x%x => portListL2= 0x%02x 0x%02x 0x%02x 0x%02x", arguments.pbmp,
+  LOG(DEBUG3, smartSfpWorker, HERE, "L2Pbmp=0x%x => portListL2= 0x%02x 0x%02x 0x%02x 0x%02x", arguments.pbmp,
       rule.portList[0], rule.portList[1], rule.portList[2], rule.portList[3]);
   rule.entryKind = ops::smartSfpRule;
   rule.encapType = ops::encapL2;
@@ -44,7 +42,7 @@ OtnIpcMsg smartSfpRule(const SmartSfpArguments& arguments) {
   rule.fpId0 = static_cast<uint32_t>(arguments.fpId);
   rule.entryCount = 4;  // the fourth entry stays zero
   rule.actionCode = ruleActionOf(arguments);
-  LOG(INFO, worker, HERE, "FP %d action %d", arguments.fpId, rule.actionCode);
+  LOG(INFO, smartSfpWorker, HERE, "FP %d action %d", arguments.fpId, rule.actionCode);
   return msg;
 }
 
@@ -56,7 +54,7 @@ OtnIpcMsg smartSfpPdu(const SmartSfpArguments& arguments) {
   payload.pbmp = arguments.pbmp;
   payload.size = arguments.size;
   constexpr int sizeOfStr = 4;
-  LOG(DEBUG3, worker, HERE, "Size of str:%d m_size:%d pbmp:%d fpId=%d", sizeOfStr,
+  LOG(DEBUG3, smartSfpWorker, HERE, "Size of str:%d m_size:%d pbmp:%d fpId=%d", sizeOfStr,
       static_cast<int>(arguments.size), static_cast<int>(arguments.pbmp), arguments.fpId);
   return msg;
 }

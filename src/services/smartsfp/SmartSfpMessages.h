@@ -5,6 +5,9 @@
 #include <string>
 
 #include "OtnIpcMsg.h"
+#include "TraceObject.h"
+
+inline constexpr LogPlace smartSfpWorker{"SrvSmartSfp", "run_iss_SmartSfp_thread"};
 
 /// The arguments of setSmartSfpParams, and the service's filter at the moment of the call.
 struct SmartSfpArguments {

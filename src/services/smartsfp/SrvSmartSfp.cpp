@@ -3,12 +3,12 @@
 #include <cstring>
 
 #include "TraceObject.h"
+#include "services/smartsfp/SmartSfpMessages.h"
 
 namespace {
 
 constexpr LogPlace atSetFpId{"SrvSmartSfp", "setFpId"};
 constexpr LogPlace atSetSmartSfpParams{"SrvSmartSfp", "setSmartSfpParams"};
-constexpr LogPlace worker{"SrvSmartSfp", "run_iss_SmartSfp_thread"};
 
 }  // namespace
 
@@ -58,7 +58,7 @@ SavedArguments save(const SmartSfpArguments& arguments) {
 }
 
 constexpr TailLines tail{
-    .place = worker,
+    .place = smartSfpWorker,
     .behindReader = HERE,
     .aheadOfReader = HERE,
     .signal = HERE,
@@ -66,14 +66,14 @@ constexpr TailLines tail{
 };
 
 struct Texts {
-  static void locked() { LOG(DEBUG3, worker, HERE, "mutex lock"); }
-  static void slot(int index) { LOG(DEBUG3, worker, HERE, "message writepoiter %d", index); }
+  static void locked() { LOG(DEBUG3, smartSfpWorker, HERE, "mutex lock"); }
+  static void slot(int index) { LOG(DEBUG3, smartSfpWorker, HERE, "message writepoiter %d", index); }
 };
 
 /// False when the request is refused: its caller is answered at once.
 bool queue(SmartSfpRequest& request) REQUIRES(mutex) {
   SmartSfpArguments& arguments = request.arguments;
-  LOG(DEBUG2, worker, HERE,
+  LOG(DEBUG2, smartSfpWorker, HERE,
       "stub-process-thread: enableFilter=%d, action=%d, sendOutPDU=%d,                   L2Pbmp=%d, size=%d",
       static_cast<int>(arguments.enableFilter), static_cast<int>(arguments.action),
       static_cast<int>(arguments.sendOutPDU), static_cast<int>(arguments.pbmp),
