@@ -121,6 +121,13 @@ class Syslog:
     def texts(self, pattern="*", since=0):
         return [line.text for line in self.find(pattern, since)]
 
+    def times(self, pattern, since=0):
+        """When each line that fits was sent, in seconds, by the kernel's own note."""
+        match = matcher(pattern)
+        lines = self.all()
+        return [seconds + nanoseconds / 1e9
+                for (seconds, nanoseconds), line in list(zip(self._sent, lines))[since:] if match.match(line.text)]
+
     def wait(self, pattern, since=0, count=1, deadline=None):
         """Waits for the count-th line that fits and returns it."""
         match = matcher(pattern)
