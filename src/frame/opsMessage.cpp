@@ -3,6 +3,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstring>
+
 #include "TraceObject.h"
 #include "boardUtils.h"
 #include "executeCommand.h"
@@ -35,7 +38,12 @@ void sendWhatWaited() REQUIRES(mutex) {
 
 void createCommitMarker() {
   const int fd = open(commitMarker, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-  if (fd >= 0) close(fd);
+  if (fd >= 0) {
+    close(fd);
+  } else {
+    LOG(WARNING, atMain, HERE, "%s not made (%s): ISS runs its default script again when it starts next",
+        commitMarker, strerror(errno));
+  }
 }
 
 void opsReady(OtnIpcMsg& msg, bool csmBoard) {

@@ -1,5 +1,6 @@
 import os
 import signal
+import subprocess
 
 import pytest
 
@@ -66,6 +67,26 @@ def test_csm_board_with_commit_marker_requests_nothing(board):
     board.log.wait(OPS_READY)
     board.sync_ops()
     assert board.ops.silent() and not board.log.find(CREATING)
+
+
+def test_commit_marker_that_cannot_be_made_is_told(board):
+    not_made = (f"[WARNING] main:* (main) - {COMMIT_MARKER} not made (Read-only file system): ISS runs its default script "
+                "again when it starts next")
+    board.expect_log(not_made)
+    install_open_ports()
+    board.connected(name=CSM_BOARD)
+    place = os.path.dirname(COMMIT_MARKER)
+    subprocess.run(["mount", "--bind", place, place], check=True)
+    subprocess.run(["mount", "-o", "remount,bind,ro", place], check=True)
+    for _ in range(2):
+        board.ops.send(record.make(record.TASK_INIT_STATUS))
+        board.ops.serve(record.RUN_DEFAULT_SCRIPT_COMMAND)
+    board.log.wait(not_made, count=2)
+    board.wait_file(READY_MARKER)
+    subprocess.run(["umount", place], check=True)
+    board.ops.send(record.make(record.TASK_INIT_STATUS))
+    board.ops.serve(record.RUN_DEFAULT_SCRIPT_COMMAND)
+    board.wait_file(COMMIT_MARKER)
 
 
 def test_default_script_answer_makes_other_boards_ready_too(board):

@@ -2,6 +2,7 @@
 
 #include <pthread.h>
 
+#include <cstring>
 #include <filesystem>
 #include <string>
 #include <system_error>
@@ -130,9 +131,11 @@ void OBOchStub::triggerDataUser(OBstubReply* reply, int32_t state, bool) {
   countArrival(BusInterface::LifeCycle);
   OchTriggerRequest request{state, reply, m_pStub};
   pthread_t thread;
-  if (pthread_create(&thread, nullptr, run_och_thread, &request) == 0) {
+  const int error = pthread_create(&thread, nullptr, run_och_thread, &request);
+  if (error == 0) {
     pthread_join(thread, nullptr);
   } else {
+    LOG(ERROR, atTriggerDataUser, HERE, "Failed to create thread: %s", strerror(error));
     OBstubReply::release(reply);
   }
 }

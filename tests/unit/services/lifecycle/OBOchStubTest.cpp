@@ -259,6 +259,8 @@ TEST_F(LifeCycle, WithoutAThreadThereIsNoReply) {
   failNextThread(EAGAIN);
   trigger(started, false, 30);
   EXPECT_EQ(commands(), "");
+  EXPECT_THAT(unnumbered(), Contains(line("ERROR", "triggerDataUser",
+                                          "Failed to create thread: Resource temporarily unavailable")));
   EXPECT_THAT(FakeBus::replies(), IsEmpty());
   EXPECT_THAT(FakeBus::released(), ElementsAre(30U));
 }
