@@ -135,6 +135,7 @@ def _judge(stand, pool, made, decisions, returned, signals_lost):
             model.doubtful += refused.discarded
         if each.method is methods.DEBUG:
             same(f"datagram that found no room, {each}", 1, returned.count(decision.overflow))
+            stand.answered(each)
         else:
             stand.expect_reply(each, decision.overflow if full else decision.reply)
     if signals_lost and model.fits(1):

@@ -39,27 +39,39 @@ class Stand:
         if committed:
             files.write(COMMIT_MARKER, "")
         self.model = Model(csm=csm, committed=committed, no_ac_port=no_ac_port, mac=mac)
-        self.manager = self.board.peer()
-        if first is not None:
-            self.manager.serve("getRedundantState", ("i", (first,)))
-        self.manager.request_name(MANAGER)
-        self.listener = self.board.peer()
-        for signal in SIGNALS:
-            self.listener.subscribe(signal)
-        self.callers = [self.board.peer() for _ in range(CALLERS)]
+        self._first = first
+        self.join_bus()
         self.stderr = ""
         self.kicked = 0
         self._started = time.monotonic()
         self._possible = []
         self.silent = []  # calls that must never be answered
         self._seen_lines = self._seen_signals = self._seen_reports = self._barriers = 0
-        self._first = first
         self._arguments = ["-p"] if no_ac_port else []
+
+    def join_bus(self):
+        """All peers of the daemon come to the bus."""
+        self.manager = self.board.peer()
+        if self._first is not None:
+            self.manager.serve("getRedundantState", ("i", (self._first,)))
+        self.manager.request_name(MANAGER)
+        self.listener = self.board.peer()
+        for signal in SIGNALS:
+            self.listener.subscribe(signal)
+        self.callers = [self.board.peer() for _ in range(CALLERS)]
+
+    def launch(self, **options):
+        """Starts the daemon, and returns at once."""
+        self.board.start(*self._arguments, name=CSM_BOARD if self.model.csm else OTHER_BOARD,
+                         mac=self.model.state.mac.hex(":"), **options)
 
     def start(self):
         """Starts the daemon, which asks for the redundancy state; ISS is not ready yet."""
-        self.board.start(*self._arguments, name=CSM_BOARD if self.model.csm else OTHER_BOARD,
-                         mac=self.model.state.mac.hex(":"))
+        self.launch()
+        self.meet()
+
+    def meet(self):
+        """OPS accepts the daemon, and gets the redundancy state that was asked for."""
         self.accept()
         if self._first is not None and self._first <= 14:
             request = self.new(methods.REDUNDANCY, (self._first,))
@@ -161,6 +173,10 @@ class Stand:
             same(f"reply to {request}", tuple(expected), got)
         else:
             return
+        self.answered(request)
+
+    def answered(self, _request):
+        """It has its reply."""
         self.tally.replies += 1
 
     # What OPS gets.

@@ -138,25 +138,35 @@ def leave(stand, chance):
 
 
 def no_script(stand, chance):
-    """A script that cannot be written: ISS gets an empty record in its place."""
-    model = stand.model
-    port, action = chance.randrange(1, 29), chance.choice((1, 2))
-    made = stand.new(methods.PORTS, (action, 6, port, 1000, True, 100, 0, 0))
-    decision = model.decide(made)
-    (path, _), = decision.scripts
+    """A script that cannot be written."""
+    made = scripted(stand, chance)
+    (path, _), = stand.model.decide(made).scripts
     if os.path.exists(path):
         os.unlink(path)
     os.mkdir(path)
+    unwritten(stand, chance, made)
+    os.rmdir(path)
+
+
+def scripted(stand, chance):
+    """A request that needs a script; it is not sent yet."""
+    port, action = chance.randrange(1, 29), chance.choice((1, 2))
+    return stand.new(methods.PORTS, (action, 6, port, 1000, True, 100, 0, 0))
+
+
+def unwritten(stand, chance, made, why=".*", plain=False):
+    """Carries the request out, whose script cannot be written: ISS gets an empty record in its place."""
+    decision = stand.model.decide(made)
+    (path, _), = decision.scripts
     decision.scripts = []
     decision.records = [bytes(layout.SIZE) if layout.word_at(each, 0) == layout.RUN_SCRIPT else each
                         for each in decision.records]
     decision.lines += [line("ERROR", "SrvIss", "CreateOPSFile", "Unable to create OPS file!!\n"),
-                       like("WARNING", rf"SrvIss:\d+ \(CreateOPSFile\) - Script {path} not written \(.*")]
+                       like("WARNING", rf"SrvIss:\d+ \(CreateOPSFile\) - Script {path} not written \({why}.*")]
     stand.issue(made)
-    model.settled(made, decision)
-    model.queue(made, decision)
-    drain(stand, chance)
-    os.rmdir(path)
+    stand.model.settled(made, decision)
+    stand.model.queue(made, decision)
+    drain(stand, chance, plain=plain)
 
 
 STEPS = {request: 80, report: 8, several: 4, burst: 2, unasked: 1, wrong: 3, stray: 1, leave: 1, no_script: 0.5,

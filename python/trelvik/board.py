@@ -98,6 +98,10 @@ class Board:
         if self._bus_daemon is not None:
             self._bus_daemon.send_signal(SIGHUP)
 
+    @property
+    def bus_pid(self):
+        return self._bus_daemon.pid
+
     def _bus_config(self, name):
         return os.path.join(self.dir, name + ".conf")
 

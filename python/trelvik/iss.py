@@ -52,6 +52,10 @@ class Iss:
         done = ask("inject", directive)
         assert done.returncode == 0, f"inject {directive}: {done.stdout}{done.stderr}"
 
+    @property
+    def pid(self):
+        return self._process.pid
+
     def leave(self):
         if self._process is None:
             return
