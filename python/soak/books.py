@@ -6,7 +6,7 @@ from collections import Counter
 from storm.deviation import Deviation, same
 from trelvik.wait import until
 
-MEMORY = 1024
+MEMORY = 512
 """KiB that the daemon's own memory may grow between two quiet moments, beyond the stacks of the workers made meanwhile."""
 STACK = 24
 """KiB of a worker's stack that have been used, at most."""
@@ -67,9 +67,9 @@ class Books:
         if made > MOST_WORKERS:
             raise Deviation("workers", f"{MOST_WORKERS} at most", made)
         same("descriptors", dict(self.descriptors), dict(descriptors(self._pid)))
-        bound = self.memory + MEMORY + STACK * max(0, more)
-        grown = memory(self._pid)
-        if grown > bound:
-            raise Deviation("memory of the daemon", f"{bound} KiB at most, {self.memory} at the beginning of its life",
-                            f"{grown} KiB")
-        return grown - self.memory
+        stacks = STACK * max(0, more)
+        grown = memory(self._pid) - self.memory - stacks
+        if grown > MEMORY:
+            raise Deviation("memory of the daemon", f"{self.memory} KiB as at the beginning, {stacks} for the stacks of {more} "
+                            f"workers, and {MEMORY} at most besides", f"{grown} KiB besides")
+        return grown

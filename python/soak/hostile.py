@@ -247,8 +247,8 @@ LONGEST = 180
 
 
 class Board:
-    def __init__(self, number, seed, end, ledger, directory):
-        self._number, self._seed, self._end, self._ledger = number, seed, end, ledger
+    def __init__(self, number, seed, ending, ledger, directory):
+        self._number, self._seed, self._ending, self._ledger = number, seed, ending, ledger
         self._clock = Clock(os.path.join(directory, f"clock-{number}"))
         self._life = None
         self._turn = 0
@@ -264,7 +264,7 @@ class Board:
     def run(self):
         """One life after another; returns the deviation, or None."""
         try:
-            while time.monotonic() < self._end:
+            while not self._ending.over():
                 self._one_life()
         except Deviation as deviation:
             return deviation
@@ -276,9 +276,9 @@ class Board:
         self._ledger.under = "hostile ISS: nothing else"
         self._clock.jump(0)
         self._life = life = Life(self._chance(), self._ledger, self._clock)
-        end = min(self._end, time.monotonic() + LONGEST)
+        end = time.monotonic() + LONGEST
         life.begin()
-        while time.monotonic() < end:
+        while time.monotonic() < end and not self._ending.over():
             chance = self._chance()
             name = chance.choice(tuple(DISTURBANCES))
             self._ledger.begins(name)

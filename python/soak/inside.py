@@ -7,6 +7,7 @@ import traceback
 from storm.deviation import Deviation
 
 from . import commandline
+from .ending import Ending
 from .ledger import Ledger
 
 
@@ -18,13 +19,15 @@ def main():
         from .oracle import Board
     ledger = Ledger()
     began = time.monotonic()
-    board = Board(options.number, options.seed, began + 60 * options.minutes, ledger, "/run")
+    ending = Ending(options.directory, options.minutes)
+    board = Board(options.number, options.seed, ending, ledger, "/run")
     try:
         deviation = board.run()
     except Exception:  # a mistake of the soak itself must not look like a board that had nothing to tell
         deviation = Deviation("the soak itself", "to go on", traceback.format_exc())
     told = None
     if deviation is not None:
+        ending.now()
         ledger.count("deviations")
         told = f"{deviation}"
     place = os.path.join(options.directory, f"board-{options.number}")

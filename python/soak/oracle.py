@@ -1,7 +1,6 @@
 """A board whose ISS is scripted: the storm's oracle knows what each request must lead to, whatever happens to the board."""
 import os
 import random
-import time
 
 from storm import steps, turns
 from storm.deviation import Deviation
@@ -49,8 +48,8 @@ def settle_in(stand, chance):
 
 
 class Board:
-    def __init__(self, number, seed, end, ledger, directory):
-        self._number, self._seed, self._end = number, seed, end
+    def __init__(self, number, seed, ending, ledger, directory):
+        self._number, self._seed, self._ending = number, seed, ending
         self._ledger = ledger
         self._tally = Tally()
         self._clock = Clock(os.path.join(directory, f"clock-{number}"))
@@ -72,15 +71,12 @@ class Board:
         self._turn += 1
         return random.Random(f"{self._seed} {self._number} {self._turn}")
 
-    def _over(self):
-        return time.monotonic() >= self._end
-
     def run(self):
         """One life after another; returns the deviation, or None."""
         try:
-            while not self._over():
+            while not self._ending.over():
                 self._one_life(self._life)
-                if threads.possible() and not self._over():
+                if threads.possible() and not self._ending.over():
                     self._one_life(self._life_without_threads)
         except Deviation as deviation:
             return deviation
@@ -105,7 +101,7 @@ class Board:
         deck = [*DISTURBANCES.items(), (BUS_DIES, self._bus_dies)]
         chance.shuffle(deck)
         for name, disturb in deck:
-            if self._over():
+            if self._ending.over():
                 break
             self._ledger.under = calm
             for _ in range(chance.randrange(2, 9)):

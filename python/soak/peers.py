@@ -7,7 +7,7 @@ from .requests import Sent, fill_ring, with_iss
 CALM = 6
 """The trace level at which a request that is in order leaves no line."""
 MIXED = 80
-BUNCH, BUNCHES = 250, 12
+BUNCH, BUNCHES = 250, 24
 """Calls of one caller at once, and how often: what each leaves behind, however little, adds up to something."""
 
 

@@ -8,6 +8,8 @@ from .requests import Sent, with_iss
 
 LONGEST = 1.2
 """Seconds of a stop."""
+BUNCH, BACKLOG = 4, 600
+"""Reports at once, and how many are more than a socket of the bus takes, but not more than the daemon keeps."""
 
 
 def daemon(stand, chance):
@@ -33,25 +35,33 @@ def bus(stand, chance):
         answered_meanwhile(stand, chance, got)
         return
     sent = Sent(stand, chance, chance.randrange(2, 13))
-    reports = [values.port_status(chance) for _ in range(chance.randrange(4))]
     with stand.stopped(stand.board.bus_pid):
         sent.issue()
-        for raw in reports:
-            stand.ops.send(raw)
-            stand.model.handle(raw)
+        reports(stand, chance)
         stand.hold(chance.uniform(0.1, LONGEST), sent.made)
         silent(stand)
     stand.check_signals()
     drain(stand, chance, sent.settle())
 
 
+def reports(stand, chance):
+    """ISS reports changes of its ports: a few, or more than the bus's socket takes."""
+    for _ in range(chance.choice((0, 1, BACKLOG // BUNCH))):
+        for raw in (values.port_status(chance) for _ in range(BUNCH)):
+            stand.ops.send(raw)
+            stand.model.handle(raw)
+        stand.ops.wait_all_read()
+
+
 def answered_meanwhile(stand, chance, got):
     """The reply to what ISS answers while the bus stands still comes when it goes on."""
     raw = values.answer(chance, got, plain=True)
     with stand.stopped(stand.board.bus_pid):
+        reports(stand, chance)
         stand.ops.send(raw)
         answered = stand.model.handle(raw)
         stand.hold(chance.uniform(0.1, LONGEST), [answered[0]])
+    stand.check_signals()
     stand.expect_reply(*answered)
 
 
