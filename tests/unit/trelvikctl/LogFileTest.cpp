@@ -272,6 +272,28 @@ TEST(LogFile, NothingIsFollowedAcrossAGap) {
   }
 }
 
+TEST(LogFile, RequestWithoutAThreadLeavesNoneToTakeUp) {
+  const std::string noThread =
+      "2026-11-21 19:47:03.000 [ERROR] SrvIss:48 (setPortParams) - Failed to create thread: no memory\n";
+  const History history = read(lines({arrival}) + noThread + lines({processing, unlock}));
+  ASSERT_THAT(history.requests, SizeIs(2));
+  EXPECT_EQ(history.requests[0].ending, Ending::failed);
+  EXPECT_FALSE(history.requests[1].arrived) << "its own arrival is not in the log";
+  const History both = read(lines({arrival, arrival, processing, unlock}) + noThread + lines({processing}));
+  EXPECT_THAT(both.requests, SizeIs(3));
+  EXPECT_THAT(both.notes, IsEmpty());
+}
+
+TEST(LogFile, MessageGivenUpWhileItsAnswerIsRoutedIsNotFollowed) {
+  const std::string log = release;
+  const size_t routed = log.find("2026-11-21 19:47:03.628 [DEBUG3] main:473");
+  const History history = read(
+      log.substr(0, routed) + "2026-11-21 19:47:03.628 [ERROR] main:98 (main) - gave up IssSetLanWanAsync\n" +
+      log.substr(routed));
+  ASSERT_FALSE(history.requests.empty());
+  EXPECT_EQ(history.requests[0].ending, Ending::givenUp);
+}
+
 TEST(LogFile, LinesOfOthersArePassedOver) {
   std::string log;
   for (const char c : std::string(release)) {

@@ -14,14 +14,18 @@ void Arrivals::add(RequestKind kind, std::string text, LogTime when) {
 }
 
 bool Arrivals::takeLast(RequestKind kind, TracedRequest& request) {
-  Group* last = nullptr;
-  for (auto& [key, group] : m_groups) {
-    if (key.first != kind || group.taken >= group.waiting.size()) continue;
-    if (last == nullptr || last->waiting.back().arrived < group.waiting.back().arrived) last = &group;
+  auto last = m_groups.end();
+  for (auto each = m_groups.begin(); each != m_groups.end(); ++each) {
+    if (each->first.first != kind) continue;
+    const bool later =
+        last == m_groups.end() || last->second.waiting.back().arrived < each->second.waiting.back().arrived;
+    if (later) last = each;
   }
-  if (last == nullptr) return false;
-  request = std::move(last->waiting.back());
-  last->waiting.pop_back();
+  if (last == m_groups.end()) return false;
+  Group& group = last->second;
+  request = std::move(group.waiting.back());
+  group.waiting.pop_back();
+  if (group.taken == group.waiting.size()) m_groups.erase(last);
   return true;
 }
 

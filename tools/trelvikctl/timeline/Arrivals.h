@@ -25,9 +25,10 @@ class Arrivals {
   std::vector<TracedRequest> leftOver(size_t& untold);
 
  private:
+  /// Requests that look alike.
   struct Group {
     std::vector<TracedRequest> waiting;
-    size_t taken = 0;
+    size_t taken = 0;  ///< fewer than wait: a group of which all are taken goes
   };
   std::map<std::pair<RequestKind, std::string>, Group> m_groups;
 };

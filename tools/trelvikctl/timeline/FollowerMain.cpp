@@ -98,6 +98,7 @@ void Follower::giveUp(const LogLine& line) {
   addPorts(line.text, request->ports);
   const size_t number = m_ring.front().request;
   while (!m_ring.empty() && m_ring.front().request == number) m_ring.pop_front();
+  m_routed = false;
   sample(line.when);
 }
 
