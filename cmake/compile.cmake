@@ -16,6 +16,9 @@ if(TRELVIK_SANITIZE)
   add_compile_options(${TRELVIK_SANITIZE_FLAGS})
   add_link_options(${TRELVIK_SANITIZE_FLAGS})
 endif()
+if(TRELVIK_FUZZ AND NOT CMAKE_CXX_COMPILER_ID MATCHES Clang)
+  message(FATAL_ERROR "TRELVIK_FUZZ is for Clang, whose part libFuzzer is: add -DCMAKE_CXX_COMPILER=clang++")
+endif()
 if(TRELVIK_HARDEN)
   if(TRELVIK_SANITIZE OR TRELVIK_COVERAGE)
     message(FATAL_ERROR "TRELVIK_HARDEN is for what is shipped: build sanitizers and coverage counters without it")
@@ -46,7 +49,7 @@ if(TRELVIK_COVERAGE)
 endif()
 
 # Compiles the target's files some at a time, where TRELVIK_JOIN_FILES asks for it. SHIPPED: not tests. FOLDERS: those of
-# a folder, in which no name is defined twice, and no others. What Clang's build joins, the linter reads in one go as well.
+# a folder, in which no name is defined twice, and no others. What asan joins, the linter reads in one go as well.
 function(trelvik_join_files target)
   cmake_parse_arguments(join "SHIPPED;FOLDERS" "" "" ${ARGN})
   if(join_SHIPPED AND NOT TRELVIK_JOIN_FILES STREQUAL "ON")
@@ -68,4 +71,11 @@ function(trelvik_join_files target)
     return()
   endif()
   set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 12)
+endfunction()
+
+# The target's code guides libFuzzer, where there are fuzz targets.
+function(trelvik_guide_fuzzing target)
+  if(TRELVIK_FUZZ)
+    target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)
+  endif()
 endfunction()

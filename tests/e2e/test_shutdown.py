@@ -21,6 +21,7 @@ FINISHED = "[INFO] main:658 (main) - Finished"
                                           (signal.SIGINT, "Interrupt")])
 def test_stop_signals_end_the_daemon(board, number, name):
     board.up(level=9)
+    board.log.wait("[INFO] main:717 *")
     since = board.log.mark()
     board.stop(number)
     board.log.sequence([STOPPING.format(name, int(number)),
