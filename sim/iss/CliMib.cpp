@@ -118,7 +118,7 @@ CliResult setColumn(InterfaceRow& row, std::string_view column, std::string_view
     if (!isNumber) return badValue("not a number");
     row.ipAddrAllocMethod = number;
   } else if (column == "ifMainAdminStatus") {
-    if (number != 1 && number != 2) return badValue("no admin status");
+    if (!isNumber || (number != 1 && number != 2)) return badValue("no admin status");
     if (row.status != RowStatus::active) return CliRefusal{CliReason::conflict, "the row is not active"};
     row.admin = number == 1;
   } else {

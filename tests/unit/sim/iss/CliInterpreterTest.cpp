@@ -306,6 +306,8 @@ INSTANTIATE_TEST_SUITE_P(
                 "the row is not active"},
         Refused{ROW "snmpset mib name ifMainAdminStatus.9 value 3", CliReason::badArgument,
                 "no admin status"},
+        Refused{ROW "snmpset mib name ifMainAdminStatus.9 value 1x", CliReason::badArgument,
+                "no admin status"},
         Refused{ROW "snmpset mib name ifIpAddrAllocMethod.9 value x", CliReason::badArgument, "not a number"},
         Refused{ROW "snmpset mib name ifAlias.9 value 76:6", CliReason::badArgument,
                 "not a string of octets"},
