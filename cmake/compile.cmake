@@ -58,7 +58,7 @@ function(trelvik_join_files target)
   if(TRELVIK_JOIN_FILES STREQUAL "OFF")
     return()
   endif()
-  # What is a name in one file may be a local variable in the next.
+  # What is a name in one file may be a local variable in the next; preset release looks at each file by itself.
   target_compile_options(${target} PRIVATE -Wno-shadow)
   if(join_FOLDERS)
     set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP)
