@@ -41,7 +41,7 @@ void seal(const Message& message) {
   must(sd_bus_message_seal(message.get(), 1, 0) >= 0, "a call can be sealed");
 }
 
-/// A text that D-Bus can carry.
+/// A text that D-Bus can carry, of a megabyte at most.
 std::string takeText(Input& input) {
   std::string text(input.text());
   for (char& c : text)
@@ -49,7 +49,7 @@ std::string takeText(Input& input) {
   const uint8_t times = input.byte();
   if (times > 250) {
     std::string more;
-    for (int i = 0; i < 1 << (times - 238); ++i) more += text;
+    for (int i = 0; i < 1 << (times - 243); ++i) more += text;
     text = more;
   }
   return text;
@@ -88,7 +88,7 @@ void values(Input& input) {
     wanted.push_back(takeValue(input, signature.back()));
   }
   const size_t size = otnbus::textSize(wanted);
-  if (size > 3 * otnbus::maxText) return;
+  if (size > 2 * otnbus::maxText) return;
   const Message message = newCall("/otn");
   must(otnbus::appendValues(message.get(), wanted), "every value can be carried");
   seal(message);
