@@ -110,8 +110,8 @@ class Board:
             disturb(stand, self._chance())
             plain(stand, chance)
             stand.checkpoint()
+            stand.balance()
         self._ledger.under = calm
-        stand.balance()
         stand.finish()
         stand.catalogue.check(stand.board.log)
 

@@ -46,7 +46,7 @@ def bus(stand, chance):
 
 def reports(stand, chance):
     """ISS reports changes of its ports: a few, or more than the bus's socket takes."""
-    for _ in range(chance.choice((0, 1, BACKLOG // BUNCH))):
+    for _ in range(chance.choice((1, BACKLOG // BUNCH, BACKLOG // BUNCH))):
         for raw in (values.port_status(chance) for _ in range(BUNCH)):
             stand.ops.send(raw)
             stand.model.handle(raw)
