@@ -33,7 +33,7 @@ BUS_LOST = "[CRITICAL] otnbus:*"
 
 # Lines on standard error that are not the daemon's: emulation and coverage tools speak there, and so do this
 # machine's programs when an emulated daemon starts them with a monitor emulator that they cannot load.
-FOREIGN_STDERR = ("qemu: ", "profiling:") + (("ERROR: ld.so: object ",) if LAUNCHER else ())
+FOREIGN_STDERR = ("qemu: ", "profiling:", "libgcov profiling error:") + (("ERROR: ld.so: object ",) if LAUNCHER else ())
 
 
 def clear_fixed_paths():
