@@ -140,9 +140,9 @@ bool OutstandingAnswer::act(AnswerWatch::Verdict verdict, AnswerWatch::Time now)
       if (late) issReady = 0;
       return late;
     }
-    case AnswerWatch::Verdict::Quiet:
+    case AnswerWatch::Verdict::Quiet:  // GCOV_EXCL_START: look() handles these two itself
     case AnswerWatch::Verdict::TellBlocked:
-      break;
+      break;  // GCOV_EXCL_STOP
   }
   return false;
 }

@@ -88,6 +88,11 @@ TEST(SlotText, NamesADebugMessageByItsTypeOnly) {
             "debug socket (source 2) message 1 of 1, UnknownMsgType [99]");
 }
 
+TEST(SlotText, NamesNoOriginOfASlotThatIsFree) {
+  EXPECT_EQ(text(slotOf(MsgSource::None, 99)), "unknown (source 0) message 1 of 1, UnknownMsgType [99]");
+  EXPECT_TRUE(text(slotOf(static_cast<MsgSource>(77), 99)).starts_with("unknown (source 77) "));
+}
+
 TEST(SlotText, HasRoomForTheLongestNames) {
   MsgArrayEntry slot = slotOf(MsgSource::IssMgr, 17, -2147483647, -2147483647);
   slot.arguments.ruleType = 0xFFFFFFFF;

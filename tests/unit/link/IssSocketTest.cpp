@@ -13,6 +13,7 @@
 #include "link/recordOptions.h"
 #include "process/running.h"
 #include "stopPending.h"
+#include "support/NoDescriptors.h"
 #include "support/OpsPeer.h"
 #include "support/OwnNamespaces.h"
 #include "support/Record.h"
@@ -214,6 +215,28 @@ TEST_F(NoOps, LeavesNoDescriptorBehind) {
   socket.StartTcpClient();
   socket.getFd(second);
   EXPECT_EQ(first, second);
+}
+
+TEST_F(NoOps, IsToldWhenThereIsNoSocket) {
+  IssSocket socket;
+  {
+    const NoDescriptors lack;
+    EXPECT_EQ(socket.StartTcpClient(), 1);
+  }
+  EXPECT_THAT(lines(), ElementsAre(logged("WARNING", "IssSocket", 40, "StartTcpClient",
+                                          "Opening OPS socket() failed (24): Too many open files\n")));
+}
+
+TEST_F(NoOps, IsToldWhenThereIsNoNetwork) {
+  int result = -1;
+  std::thread([&] {
+    // Its loopback is down.
+    if (unshare(CLONE_NEWNET) == 0) result = IssSocket().StartTcpClient();
+  }).join();
+  if (result == -1) GTEST_SKIP() << "no network of the test's own";
+  EXPECT_EQ(result, 1);
+  EXPECT_THAT(lines(), ElementsAre(logged("WARNING", "IssSocket", 49, "StartTcpClient",
+                                          "OPS socket connection failed (101): Network is unreachable\n")));
 }
 
 class OwnPort : public RoomTest {

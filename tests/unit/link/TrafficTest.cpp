@@ -80,6 +80,7 @@ TEST(BusInterfaces, HaveNamesAndCountsOfTheirOwn) {
   EXPECT_EQ(names.size(), busInterfaces);
   EXPECT_EQ(counts.size(), busInterfaces);
   EXPECT_FALSE(names.contains(""));
+  EXPECT_STREQ(busInterfaceName(static_cast<BusInterface>(busInterfaces)), "");
 }
 
 TEST(BusInterfaces, AreTheSourcesOfTheRingByTheirCallersName) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "otnbus/values.h"
+#include "support/memory.h"
 
 namespace {
 
@@ -37,6 +38,20 @@ TEST(CallQueue, HasRoomForSoManyAndSoMuchText) {
   while (queue.take(taken)) ++count;
   EXPECT_EQ(count, CallQueue::maxEntries);
   EXPECT_TRUE(queue.hasRoom(otnbus::maxTextTogether));
+}
+
+TEST(CallQueue, TakesNothingWhenThereIsNoMemory) {
+  CallQueue queue;
+  size_t posted = 0;
+  {
+    const NoMemory lack;
+    // What it has got already may suffice for a few.
+    while (posted < CallQueue::maxEntries && queue.post(entry(0, 1))) ++posted;
+  }
+  EXPECT_LT(posted, CallQueue::maxEntries);
+  EXPECT_TRUE(queue.hasRoom(otnbus::maxTextTogether - posted)) << "what was not taken counts";
+  EXPECT_FALSE(queue.hasRoom(otnbus::maxTextTogether - posted + 1));
+  EXPECT_TRUE(queue.post(entry(0)));
 }
 
 }  // namespace

@@ -2,19 +2,27 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
+#include <thread>
+#include <utility>
+#include <vector>
 
 #include "File.h"
 #include "TraceObject.h"
 #include "boardUtils.h"
 #include "executeCommand.h"
+#include "failCalls.h"
 #include "logAssertFailed.h"
 #include "stopPending.h"
+#include "support/NoDescriptors.h"
 #include "support/SyslogCapture.h"
 #include "support/waitFor.h"
 
@@ -114,19 +122,59 @@ TEST(ExecuteCommand, doesNotWaitWhenNotAsked) {
   rmdir(path);
 }
 
+TEST(ExecuteCommand, leavesOutputAloneOfWhatItDoesNotWaitFor) {
+  std::string output = "before";
+  EXPECT_TRUE(otn::executeCommand("echo out", false, nullptr, &output, true));
+  EXPECT_EQ(output, "");
+}
+
+TEST(ExecuteCommand, readsOnAfterASignal) {
+  failing::readFile.fail(failing::Call::By::Test, EINTR);
+  std::string output;
+  EXPECT_TRUE(otn::executeCommand("echo out", true, nullptr, &output, true));
+  EXPECT_TRUE(failing::readFile.done());
+  EXPECT_EQ(output, "out\n");
+}
+
+TEST(ExecuteCommand, endsWithTheChildWhenItsOutputCannotBeRead) {
+  failing::readFile.fail(failing::Call::By::Test, EIO);
+  std::string output;
+  int status = -1;
+  EXPECT_TRUE(otn::executeCommand("exit 0", true, &status, &output, true));
+  EXPECT_TRUE(failing::readFile.done());
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(output, "");
+}
+
+TEST(ExecuteCommand, tellsACommandThatCannotBeStarted) {
+  const SyslogCapture log;
+  std::string output;
+  int status = 0;
+  for (const bool told : {false, true}) {
+    const NoDescriptors lack;
+    EXPECT_FALSE(otn::executeCommand("echo out", true, &status, &output, told));
+    EXPECT_EQ(log.count("[ERROR] board:"), told ? 1U : 0U);
+  }
+  EXPECT_EQ(log.count("Failed to start [echo out]: Too many open files"), 1U);
+  EXPECT_EQ(status, -1);
+  EXPECT_EQ(output, "");
+}
+
 TEST(StopPending, seesABlockedStopSignal) {
-  sigset_t mask;
-  sigset_t before;
-  sigemptyset(&mask);
-  sigaddset(&mask, SIGQUIT);
-  pthread_sigmask(SIG_BLOCK, &mask, &before);
-  EXPECT_FALSE(otn::stopPending());
-  pthread_kill(pthread_self(), SIGQUIT);
-  EXPECT_TRUE(otn::stopPending());
-  int taken = 0;
-  sigwait(&mask, &taken);
-  EXPECT_FALSE(otn::stopPending());
-  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  for (const int signal : {SIGTERM, SIGQUIT, SIGINT}) {
+    sigset_t mask;
+    sigset_t before;
+    sigemptyset(&mask);
+    sigaddset(&mask, signal);
+    pthread_sigmask(SIG_BLOCK, &mask, &before);
+    EXPECT_FALSE(otn::stopPending());
+    pthread_kill(pthread_self(), signal);
+    EXPECT_TRUE(otn::stopPending());
+    int taken = 0;
+    sigwait(&mask, &taken);
+    EXPECT_FALSE(otn::stopPending());
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  }
 }
 
 TEST(File, readsUpToTheEnd) {
@@ -143,8 +191,16 @@ TEST(File, readsUpToTheEnd) {
   EXPECT_STREQ(buffer, "abcd????");
   EXPECT_TRUE(file.readFile(buffer, 8));
   EXPECT_STREQ(buffer, "efcd????");
+  ASSERT_TRUE(file.openFile(0)) << "opened anew, it is read from its begin";
+  failing::readFile.fail(failing::Call::By::Test, EINTR);
+  EXPECT_TRUE(file.readFile(buffer, 3));
+  EXPECT_TRUE(failing::readFile.done());
+  EXPECT_STREQ(buffer, "abcd????");
   unlink(path);
   EXPECT_FALSE(otn::File(path).openFile(0));
+  otn::File directory("/tmp");
+  ASSERT_TRUE(directory.openFile(0));
+  EXPECT_FALSE(directory.readFile(buffer, 3));
 }
 
 TEST(BoardUtils, takesTheNameFromTheEnvironment) {
@@ -154,6 +210,36 @@ TEST(BoardUtils, takesTheNameFromTheEnvironment) {
   const std::string name = boardUtils().getName();
   EXPECT_EQ(name.find('\n'), std::string::npos);
   EXPECT_EQ(name.find('\0'), std::string::npos);
+}
+
+/// The name with these files of the kernel in place of the machine's; "?" where the system gives the test no
+/// mounts of its own.
+std::string nameWith(const std::vector<std::pair<std::string, std::string>>& files) {
+  std::string name = "?";
+  std::thread([&] {
+    if (unshare(CLONE_NEWNS) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        mount("tmpfs", "/sys", "tmpfs", 0, nullptr) != 0 || mount("tmpfs", "/proc", "tmpfs", 0, nullptr) != 0)
+      return;
+    for (const auto& [path, text] : files) {
+      std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+      std::ofstream(path, std::ios::binary) << text;
+    }
+    name = boardUtils().getName();
+  }).join();
+  return name;
+}
+
+TEST(BoardUtils, takesTheNameFromTheKernel) {
+  unsetenv("BOARD_NAME");
+  const std::string tree = "/proc/device-tree/model";
+  const std::string table = "/sys/class/dmi/id/board_name";
+  if (nameWith({}) == "?") GTEST_SKIP() << "this system gives the test no mounts of its own: run it as root";
+  EXPECT_EQ(nameWith({}), "");
+  EXPECT_EQ(nameWith({{tree, std::string("Lab CSM 2\0rest", 14)}}), "Lab CSM 2");
+  EXPECT_EQ(nameWith({{table, "EDGE-1 \r\n"}}), "EDGE-1");
+  EXPECT_EQ(nameWith({{tree, "A"}, {table, "B"}}), "A");
+  EXPECT_EQ(nameWith({{tree, " \n"}, {table, "B"}}), "B");
+  EXPECT_EQ(nameWith({{table + "/x", ""}}), "") << "a directory in the file's place";
 }
 
 TEST(LogAssertFailed, logsOneErrorLine) {

@@ -153,6 +153,8 @@ class Sfp : public OBsetSmartSfpParams_1_0_SI {
       m_stub->setSmartSfpParams_reply(reply, enableFilter, action, sendOutPDU, pbmp, size, std::move(pdu));
     }
   }
+  /// Its object is gone from the bus.
+  void leave() { m_stub.reset(); }
   void answerKept(const std::string& text = {}) {
     const std::lock_guard guard(m_mutex);
     for (OBstubReply* reply : std::exchange(m_kept, {})) {
@@ -186,6 +188,7 @@ class State : public OBredundantInfo_1_0_SI {
     const std::lock_guard guard(m_mutex);
     m_states.push_back(state);
   }
+  OBredundantInfo_1_0_S& stub() { return *m_stub; }
   std::vector<int32_t> states() {
     const std::lock_guard guard(m_mutex);
     return m_states;

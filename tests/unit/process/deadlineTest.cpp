@@ -1,6 +1,10 @@
 #include "process/deadline.h"
 
 #include <gtest/gtest.h>
+#include <sys/time.h>
+
+#include <chrono>
+#include <csignal>
 
 namespace {
 
@@ -20,6 +24,22 @@ TEST(Deadline, LiesTheGivenTimeAheadAndIsNormal) {
     EXPECT_GE(deadline.tv_nsec, 0);
     EXPECT_LT(deadline.tv_nsec, 1000000000);
   }
+}
+
+volatile sig_atomic_t alarms = 0;
+
+TEST(Sleep, IsNotShortenedBySignals) {
+  const auto before = signal(SIGALRM, [](int) { alarms = alarms + 1; });
+  const itimerval often{{0, 5000}, {0, 5000}};
+  const itimerval never{};
+  setitimer(ITIMER_REAL, &often, nullptr);
+  const auto began = std::chrono::steady_clock::now();
+  sleepMilliseconds(100);
+  const auto slept = std::chrono::steady_clock::now() - began;
+  setitimer(ITIMER_REAL, &never, nullptr);
+  signal(SIGALRM, before);
+  EXPECT_GE(slept, std::chrono::milliseconds(100));
+  EXPECT_GT(alarms, 0);
 }
 
 }  // namespace

@@ -108,4 +108,13 @@ TEST_F(CountsOf, AnAnswerGrowWithTheHandleOnly) {
   EXPECT_EQ(grown(), (Seen{.answered = 1}));
 }
 
+TEST_F(CountsOf, ASourceThatIsNoInterfaceAreNobodys) {
+  countRefused(MsgSource::Debug);
+  countSilent(MsgSource::Debug);
+  EXPECT_EQ(grown(), Seen{});
+  countRefused(MsgSource::SmartSfp);
+  countSilent(MsgSource::SmartSfp);
+  EXPECT_EQ(grown(), (Seen{.refusedByRing = 1, .neverAnswered = 1}));
+}
+
 }  // namespace

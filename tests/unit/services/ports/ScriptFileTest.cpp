@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -17,6 +18,7 @@
 #include <thread>
 
 #include "services/failClose.h"
+#include "services/failFiles.h"
 #include "support/contents.h"
 
 namespace {
@@ -163,6 +165,35 @@ TEST_F(ScriptFile, IsNotLeftHalfWritten) {
 TEST_F(ScriptFile, IsNotLeftWhenItsCloseFails) {
   failNextClose(EIO);
   expectFailure(EIO, "new\n");
+}
+
+TEST_F(ScriptFile, IsNotLeftWhenItCannotBeFinished) {
+  using By = failing::Call::By;
+  failing::changeMode.fail(By::Test, EPERM);
+  expectFailure(EPERM, "new\n");
+  failing::renameFile.fail(By::Test, EROFS);
+  expectFailure(EROFS, "new\n");
+  failing::writeFile.fail(By::Test, -1);
+  expectFailure(ENOSPC, "new\n");
+  failing::writeFile.fail(By::Test, EIO);
+  failNextClose(EDQUOT);
+  expectFailure(EIO, "new\n");
+}
+
+TEST_F(ScriptFile, IsWrittenOnAfterASignal) {
+  failing::writeFile.fail(failing::Call::By::Test, EINTR);
+  expectOwn("new\n");
+  EXPECT_TRUE(failing::writeFile.done());
+}
+
+TEST_F(ScriptFile, HasNoPathWithoutRoomForTheNameItIsMadeUnder) {
+  // The system takes the path, but not with what makes the other name.
+  std::string path = m_dir;
+  while (path.size() < PATH_MAX - 8) path += "/.";
+  path += "/script-";
+  path.resize(PATH_MAX - 2, 'x');
+  EXPECT_EQ(writeScriptFile(path.c_str(), "new\n"), ENAMETOOLONG);
+  EXPECT_TRUE(std::filesystem::is_empty(m_dir));
 }
 
 }  // namespace
