@@ -17,7 +17,7 @@ TOGETHER = 4
 FAILED = re.compile(r"^FAILED \S*?(test_\S+)", re.MULTILINE)
 TESTS = os.path.join(REPO, "tests/e2e")
 SEEN_BY = (
-    ("platform/otnbus/registering", "bus startup"),
+    ("platform/otnbus/registering", "redundancy"),
     ("platform/otnbus/dispatch", "bus shutdown"),
     ("platform/otnbus/Deputy", "shutdown"),
     ("platform/otnbus", "bus bus_bounds"),

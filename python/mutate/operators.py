@@ -11,8 +11,8 @@ OPERATORS = (CONSTANT, COMPARISON, CONDITION, STATEMENT, ARGUMENTS, LOCK)
 COMPARISONS = {"<": "<=", "<=": "<", ">": ">=", ">=": ">", "==": "!=", "!=": "=="}
 INTEGER = re.compile(r"(0[xX][0-9a-fA-F']+|[\d']+)([uUlLzZ]*|[a-z]+)")
 NO_CALL = {"if", "while", "for", "switch", "return", "sizeof", "catch", "alignof", "decltype", "noexcept"}
-SYMMETRIC = {"min", "max", "swap"}
-"""Calls that are the same with their arguments the other way round."""
+SYMMETRIC = {"min", "max", "swap", "strcmp", "strncmp", "memcmp"}
+"""Calls that are the same with their first arguments the other way round, when only equality is asked for."""
 NO_STATEMENT = {"return", "using", "typedef", "const", "constexpr", "static", "auto", "if", "for", "while", "do", "else",
                 "case", "default", "break", "continue", "goto", "throw", "extern", "friend", "template", "switch", "try"}
 LOCKS = re.compile(r"[ \t]*(?:const )?(?:Guard|std::(?:lock_guard|unique_lock|scoped_lock))\b[^;\n]*;")
@@ -133,7 +133,7 @@ def statements(source, tokens):
         end = expression_end(tokens, index)
         if end is None or source[source.rfind("\n", 0, token.start) + 1:token.start].strip():
             continue
-        if "\n" not in source[token.start:tokens[end].end]:
+        if "\n" not in source[token.start:tokens[end].end] and not any(t.text == "reserve" for t in tokens[index:end]):
             yield [(STATEMENT, token.start, tokens[end].end, "{}")]
 
 

@@ -1,5 +1,6 @@
 #include "link/IssSocket.h"
 
+#include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/wait.h>
@@ -68,6 +69,7 @@ TEST_F(OpsConnection, MakesAConnectionWithoutALine) {
   int fd = -1;
   EXPECT_EQ(m_socket.getFd(fd), 0);
   EXPECT_GE(fd, 0);
+  EXPECT_EQ(fcntl(fd, F_GETFL) & O_NONBLOCK, 0) << "a read is to wait for what comes";
   EXPECT_THAT(lines(), IsEmpty());
   EXPECT_EQ(m_socket.close(), 0);
 }
@@ -120,6 +122,9 @@ TEST_F(OpsConnection, ReportsABrokenPipeAndHandlesTheSignal) {
   ASSERT_TRUE(waitFor([&] { return m_socket.sentPacket(&msg, sizeof msg) == -1 && brokenPipes != 0; }));
   EXPECT_EQ(lines().back(),
             logged("ERROR", "IssSocket", 81, "sentPacket", "Failed to send msg to ISS: Broken pipe"));
+  sigset_t mask;
+  pthread_sigmask(SIG_BLOCK, nullptr, &mask);
+  EXPECT_EQ(sigismember(&mask, SIGPIPE), 1) << "it is let in for this moment only";
   m_socket.close();
 }
 

@@ -88,6 +88,15 @@ TEST_F(DebugSocket, TellsWhyItsPathCannotBeBound) {
       << "another user's file in a sticky directory";
 }
 
+TEST_F(DebugSocket, TellsOfADirectoryWithoutRoom) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can mount: run the tests as root";
+  ASSERT_EQ(mount("tmpfs", "/tmp", "tmpfs", 0, "nr_inodes=1"), 0);
+  EXPECT_EQ(m_socket.StartUdpServer(), 1);
+  ASSERT_EQ(umount("/tmp"), 0);
+  EXPECT_THAT(unnumbered(), ElementsAre(bindingFailed, noSocketFor("No space left on device")))
+      << "that nothing stood at the path is no reason";
+}
+
 TEST_F(DebugSocket, WarnsWhenThereIsNoDescriptor) {
   rlimit before{};
   ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);

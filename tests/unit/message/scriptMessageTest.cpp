@@ -13,6 +13,12 @@ TEST(ScriptMessage, HasExactlyItsBytes) {
                           {"outputFile", "/tmp/outscr.sh"}}));
 }
 
+TEST(ScriptMessage, TakesNamesAsTheyAre) {
+  EXPECT_TRUE(
+      hasExactly(scriptMessage("/tmp/%d%s", "%n"),
+                 {ofType(RUN_DEFAULT_SCRIPT_COMMAND), {"inputFile", "/tmp/%d%s"}, {"outputFile", "%n"}}));
+}
+
 TEST(ScriptMessage, CutsALongName) {
   EXPECT_TRUE(hasExactly(scriptMessage("/tmp/SetVlanPort2147483647_19", "/tmp/outscr.sh"),
                          {ofType(RUN_DEFAULT_SCRIPT_COMMAND),

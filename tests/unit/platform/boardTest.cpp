@@ -203,6 +203,24 @@ TEST(File, readsUpToTheEnd) {
   EXPECT_FALSE(directory.readFile(buffer, 3));
 }
 
+/// A process that was started without standard input gets its descriptor for the next file.
+TEST(File, isReadWhicheverDescriptorItHas) {
+  const int input = dup(STDIN_FILENO);
+  close(STDIN_FILENO);
+  {
+    otn::File file("/proc/self/comm");
+    char first = 0;
+    EXPECT_TRUE(file.openFile(0));
+    EXPECT_TRUE(file.readFile(&first, 1));
+    EXPECT_NE(first, 0);
+    EXPECT_TRUE(file.openFile(0));
+    EXPECT_GE(fcntl(STDIN_FILENO, F_GETFD), 0);
+  }
+  EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), -1) << "the descriptor must be closed";
+  dup2(input, STDIN_FILENO);
+  close(input);
+}
+
 TEST(BoardUtils, takesTheNameFromTheEnvironment) {
   setenv("BOARD_NAME", "Lab CSM 1", 1);
   EXPECT_EQ(boardUtils().getName(), "Lab CSM 1");

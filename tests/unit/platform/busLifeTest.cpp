@@ -1,12 +1,20 @@
 // The bus's start, loss and end, and the redundancy query at registration.
 #include <gmock/gmock.h>
 
+#include <ctime>
+
 #include "Manager.h"
 #include "busFixture.h"
+#include "stopPending.h"
 
 namespace {
 
 using namespace busTest;
+
+int countSignal(sd_bus_message*, void* counter, sd_bus_error*) {
+  ++*static_cast<int*>(counter);
+  return 0;
+}
 
 TEST_F(BusTest, asksTheManager) {
   using Way = Manager::Way;
@@ -25,9 +33,19 @@ TEST_F(BusTest, asksTheManager) {
 TEST_F(BusTest, waitsForItsName) {
   Peer other(m_bus);
   ASSERT_TRUE(other.own(component));
+  int changes = 0;
+  sd_bus_match_signal(other.bus(), nullptr, nullptr, nullptr, nullptr, "NameOwnerChanged", countSignal,
+                      &changes);
   Component tested;
   EXPECT_TRUE(waitFor([&] { return m_log.count("is not on the bus yet") == 1; }));
   EXPECT_FALSE(tested.named);
+  // Each attempt is one connection, which comes and goes.
+  const auto tooOften = [&] {
+    while (other.process()) {
+    }
+    return changes > 6;
+  };
+  EXPECT_FALSE(waitFor(tooOften, std::chrono::milliseconds(500)));
   other.disown(component);
   ASSERT_TRUE(tested.ready());
   EXPECT_EQ(setPort(other, 1), "");
@@ -45,6 +63,44 @@ TEST_F(BusTest, waitsForTheBusAndCanBeKilledMeanwhile) {
   EXPECT_TRUE(waitFor([&] { return m_log.count("is not on the bus yet") == 2; }));
   ASSERT_TRUE(m_bus.start());
   ASSERT_TRUE(tested.ready());
+}
+
+TEST_F(BusTest, givesUpOnASilentBusWhenTheProcessStops) {
+  Component tested(Component::Until::Named);
+  ASSERT_TRUE(waitFor([&] { return tested.named.load(); }));
+  m_bus.suspend();
+  otn::setStopping(true);
+  tested.mayFill = true;
+  // The bus itself has ten seconds for each answer.
+  EXPECT_TRUE(waitFor([&] { return tested.filled.load(); }, std::chrono::seconds(5)));
+  m_bus.resume();
+  otn::setStopping(false);
+}
+
+TEST_F(BusTest, sleepsWhileNothingComes) {
+  Component tested;
+  ASSERT_TRUE(tested.ready());
+  Peer peer(m_bus);
+  EXPECT_EQ(setPort(peer, 1), "");
+  const auto busy = [before = clock()] { return clock() - before > CLOCKS_PER_SEC / 4; };
+  EXPECT_FALSE(waitFor(busy, std::chrono::milliseconds(500)));
+}
+
+TEST_F(BusTest, givesASlowBusTimeToTakeTheRepliesAtTheKill) {
+  Component tested;
+  tested.sfp.keeping = true;
+  ASSERT_TRUE(tested.ready());
+  Peer peer(m_bus);
+  constexpr int calls = 20;
+  int answered[2] = {};
+  for (int i = 0; i < calls; ++i) sendText(peer, 10, answered);
+  ASSERT_TRUE(pump(peer, [&] { return tested.sfp.calls == calls; }));
+  m_bus.suspend();
+  // More than the socket holds.
+  tested.sfp.answerKept(std::string(1U << 20, 'x'));
+  OBcomponent::static_obc.load()->sendKillMsgToSelf();
+  EXPECT_FALSE(waitFor([&] { return tested.stopped.load(); }, std::chrono::milliseconds(50)));
+  m_bus.resume();
 }
 
 TEST_F(BusTest, obeysAKillBeforeTheStart) {
