@@ -51,6 +51,14 @@ if(TRELVIK_COVERAGE)
   add_link_options(--coverage)
 endif()
 
+# A program that may end with _exit() counts all the same.
+function(trelvik_count_at_exit target)
+  if(TRELVIK_COVERAGE)
+    target_sources(${target} PRIVATE ${CMAKE_SOURCE_DIR}/cmake/exitWithCounters.cpp)
+    target_link_options(${target} PRIVATE -Wl,--wrap=_exit)
+  endif()
+endfunction()
+
 # Compiles the target's files some at a time, where TRELVIK_JOIN_FILES asks for it. SHIPPED: not tests. FOLDERS: those of
 # a folder, in which no name is defined twice, and no others. What asan joins, the linter reads in one go as well.
 function(trelvik_join_files target)

@@ -9,7 +9,6 @@ namespace {
 
 using namespace busTest;
 using By = failing::Call::By;
-using testing::ElementsAre;
 
 /// A component that receives the same signals under two names.
 struct Receiver {
