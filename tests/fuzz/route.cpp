@@ -95,7 +95,10 @@ class Daemon {
     setOutstanding(before.used() > 0);
     const bool routed = kind == OpsMessage::Answer && before.used() > 0;
     const bool last = routed && isLast();
-    handleOpsMessage(msg, m_board, m_activity, m_debugSocket);
+    {
+      const Guard guard(&mutex);
+      handleOpsMessage(msg, m_board, m_activity, m_debugSocket);
+    }
     const Indexes after;
     checkIndexes(after);
     must(IssProcessing == 0, "a message from OPS clears the flag of the one that is with ISS");
