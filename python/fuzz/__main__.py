@@ -46,9 +46,11 @@ def main():
     seconds = max(1, round(60 * options.minutes * at_once / len(chosen)))
     print(f"{len(chosen)} targets, {at_once} at a time, {seconds} s each", flush=True)
     print(ROW.format("target", "executions", "a second", "features", "result"), flush=True)
+    corpus = os.path.join(options.build, "tests/fuzz/corpus")
     found = []
     with concurrent.futures.ThreadPoolExecutor(at_once) as pool:
-        for done in concurrent.futures.as_completed([pool.submit(target.run, each, seconds) for each in chosen]):
+        runs = [pool.submit(target.run, each, seconds, os.path.join(corpus, each.name)) for each in chosen]
+        for done in concurrent.futures.as_completed(runs):
             run = done.result()
             print(row(run), flush=True)
             if run.status:

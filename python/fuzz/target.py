@@ -18,9 +18,9 @@ class Target:
     environment: tuple
     """Settings NAME=VALUE."""
 
-    def lasting(self, seconds):
-        """The command, for so many seconds."""
-        return [re.sub(r"^(-max_total_time)=\d+$", rf"\1={seconds}", part) for part in self.command]
+    def lasting(self, seconds, corpus):
+        """The command, for so many seconds; inputs that reach something new are taken from the folder and put there."""
+        return [*(re.sub(r"^(-max_total_time)=\d+$", rf"\1={seconds}", part) for part in self.command), corpus]
 
 
 @dataclasses.dataclass(frozen=True)
@@ -67,8 +67,9 @@ def targets_of(build):
     return found
 
 
-def run(target, seconds):
+def run(target, seconds, corpus):
+    os.makedirs(corpus, exist_ok=True)
     environment = {**os.environ, **dict(setting.split("=", 1) for setting in target.environment)}
-    done = subprocess.run(target.lasting(seconds), stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+    done = subprocess.run(target.lasting(seconds, corpus), stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                           stderr=subprocess.STDOUT, env=environment, check=False)
     return Run(target, seconds, done.returncode, done.stdout.decode(errors="replace"))

@@ -99,9 +99,10 @@ void ownFile(Input& input) {
       }
     }
     must(got.size() == wanted[i].size(), "every turn of a connection comes back");
-    for (size_t turn = 0; turn < got.size(); ++turn)
+    for (size_t turn = 0; turn < got.size(); ++turn) {
       must(got[turn].direction == wanted[i][turn].direction && got[turn].bytes == wanted[i][turn].bytes,
            "with its bytes");
+    }
   }
   must(ctl::completed(file) == file, "a capture of one's own lacks nothing");
 }

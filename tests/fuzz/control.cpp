@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "base/UnixAddress.h"
@@ -47,7 +48,7 @@ class Client {
   }
   ~Client() { close(m_fd); }
   Client(Client&& other) noexcept
-      : m_fd(std::exchange(other.m_fd, -1)), m_sent(other.m_sent), m_got(other.m_got) {}
+      : m_fd(std::exchange(other.m_fd, -1)), m_sent(std::move(other.m_sent)), m_got(std::move(other.m_got)) {}
   Client& operator=(Client&&) = delete;
 
   void send(std::string_view bytes) {

@@ -170,7 +170,7 @@ void quoteAgain(std::string_view text) {
   if (quoted.starts_with('#')) return;
   sim::Words words;
   must(!sim::splitWords(quoted, words) && words.words.size() == 1 && words.words[0] == text,
-       "a quoted text is one word, the text itself", [&] { return quoted; });
+       "a quoted text is one word, the text itself", [&] { return std::string(quoted); });
 }
 
 }  // namespace

@@ -112,9 +112,10 @@ void checkModel(const sim::IssModel& iss) {
   }
   for (const auto& [port, tunnel] : iss.tunnels())
     must(port == tunnel.pwPort && port - 1 < sim::portCount, "a tunnel is of a port that there is");
-  for (const auto* maps : {&iss.etsVlans(), &iss.mrpVlans()})
+  for (const auto* maps : {&iss.etsVlans(), &iss.mrpVlans()}) {
     for (const auto& [key, map] : *maps)
       must(map.dataVlans.size() <= ops::VlanMapping::maxDataVlans, "VLANs fit");
+  }
 }
 
 void requests(Input& input) {

@@ -79,9 +79,10 @@ class Daemon {
     must(added >= 0 && added <= 3, "a request comes to at most three messages");
     must(after.used() < MsgArraySize, "a slot stays free", [&] { return after.text(); });
     checkSlots(before.write, added);
-    if (called)
+    if (called) {
       must((endedCalls() - ended) == (added == 0 ? 1 : 0),
            "a call is answered at once or with its last message");
+    }
   }
 
   void message(Input& input) {
@@ -131,10 +132,11 @@ class Daemon {
     std::multiset<uint64_t> ended;
     for (const FakeBus::Reply& reply : FakeBus::replies()) ended.insert(reply.call);
     for (const uint64_t call : FakeBus::released()) ended.insert(call);
-    for (uint64_t call = 1; call <= m_calls; ++call)
+    for (uint64_t call = 1; call <= m_calls; ++call) {
       must(ended.count(call) == 1, "each call is answered or released exactly once", [&] {
         return "call " + std::to_string(call) + ": " + std::to_string(ended.count(call)) + " times";
       });
+    }
   }
 
  private:

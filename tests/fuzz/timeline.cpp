@@ -61,8 +61,7 @@ std::string makeLog(Input& input) {
     const uint8_t step = input.byte();
     milliseconds = std::max<int64_t>(milliseconds + (step < 250 ? step : -int64_t{step}), 0);
     char text[256];
-    snprintf(text, sizeof text, "%lld.%03d host Trelvik[%d]: [",
-             static_cast<long long>(1'700'000'000 + milliseconds / 1000),
+    snprintf(text, sizeof text, "17%08d.%03d host Trelvik[%d]: [", static_cast<int>(milliseconds / 1000),
              static_cast<int>(milliseconds % 1000), what >= 96 ? 7 : 4711);
     log += text;
     const char* const format = known[what % std::size(known)];
