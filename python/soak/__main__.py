@@ -30,7 +30,9 @@ class Board:
                  "--kind", self.kind, "--number", str(number), "--seed", str(options.seed),
                  "--minutes", str(options.minutes), "--directory", options.directory]
         with open(self._said, "wb") as said:
-            self._process = subprocess.Popen(words, env=environment, stdin=subprocess.DEVNULL, stdout=said, stderr=said)
+            # In a session of its own, or whoever started the soak would, by going away, continue what is stopped in it.
+            self._process = subprocess.Popen(words, env=environment, stdin=subprocess.DEVNULL, stdout=said, stderr=said,
+                                             start_new_session=True)
 
     def result(self, deadline):
         """What it has written at its end."""

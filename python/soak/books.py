@@ -12,7 +12,7 @@ STACK = 24
 """KiB of a worker's stack that have been used, at most."""
 MOST_WORKERS = 16
 WORKER = "tv-worker"
-PATIENCE = 3
+PATIENCE = 5
 """Seconds after which a daemon that has nothing to do has put everything away."""
 
 
@@ -40,6 +40,8 @@ def memory(pid):
 class Books:
     def __init__(self, pid):
         self._pid = pid
+        # A thread that has just been made has the name of its maker still.
+        until(lambda: all(count == 1 for name, count in threads(pid).items() if name != WORKER), "threads with names")
         self.descriptors, self.threads, self.memory = descriptors(pid), threads(pid), memory(pid)
 
     def settle(self, ledger):
@@ -70,6 +72,6 @@ class Books:
         stacks = STACK * max(0, more)
         grown = memory(self._pid) - self.memory - stacks
         if grown > MEMORY:
-            raise Deviation("memory of the daemon", f"{self.memory} KiB as at the beginning, {stacks} for the stacks of {more} "
-                            f"workers, and {MEMORY} at most besides", f"{grown} KiB besides")
+            raise Deviation("memory of the daemon", f"{self.memory} KiB as at the beginning, {stacks} for the stacks of "
+                            f"{more} workers, and {MEMORY} at most besides", f"{grown} KiB besides")
         return grown

@@ -4,7 +4,7 @@ from storm.exchange import enqueue, probe
 from storm.logged import like
 from storm.model import main_line
 
-from .requests import distinct, with_iss
+from .requests import with_iss
 
 NOT_THERE = "[WARNING] otnbus:* (open) - Component Trelvik is not on the bus yet, trying again: *"
 START = 5

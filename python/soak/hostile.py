@@ -37,7 +37,8 @@ ALLOWED = tuple(re.compile(r"\[" + each, re.DOTALL) for each in (
     r"ERROR\] main:624 \(main\) - unexpected message received from OPS\n",
     r"CRITICAL\] main:340 \(main\) - CONNECTION TO OPS LOST\n",
     r"WARNING\] IssSocket:49 \(StartTcpClient\) - OPS socket connection failed \(111\): Connection refused\n",
-    r"ERROR\] IssSocket:81 \(sentPacket\) - Failed to send msg to ISS: (Broken pipe|Connection reset by peer|Connection timed out)",
+    r"ERROR\] IssSocket:81 \(sentPacket\) - Failed to send msg to ISS: "
+    r"(Broken pipe|Connection reset by peer|Connection timed out)",
     r"ERROR\] IssSocket:92 \(getPacket\) - Failed to receive msg from ISS: Connection reset by peer",
     r"ERROR\] \w+:\d+ \(\w+\) - Buffer overflow, message lost!\n",
     r"ERROR\] SrvIssMgr:\d+ \(\w+\) - ",

@@ -36,7 +36,8 @@ def main():
             log.write(board.sandboxed.log.journal())
         board.close()
     with open(place + ".json", "w", encoding="utf-8") as result:
-        json.dump({"rows": ledger.rows, "deviation": told, "under": ledger.under, "grown": ledger.grown, "after": time.monotonic() - began}, result)
+        json.dump({"rows": ledger.rows, "deviation": told, "under": ledger.under, "grown": ledger.grown,
+                   "after": time.monotonic() - began}, result)
 
 
 if __name__ == "__main__":

@@ -1,5 +1,4 @@
 """The lines that the daemon can write, out of docs/log-messages.md."""
-import os
 import re
 
 from trelvik.files import read

@@ -22,8 +22,8 @@ class Report:
     def show(self):
         """Prints it; returns the exit status."""
         for board, result in self._deviations:
-            print(f"deviation of board {board.number} ({board.kind}) after {result['after']:.1f} s, under \"{result['under']}\", "
-                  f"seed {self._options.seed}:\n{result['deviation']}")
+            print(f"deviation of board {board.number} ({board.kind}) after {result['after']:.1f} s, under "
+                  f"\"{result['under']}\", seed {self._options.seed}:\n{result['deviation']}")
         widths = [max(map(len, (*self._rows, "disturbance"))), *(max(len(name), 7) for name in COLUMNS)]
         self._line(widths, "disturbance", *COLUMNS)
         for name in sorted(self._rows):
@@ -31,8 +31,8 @@ class Report:
         total = sum(self._rows.values(), Counter())
         self._line(widths, "all", *(total[column] for column in COLUMNS))
         deviations = len(self._deviations)
-        print(f"seed {self._options.seed}: {self._boards} boards, {total['requests']} requests, {total['answered']} answered, "
-              f"{total['silent']} silent as documented; a daemon's memory grew by {self._grown} KiB at most; "
+        print(f"seed {self._options.seed}: {self._boards} boards, {total['requests']} requests, {total['answered']} "
+              f"answered, {total['silent']} silent as documented; a daemon's memory grew by {self._grown} KiB at most; "
               f"deviations: {deviations}")
         if deviations:
             options = self._options

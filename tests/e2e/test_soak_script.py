@@ -57,7 +57,8 @@ def test_deviation_is_told_and_its_logs_are_kept(tmp_path):
 
 def test_lines_of_the_catalogue_are_known():
     catalogue = Catalogue()
-    for line in ("[INFO] main:242 (main) - Connected to OPS", "[DEBUG2] MsgHandle:95 (printPacket) - \r\nReception Counters\r\n",
+    for line in ("[INFO] main:242 (main) - Connected to OPS",
+                 "[DEBUG2] MsgHandle:95 (printPacket) - \r\nReception Counters\r\n",
                  "[WARNING] IssSocket:49 (StartTcpClient) - OPS socket connection failed (111): Connection refused\n"):
         assert catalogue.knows(line), line
     for line in ("[INFO] main:242 (main) - Connected to nobody", "[INFO] main:243 (main) - Connected to OPS", "Connected"):
@@ -73,7 +74,8 @@ def test_request_without_a_fate_is_told():
     ledger.answered("first")
     Silences(ledger).append("second")
     ledger.check()
-    assert ledger.rows == {"something": {"times": 1, "requests": 2, "answered": 1, "silent": 1}, "something else": {"times": 1}}
+    assert ledger.rows == {"something": {"times": 1, "requests": 2, "answered": 1, "silent": 1},
+                           "something else": {"times": 1}}
     ledger.opened("third")
     with pytest.raises(Deviation, match="fate of third"):
         ledger.check()
@@ -82,7 +84,8 @@ def test_request_without_a_fate_is_told():
 class Idle:
     """A process that does what it is told, a line at a time."""
 
-    PROGRAM = "import os, sys, threading, time\nkept = []\nprint(flush=True)\nfor line in sys.stdin:\n exec(line)\n print(flush=True)"
+    PROGRAM = ("import os, sys, threading, time\nkept = []\nprint(flush=True)\n"
+               "for line in sys.stdin:\n exec(line)\n print(flush=True)")
 
     def __init__(self):
         self._process = subprocess.Popen(["/usr/bin/python3", "-c", self.PROGRAM], stdin=subprocess.PIPE,
