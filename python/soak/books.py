@@ -6,7 +6,7 @@ from collections import Counter
 from storm.deviation import Deviation, same
 from trelvik.wait import until
 
-MEMORY = 512
+MEMORY = 768
 """KiB that the daemon's own memory may grow between two quiet moments, beyond the stacks of the workers made meanwhile."""
 STACK = 24
 """KiB of a worker's stack that have been used, at most."""

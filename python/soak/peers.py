@@ -2,22 +2,22 @@
 from storm import methods
 from storm.exchange import carry_out, drain, probe, single
 
-from .requests import Sent, fill_ring, with_iss
+from .requests import Sent, fill_ring, probes, with_iss
 
 CALM = 6
 """The trace level at which a request that is in order leaves no line."""
 MIXED = 80
-BUNCH, BUNCHES = 250, 24
+BUNCH, BUNCHES = 250, 36
 """Calls of one caller at once, and how often: what each leaves behind, however little, adds up to something."""
 
 
 def come_and_go(stand, chance):
     """Each asks for something; half of them are gone before the answer."""
     with_iss(stand, chance)
-    made, peers = [], [stand.board.peer() for _ in range(chance.randrange(2, 13))]
-    for peer in peers:
-        made.append(stand.new(methods.PORTS, probe(chance)))
-        stand.issue(made[-1], peer)
+    made = probes(stand, chance, chance.randrange(2, 13))
+    peers = [stand.board.peer() for _ in made]
+    for each, peer in zip(made, peers):
+        stand.issue(each, peer)
     name = methods.interface_of(methods.PORTS)
     stand.wait(lambda: stand.counts()[name][0] == stand.model.counts[name][0], "the calls of all who came")
     for place, peer in enumerate(peers):

@@ -19,6 +19,12 @@ def distinct(stand, chance, count):
     return made
 
 
+def probes(stand, chance, count):
+    """Requests of one message each, of which no two are the same."""
+    return [stand.new(methods.PORTS, (3, 6, port, 1000, True, 0, chance.getrandbits(32), 0))
+            for port in chance.sample(range(1, 29), count)]
+
+
 def plain(stand, chance):
     """A request of one message, carried out without ISS's whims."""
     enqueue(stand, methods.PORTS, probe(chance), chance.choice(stand.callers))

@@ -1,10 +1,10 @@
 """Parties that stop for a while, and go on: SIGSTOP, SIGCONT."""
 from storm import layout, methods, values
 from storm.deviation import Deviation
-from storm.exchange import carry_out, drain, probe
+from storm.exchange import carry_out, drain
 
 from .far import FarPeer
-from .requests import Sent, with_iss
+from .requests import Sent, probes, with_iss
 
 LONGEST = 1.2
 """Seconds of a stop."""
@@ -69,8 +69,8 @@ def caller(stand, chance):
     """A caller that does not read its replies finds them later, or ends without; others get theirs at once."""
     far = FarPeer(stand.board.bus_address)
     try:
-        mine = [stand.new(methods.PORTS, probe(chance)) for _ in range(chance.randrange(1, 7))]
-        others = [stand.new(methods.PORTS, probe(chance)) for _ in range(chance.randrange(1, 7))]
+        made = probes(stand, chance, chance.randrange(2, 13))
+        mine, others = made[::2], made[1::2]
         for each in mine:
             stand.issue(each, far)
         name = methods.interface_of(methods.PORTS)
@@ -79,7 +79,7 @@ def caller(stand, chance):
         with stand.stopped(far.pid):
             for each in others:
                 stand.issue(each, chance.choice(stand.callers))
-            carry_out(stand, chance, mine + others)
+            carry_out(stand, chance, made)
             stand.hold(chance.uniform(0.1, LONGEST), mine)
             if chance.random() < 0.3:
                 for each in mine:

@@ -125,6 +125,9 @@ def single(stand, chance, method, args, expect_reply=True):
     else:
         model.queue(request, decision)
         drain(stand, chance)
+        if request.call is None and method is not methods.DEBUG:
+            # No reply tells that the last answer has been handled, and that what it brings is kept.
+            stand.barrier()
 
 
 def carry_out(stand, chance, made):
