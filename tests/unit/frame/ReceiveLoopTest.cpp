@@ -8,6 +8,7 @@
 #include "link/IssSocket.h"
 #include "process/running.h"
 #include "stopPending.h"
+#include "support/DebugTool.h"
 #include "support/OpsPeer.h"
 #include "support/OwnNamespaces.h"
 #include "support/Record.h"
@@ -80,6 +81,24 @@ TEST_F(Loop, TakesWhatDidNotComeForZero) {
   ASSERT_TRUE(logs(mainLine("INFO", 444, "CPU exceeds threshold for thread of the record before\n")));
   ASSERT_TRUE(m_peer.send(ofType(CPU_THRESHOLD).bytes));
   EXPECT_TRUE(logs(mainLine("INFO", 444, "CPU exceeds threshold for thread \n")));
+}
+
+TEST_F(Loop, QueuesADebugRequestAsOneOfOne) {
+  const int32_t index = writepointer;
+  {
+    const Guard guard(&mutex);
+    MsgArray[index].msgNo = 7;
+  }
+  ASSERT_EQ(m_debugSocket.StartUdpServer(), 0);
+  DebugTool tool;
+  start();
+  ASSERT_TRUE(tool.send(recordBytes({ofType(FLUSH_CMD)})));
+  ASSERT_TRUE(waitFor([&] { return writepointer != index; }));
+  const Guard guard(&mutex);
+  const MsgArrayEntry& slot = MsgArray[index];
+  EXPECT_EQ(slot.source, MsgSource::Debug);
+  EXPECT_EQ(slot.msgNo, 1);
+  EXPECT_EQ(slot.msgCount, 1);
 }
 
 TEST_F(Loop, TellsEverySignalThatIsPendingAtItsEnd) {

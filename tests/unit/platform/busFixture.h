@@ -8,6 +8,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdarg>
+#include <ctime>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -291,6 +292,19 @@ class BusTest : public testing::Test {
       ASSERT_GE(sd_bus_send(peer.bus(), call, nullptr), 0);
     }
     sd_bus_message_unref(call);
+  }
+  /// Whether all threads but the caller's leave the processor alone for a second.
+  static bool sleeps() {
+    const auto ofOthers = [] {
+      return nanoseconds(CLOCK_PROCESS_CPUTIME_ID) - nanoseconds(CLOCK_THREAD_CPUTIME_ID);
+    };
+    const auto busy = [ofOthers, before = ofOthers()] { return ofOthers() - before > 50'000'000; };
+    return !waitFor(busy, std::chrono::seconds(1));
+  }
+  static int64_t nanoseconds(clockid_t clock) {
+    timespec now{};
+    clock_gettime(clock, &now);
+    return now.tv_sec * 1'000'000'000LL + now.tv_nsec;
   }
   static bool pump(Peer& peer, const std::function<bool()>& until) {
     return waitFor([&] {

@@ -50,6 +50,15 @@ TEST_F(BusThreads, aQuickCallWakesTheBusThreadOnly) {
   EXPECT_LT(ofDeputy, calls / 20);
 }
 
+TEST_F(BusThreads, theDeputySleepsWhileNothingComes) {
+  Component tested;
+  ASSERT_TRUE(tested.ready());
+  Peer peer(m_bus);
+  int answers[2] = {};
+  block(tested, peer, answers);
+  EXPECT_TRUE(sleeps());
+}
+
 TEST_F(BusThreads, aReplyWakesNobody) {
   Component tested;
   ASSERT_TRUE(tested.ready());
