@@ -15,7 +15,7 @@ TESTS = r"^(unit|e2e)\."
 def run_tests(only):
     """Whether all passed. Most of them wait rather than work."""
     return subprocess.run(["ctest", "--test-dir", BUILD, "-R", only or TESTS, "--output-on-failure", "--no-tests=error",
-                           f"-j{3 * (os.cpu_count() or 1)}"], check=False).returncode == 0
+                           f"-j{4 * (os.cpu_count() or 1)}"], check=False).returncode == 0
 
 
 def settle_readme(check, total):

@@ -3,7 +3,7 @@ import signal
 
 import pytest
 
-from trelvik import record
+from trelvik import record, users
 from trelvik.board import CONNECTED, CSM_BOARD, LAUNCHER
 from trelvik.bus import COMMON
 from trelvik.files import write_script
@@ -142,6 +142,29 @@ def test_without_bus_the_daemon_gives_up(board):
     board.start(bus=False, ops=False)
     board.wait_exit(status=255, limit=8 * SLOW)
     assert not board.log.find(SENDER_THREAD)
+
+
+def limited(threads):
+    """A starter: the daemon's user has nobody else's processes, and may have so many threads."""
+    users.need_others()
+    return ("setpriv", "--reuid=47110", "--inh-caps=-all,+dac_override", "--ambient-caps=-all,+dac_override",
+            "prlimit", f"--nproc={threads}")
+
+
+def test_without_a_thread_for_the_bus_the_daemon_ends(board):
+    board.expect_log("[ERROR] main:181 (main) - Failed to start OTN bus thread: Resource temporarily unavailable")
+    board.start(starter=limited(1))
+    board.wait_exit(status=255)
+    assert not board.log.find(BUS_THREAD)
+
+
+def test_without_a_thread_for_the_sender_the_daemon_ends(board):
+    board.start_bus('<policy context="mandatory"><allow own="otn.Trelvik"/></policy>')
+    board.expect_log("[CRITICAL] otnbus:* - The bus connection is lost: Resource temporarily unavailable")
+    board.expect_log("[ERROR] main:194 (main) - Failed to start ISS comm thread: Resource temporarily unavailable")
+    board.start(starter=limited(2))
+    board.wait_exit(status=255)
+    assert board.log.find(BUS_THREAD) and not board.log.find(SENDER_THREAD)
 
 
 def test_bus_that_comes_late_is_still_found(board):
