@@ -115,8 +115,8 @@ void Connection::askStep(Subscription& subscription) {
                  objectPath(subscription.description->sender, subscription.busInterfaceName) +
                  "',interface='" + interfaceName(*subscription.description) + "'";
       break;
-    case Subscription::Step::Stands:  // GCOV_EXCL_START: nothing is asked for any more
-      return;                         // GCOV_EXCL_STOP
+    case Subscription::Step::Stands:  // GCOV_EXCL_LINE: nothing is asked for any more
+      return;                         // GCOV_EXCL_LINE: as above
   }
   subscription.waiting = false;
   sd_bus_message* request = nullptr;

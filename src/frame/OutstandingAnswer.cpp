@@ -140,9 +140,9 @@ bool OutstandingAnswer::act(AnswerWatch::Verdict verdict, AnswerWatch::Time now)
       if (late) issReady = 0;
       return late;
     }
-    case AnswerWatch::Verdict::Quiet:  // GCOV_EXCL_START: look() handles these two itself
+    case AnswerWatch::Verdict::Quiet:  // GCOV_EXCL_LINE: look() handles these two itself
     case AnswerWatch::Verdict::TellBlocked:
-      break;  // GCOV_EXCL_STOP
+      break;  // GCOV_EXCL_LINE: as above
   }
   return false;
 }

@@ -145,9 +145,9 @@ def test_without_bus_the_daemon_gives_up(board):
 
 
 def limited(threads):
-    """A starter: the daemon's user has nobody else's processes, and may have so many threads."""
+    """A starter: the daemon runs as a user who has no processes besides, and so many threads at most."""
     users.need_others()
-    return ("setpriv", "--reuid=47110", "--inh-caps=-all,+dac_override", "--ambient-caps=-all,+dac_override",
+    return ("setpriv", "--reuid=games", "--inh-caps=-all,+dac_override", "--ambient-caps=-all,+dac_override",
             "prlimit", f"--nproc={threads}")
 
 
