@@ -2,10 +2,8 @@
 from storm import methods
 from storm.exchange import carry_out, drain, probe, single
 
-from .requests import Sent, fill_ring, probes, with_iss
+from .requests import CALM, Sent, fill_ring, probes, with_iss
 
-CALM = 6
-"""The trace level at which a request that is in order leaves no line."""
 MIXED = 80
 BUNCH, BUNCHES = 250, 36
 """Calls of one caller at once, and how often: what each leaves behind, however little, adds up to something."""

@@ -4,6 +4,8 @@ from storm.burst import settle
 from storm.exchange import drain, enqueue, probe, take_record
 
 BUS = (methods.PORTS, methods.SYNC_E, methods.RULES, methods.SMART_SFP)
+CALM = 6
+"""The trace level at which a request that is in order leaves no line."""
 
 
 def distinct(stand, chance, count):

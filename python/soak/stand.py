@@ -40,7 +40,8 @@ class Stand(StormStand):
         self.silent = Silences(ledger)
         self.small = chance.random() < 0.4
         self.away = set()  # callers that do not run
-        self._deferred = []  # replies that they will find when they do again
+        self._deferring = False  # nobody can have a reply now
+        self._deferred = []  # replies that come when it is over
         self.books = None
         self.watched = True  # by the monitor
 
@@ -64,7 +65,7 @@ class Stand(StormStand):
             self.ledger.opened(request)
 
     def expect_reply(self, request, expected):
-        if request.call is not None and getattr(request.call, "peer", None) in self.away:
+        if request.call is not None and (self._deferring or getattr(request.call, "peer", None) in self.away):
             self._deferred.append((request, expected))
             return
         super().expect_reply(request, expected)
@@ -78,9 +79,20 @@ class Stand(StormStand):
     def back(self, caller):
         """A caller runs again, and finds what was answered meanwhile."""
         self.away.discard(caller)
+        self.catch_up()
+
+    def catch_up(self):
+        """What could not come before comes now."""
         deferred, self._deferred = self._deferred, []
         for request, expected in deferred:
             self.expect_reply(request, expected)
+
+    @contextlib.contextmanager
+    def deferred(self):
+        """Replies come after it; to be left before what keeps them is lifted."""
+        self._deferring = True
+        yield
+        self._deferring = False
 
     def check_reports(self):
         if self.watched:

@@ -1,15 +1,18 @@
 """Parties that stop for a while, and go on: SIGSTOP, SIGCONT."""
 from storm import layout, methods, values
 from storm.deviation import Deviation
-from storm.exchange import carry_out, drain
+from storm.exchange import Pool, carry_out, drain, single
+from storm.rules import FLUSH_ONLY, NAMES
 
 from .far import FarPeer
-from .requests import Sent, probes, with_iss
+from .requests import CALM, Sent, probes, with_iss
 
 LONGEST = 1.2
 """Seconds of a stop."""
-BUNCH, BACKLOG = 4, 600
-"""Reports at once, and how many are more than a socket of the bus takes, but not more than the daemon keeps."""
+BUNCH, REPORTS = 4, 600
+"""Reports at once, and how many of them are many."""
+LONG, LENGTH = 8, 1040000
+"""Texts that together are all that callers may have waiting, and with the reports more than a socket of the bus takes."""
 
 
 def daemon(stand, chance):
@@ -30,6 +33,8 @@ def silent(stand):
 
 def bus(stand, chance):
     """What goes to the bus and comes from it waits; ISS is served all the same."""
+    if not stand.small:
+        backlog(stand, chance)
     got = with_iss(stand, chance)
     if chance.random() < 0.5:
         answered_meanwhile(stand, chance, got)
@@ -45,12 +50,46 @@ def bus(stand, chance):
 
 
 def reports(stand, chance):
-    """ISS reports changes of its ports: a few, or more than the bus's socket takes."""
-    for _ in range(chance.choice((1, BACKLOG // BUNCH, BACKLOG // BUNCH))):
+    """ISS reports changes of its ports, a few or many."""
+    for _ in range(chance.choice((1, REPORTS // BUNCH, REPORTS // BUNCH))):
         for raw in (values.port_status(chance) for _ in range(BUNCH)):
             stand.ops.send(raw)
             stand.model.handle(raw)
         stand.ops.wait_all_read()
+
+
+def backlog(stand, chance):
+    """ISS answers more than the bus's socket takes; what comes last has no room in it, and comes all the same."""
+    if stand.model.state.level > CALM:
+        single(stand, chance, methods.SET_LEVEL, (CALM,))
+    with_iss(stand, chance)
+    made = [_long(stand, chance, number) for number in range(LONG)]
+    _into_ring(stand, made)
+    last = probes(stand, chance, 4)
+    _into_ring(stand, last)
+    with stand.stopped(stand.board.bus_pid), stand.deferred():
+        for raw in (values.port_status(chance) for _ in range(REPORTS)):
+            stand.ops.send(raw)
+            stand.model.handle(raw)
+            stand.ops.wait_all_read()
+        drain(stand, chance, Pool(stand, made + last), plain=True)
+    stand.check_signals()
+    stand.catch_up()
+
+
+def _long(stand, chance, number):
+    """A flush with a text that it does not use, which its reply repeats."""
+    args = [FLUSH_ONLY, 0, 0, 0, 1, number, *values.rule(chance)[6:]]
+    args[NAMES.index("vlans")] = "1," * (LENGTH // 2)
+    return stand.new(methods.RULES, tuple(args))
+
+
+def _into_ring(stand, made):
+    used = stand.status()["ringUsed"]
+    for each in made:
+        stand.issue(each)
+        stand.model.settled(each, stand.model.decide(each))
+    stand.wait(lambda: stand.status()["ringUsed"] == used + len(made), "the requests in the ring")
 
 
 def answered_meanwhile(stand, chance, got):
