@@ -42,7 +42,9 @@ def settle_in(stand, chance):
     turns.begin(stand, chance)
     for _ in range(WARM):
         a_step(stand, chance)
+    # What makes it take the most memory.
     peers.flood(stand, chance)
+    stops.bus(stand, chance)
     stand.checkpoint()
     stand.open_books()
 

@@ -6,13 +6,14 @@ from storm.rules import FLUSH_ONLY, NAMES
 
 from .far import FarPeer
 from .requests import CALM, Sent, probes, with_iss
+from .sockets import shrink
 
 LONGEST = 1.2
 """Seconds of a stop."""
 BUNCH, REPORTS = 4, 600
 """Reports at once, and how many of them are many."""
 LONG, LENGTH = 8, 1040000
-"""Texts that together are all that callers may have waiting, and with the reports more than a socket of the bus takes."""
+"""Texts that together are all that callers may have waiting."""
 
 
 def daemon(stand, chance):
@@ -33,6 +34,7 @@ def silent(stand):
 
 def bus(stand, chance):
     """What goes to the bus and comes from it waits; ISS is served all the same."""
+    shrink(stand.pid, stand.board.bus_address.partition("=")[2])
     if not stand.small:
         backlog(stand, chance)
     got = with_iss(stand, chance)
