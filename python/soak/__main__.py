@@ -12,11 +12,17 @@ from .report import Report
 
 LAST = 240
 """Seconds that a board may take beyond its time, to end what it has begun."""
+FIRST_USER = 1000000
 
 
 def kind_of(number):
     """Two of five have a hostile ISS."""
     return "hostile" if number % 5 in (2, 4) else "oracle"
+
+
+def user_of(number):
+    """The system counts a user's processes over all sandboxes, and several soaks may run."""
+    return FIRST_USER + 64 * os.getpid() + number
 
 
 class Board:
@@ -28,7 +34,7 @@ class Board:
                            CLOCK_SHIFT_LIBRARY=os.path.join(options.directory, "libclock-shift.so"))
         words = [SANDBOX, "--ro", options.stage, "--rw", options.directory, "--", *module("soak.inside"),
                  "--kind", self.kind, "--number", str(number), "--seed", str(options.seed),
-                 "--minutes", str(options.minutes), "--directory", options.directory]
+                 "--minutes", str(options.minutes), "--directory", options.directory, "--user", str(user_of(number))]
         with open(self._said, "wb") as said:
             # In a session of its own, or whoever started the soak would, by going away, continue what is stopped in it.
             self._process = subprocess.Popen(words, env=environment, stdin=subprocess.DEVNULL, stdout=said, stderr=said,

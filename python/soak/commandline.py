@@ -23,4 +23,5 @@ def inside():
     parser = _common()
     parser.add_argument("--kind", choices=KINDS, required=True)
     parser.add_argument("--number", type=int, required=True)
+    parser.add_argument("--user", type=int, required=True, help="nobody else runs anything as this user")
     return parser.parse_args()

@@ -20,7 +20,7 @@ def main():
     ledger = Ledger()
     began = time.monotonic()
     ending = Ending(options.directory, options.minutes)
-    board = Board(options.number, options.seed, ending, ledger, "/run")
+    board = Board(options.number, options.seed, ending, ledger, options.user)
     try:
         deviation = board.run()
     except Exception:  # a mistake of the soak itself must not look like a board that had nothing to tell

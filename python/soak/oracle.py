@@ -1,5 +1,4 @@
 """A board whose ISS is scripted: the storm's oracle knows what each request must lead to, whatever happens to the board."""
-import os
 import random
 
 from storm import steps, turns
@@ -50,11 +49,12 @@ def settle_in(stand, chance):
 
 
 class Board:
-    def __init__(self, number, seed, ending, ledger, directory):
+    def __init__(self, number, seed, ending, ledger, user):
+        self._user = user
         self._number, self._seed, self._ending = number, seed, ending
         self._ledger = ledger
         self._tally = Tally()
-        self._clock = Clock(os.path.join(directory, f"clock-{number}"))
+        self._clock = Clock(f"/run/clock-{number}")
         self._catalogue = None
         self._turn = 0
         self._stand = None
@@ -78,7 +78,7 @@ class Board:
         try:
             while not self._ending.over():
                 self._one_life(self._life)
-                if threads.possible() and not self._ending.over():
+                if threads.possible(self._user) and not self._ending.over():
                     self._one_life(self._life_without_threads)
         except Deviation as deviation:
             return deviation
@@ -124,5 +124,5 @@ class Board:
     def _life_without_threads(self, chance):
         self._ledger.begins(NO_THREADS)
         self._stand.small = False
-        threads.carry_out(self._stand, chance, threads.USERS + self._number)
+        threads.carry_out(self._stand, chance, self._user)
         self._catalogue.check(self._stand.board.log)
