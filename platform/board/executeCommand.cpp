@@ -43,8 +43,8 @@ class Descriptor {
   int m_fd;
 };
 
-/// Children that nobody waits for. Reaped at the next command; guarded by `m_mutex`; never destroyed, because
-/// another thread may be in here while the process exits.
+/// Children that nobody waits for. Reaped at the next command; never destroyed, because another thread may be
+/// in here while the process exits.
 class Orphans {
  public:
   static Orphans& instance() {
@@ -62,7 +62,7 @@ class Orphans {
 
  private:
   Mutex m_mutex;
-  std::vector<pid_t> m_pids;
+  std::vector<pid_t> m_pids GUARDED_BY(m_mutex);
 };
 
 /// Starts `/bin/sh -c command`; `outputFd`, unless -1, becomes its standard output. 0 or an error number.
