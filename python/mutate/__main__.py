@@ -1,6 +1,7 @@
 """Mutants of the daemon, and whether its tests see them: scripts/mutate."""
 import itertools
 import os
+import signal
 import subprocess
 import sys
 
@@ -50,6 +51,7 @@ def judged(options, mutants):
 
 def main():
     options = commandline.parse(sys.argv[1:])
+    signal.signal(signal.SIGPIPE, signal.SIG_DFL)
     try:
         listed = survivors.listed(sample.all_of(REPO))
     except survivors.Wrong as wrong:

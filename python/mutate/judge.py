@@ -43,8 +43,16 @@ class Judging:
         jobs = [threading.Thread(target=self._work, args=(scratch, end_to_end)) for scratch in scratches]
         for job in jobs:
             job.start()
-        for job in jobs:
-            job.join()
+        try:
+            for job in jobs:
+                job.join()
+        except KeyboardInterrupt:
+            # What is judged counts.
+            with self.change:
+                self.count = 0
+                self.change.notify_all()
+            for job in jobs:
+                job.join()
         if self.failure:
             raise self.failure
         return self.verdicts

@@ -60,7 +60,8 @@ class Scratch:
         words[words.index("-o") + 1] = target
         # Before the libraries, whose members with the same names are then not taken.
         words[words.index("-o"):words.index("-o")] = [*further, "-fuse-ld=lld", "-Wl,-S"]
-        linked = subprocess.run(words, cwd=self.build.directory, check=False, capture_output=True, text=True)
+        linked = subprocess.run(words, cwd=self.build.directory, check=False, capture_output=True, text=True,
+                                start_new_session=True)
         if linked.returncode != 0:
             raise NotCompiled(linked.stderr)
         return target
@@ -77,5 +78,7 @@ class Scratch:
 
     def _shell(self, command):
         """What a command that fails says; nothing where it does not."""
-        done = subprocess.run(command, cwd=self.build.directory, shell=True, check=False, capture_output=True, text=True)
+        # A session of its own: an interrupt is for the run, and would make a mutant look as if it did not compile.
+        done = subprocess.run(command, cwd=self.build.directory, shell=True, check=False, capture_output=True, text=True,
+                              start_new_session=True)
         return "" if done.returncode == 0 else done.stderr or "failed"
