@@ -87,6 +87,18 @@ TEST(ExecuteCommand, keepsDescriptorsToItself) {
   close(leaky);
 }
 
+/// A process that was started without standard input gets its descriptor for the pipe.
+TEST(ExecuteCommand, leavesNoDescriptorOpen) {
+  const int input = dup(STDIN_FILENO);
+  close(STDIN_FILENO);
+  std::string output;
+  EXPECT_TRUE(otn::executeCommand("echo out", true, nullptr, &output, true));
+  EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), -1);
+  dup2(input, STDIN_FILENO);
+  close(input);
+  EXPECT_EQ(output, "out\n");
+}
+
 TEST(ExecuteCommand, isBrokenOffByAStop) {
   std::string output;
   int status = 0;
