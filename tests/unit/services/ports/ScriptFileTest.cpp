@@ -58,6 +58,16 @@ class ScriptFile : public ::testing::Test {
   std::string m_path;
 };
 
+TEST_F(ScriptFile, HasAPathThatLeavesRoomForTheNameBefore) {
+  // With ".XXXXXX" and the end of the text exactly too long by one.
+  std::string path = m_dir + "/";
+  while (path.size() + 7 < PATH_MAX - 1) path += "./";
+  path.resize(PATH_MAX - 8, '/');
+  EXPECT_EQ(writeScriptFile((path + "s").c_str(), "end\n"), ENAMETOOLONG);
+  path.pop_back();
+  EXPECT_EQ(writeScriptFile((path + "s").c_str(), "end\n"), 0);
+}
+
 TEST_F(ScriptFile, IsMadeWhereThereIsNone) {
   expectOwn("vlan 5\nend\n");
 }
