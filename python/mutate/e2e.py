@@ -7,7 +7,7 @@ import threading
 
 from trelvik.places import REPO, SANDBOX, daemon
 
-from .running import Task, first_failure, run
+from .running import Task, lasting_failure, run
 
 AT_ONCE = 5
 LIMIT = 180
@@ -74,10 +74,8 @@ class EndToEnd:
             shutil.copytree(self.stage, stage, symlinks=True)
         shutil.copy(scratch.program("src/Trelvik"), daemon(stage))
         tests = [task(stage, name, some) for name in files(mutant.file) for some in together(functions(name))]
-        outcome = first_failure([*tests, storm(stage)], AT_ONCE)
-        if outcome is not None and not outcome.late:
-            outcome = run(outcome.task)
-        if outcome is None or outcome.good or not self._sound(outcome.task, stage):
+        outcome = lasting_failure([*tests, storm(stage)], AT_ONCE, lambda failed: self._sound(failed.task, stage))
+        if outcome is None:
             return None
         failed = FAILED.search(outcome.said)
         return failed[1] if failed else "the storm" if "storm" in outcome.task.command else "end to end", outcome.late

@@ -88,6 +88,21 @@ def first_failure(tasks, width):
         return next((outcome for outcome in coming if not outcome.good), None)
 
 
+def lasting_failure(tasks, width, counts=lambda outcome: True):
+    """The first that fails twice, or does not end, and counts; where one does not, the others are still asked."""
+    left = list(tasks)
+    while left:
+        outcome = first_failure(left, width)
+        if outcome is None:
+            return None
+        left.remove(outcome.task)
+        if not outcome.late:
+            outcome = run(outcome.task)
+        if not outcome.good and counts(outcome):
+            return outcome
+    return None
+
+
 def run_all(tasks, width):
     return list(outcomes(tasks, width))
 

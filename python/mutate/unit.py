@@ -6,7 +6,7 @@ import threading
 from trelvik.files import read
 from trelvik.places import REPO, SANDBOX
 
-from .running import Task, first_failure, run, run_all
+from .running import Task, lasting_failure, run_all
 
 AT_ONCE = 4
 LIMIT, SLOWER = 20, 5
@@ -74,7 +74,7 @@ def kills(scratch, mutant):
             chosen = {name: time for name, time in times.items() if close == (suite(name) in near)}
             tasks = [Task(command(mutated, "--gtest_fail_fast", "--gtest_filter=" + ":".join(names)),
                           LIMIT + SLOWER * time, {}) for time, names in bins(chosen)]
-            found = twice(tasks)
+            found = failure(tasks)
             if found:
                 return found
     return None
@@ -86,12 +86,10 @@ def suite(name):
     return words[0] if len(words) == 1 or words[1].isdigit() else words[1]
 
 
-def twice(tasks):
-    """What failed and whether it did not end. A failure counts when it comes again."""
-    outcome = first_failure(tasks, AT_ONCE)
-    if outcome is not None and not outcome.late:
-        outcome = run(outcome.task)
-    if outcome is None or outcome.good:
+def failure(tasks):
+    """What failed, and whether it did not end."""
+    outcome = lasting_failure(tasks, AT_ONCE)
+    if outcome is None:
         return None
     failed = FAILED.search(outcome.said)
     return failed[1] if failed else os.path.basename(outcome.task.command[2]), outcome.late

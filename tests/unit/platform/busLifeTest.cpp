@@ -36,6 +36,7 @@ TEST_F(BusTest, waitsForItsName) {
                       &changes);
   Component tested;
   EXPECT_TRUE(waitFor([&] { return m_log.count("is not on the bus yet") == 1; }));
+  EXPECT_EQ(m_log.count("trying again: the name belongs to another"), 1U);
   EXPECT_FALSE(tested.named);
   // Each attempt is one connection, which comes and goes.
   const auto tooOften = [&] {
