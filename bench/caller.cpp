@@ -2,10 +2,10 @@
 //
 //   trelvik-caller probe|alone|rule|query|debug|exchange [--callers N] [--count N]
 //
-// `probe` is a request of one record, `rule` one of two records, `alone` the first of these two by itself, `query` asks
-// for the trace level; N callers are N connections to the bus with one call under way each. `debug` uses the debug
-// socket. `exchange` asks nobody: it exchanges records with OPS itself. A tenth of COUNT goes before to warm up, and is
-// not counted.
+// `probe` is a request of one record, `rule` one of two records, `alone` the first of these two by itself,
+// `query` asks for the trace level; N callers are N connections to the bus with one call under way each.
+// `debug` uses the debug socket. `exchange` asks nobody: it exchanges records with OPS itself. A tenth of
+// COUNT goes before to warm up, and is not counted.
 //
 // Prints one line of JSON: how many were answered in how many seconds, its own CPU time in microseconds, and
 // how many microseconds an answer took at 0, 1, ... 100 percent of them. Exit status: 0 = all answered, 1 =
@@ -96,11 +96,13 @@ std::vector<char> makeCall(std::string_view kind) {
     object = "ob_common", interfaceName = "otn.OBcommon_1_0", method = "get_trace_level", types = "";
     arguments.clear();
   } else if (kind == "rule" || kind == "alone") {
-    // An MSTP rule on the LAN side, and a flush behind it unless it is alone; the data VLANs are an empty text.
+    // An MSTP rule on the LAN side, and a flush behind it unless it is alone; the data VLANs are an empty
+    // text.
     const uint32_t flush = kind == "rule";
     object = "IssSetIssMgrAsync", interfaceName = "otn.OBsetIssMgrParams_1_0", method = "setIssMgrParams";
     types = "uuuuiuuuuuusuuuqii";
-    arguments = body({1, 0, 5, 0, flush, 7, 1, 3, 679, 0, 0, 0}) + std::string(4, 0) + body({0, 0, 0, 0, 0, 0});
+    arguments =
+        body({1, 0, 5, 0, flush, 7, 1, 3, 679, 0, 0, 0}) + std::string(4, 0) + body({0, 0, 0, 0, 0, 0});
   }
   wire::Message call(wire::call, 0, 0);
   call.text(wire::path, 'o', std::string("/otn/Trelvik/") + object);
