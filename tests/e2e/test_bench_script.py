@@ -120,7 +120,7 @@ def test_goals_within_their_limits_are_met():
     ("crowd", 1.3, "256 callers, one CPU: time per answer over that of 8"),
     ("debug", 1.2, "debug socket, one CPU: p50 over the floor's"),
     ("query", 1.1, "trace-level query, free placement: p50 over the bare echo's"),
-    ("two", 1.1, "two records, one CPU: p50 over one record's and a bare exchange"),
+    ("two", 1.1, "two records, one CPU: p50 over the first one's alone and a bare exchange"),
 ])
 def test_each_goal_is_missed_beyond_its_limit(row, factor, told):
     assert told in missed(slower(made_up(), factor, row))

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <climits>
 
 #include "busFixture.h"
@@ -12,6 +13,8 @@
 namespace {
 
 using namespace busTest;
+using namespace std::chrono_literals;
+using std::chrono::steady_clock;
 
 constexpr const char* deputy = "tv-deputy";
 
@@ -31,23 +34,28 @@ TEST_F(BusThreads, aQuickCallWakesTheBusThreadOnly) {
   ASSERT_TRUE(tested.ready());
   Peer peer(m_bus);
   EXPECT_EQ(setPort(peer, 1), "");
-  // A handler that loses its processor for a millisecond has the deputy woken, as it should be, so the
-  // quietest of the rounds counts. A way through the deputy, or through another thread, would wake it in all
-  // of them.
+  // The deputy's timer stands 5 ms ahead, so that calls which come more slowly let it run out between them; a
+  // handler that loses its processor for a millisecond has the deputy stand in. A way through the deputy, or
+  // through another thread, would wake it at each call, however quick; so the quietest of the rounds counts.
   constexpr long rounds = 10;
   constexpr long calls = 100;
+  constexpr long perWakeUp =
+      3;  ///< waits: for its timer, and where it stands in for the bus, and to be recalled
   ASSERT_GE(switchesOfOthers(deputy), 0) << "there is no deputy";
   long ofAll = LONG_MAX;
-  long ofDeputy = LONG_MAX;
+  long tooMany = LONG_MAX;
   for (long round = 0; round < rounds; ++round) {
+    const auto began = steady_clock::now();
     const long before = switchesOfOthers();
     const long deputyBefore = switchesOfOthers(deputy);
     for (long i = 0; i < calls; ++i) EXPECT_EQ(setPort(peer, 1), "");
-    ofAll = std::min(ofAll, switchesOfOthers() - before);
-    ofDeputy = std::min(ofDeputy, switchesOfOthers(deputy) - deputyBefore);
+    const long ofDeputy = switchesOfOthers(deputy) - deputyBefore;
+    const long wakeUps = (steady_clock::now() - began) / 5ms + 1;
+    ofAll = std::min(ofAll, switchesOfOthers() - before - ofDeputy);
+    tooMany = std::min(tooMany, ofDeputy - perWakeUp * wakeUps);
   }
   EXPECT_LT(ofAll, calls + calls / 5);
-  EXPECT_LT(ofDeputy, calls / 20);
+  EXPECT_LE(tooMany, 0);
 }
 
 TEST_F(BusThreads, theDeputySleepsWhileNothingComes) {
