@@ -14,9 +14,12 @@ TEST_F(Opening, IsTriedAgainAfterAnyError) {
   for (failing::Call* call : {&failing::start, &failing::getEvents, &failing::process}) {
     m_log.clear();
     call->fail(By::Others, -EIO);
+    // A bus that answers at once need not be waited for.
+    m_bus.suspend();
     Component tested;
+    EXPECT_TRUE(waitFor([&] { return call->done(); }));
+    m_bus.resume();
     ASSERT_TRUE(tested.ready());
-    EXPECT_TRUE(call->done());
     EXPECT_EQ(m_log.count("Component Tested is not on the bus yet, trying again: Input/output error"), 1U);
     EXPECT_EQ(m_log.count("[INFO] otnbus:"), 1U);
     EXPECT_EQ(m_log.count("Component Tested is on the bus"), 1U);
