@@ -50,7 +50,7 @@ TEST_F(BusThreads, aQuickCallWakesTheBusThreadOnly) {
     const long deputyBefore = switchesOfOthers(deputy);
     for (long i = 0; i < calls; ++i) EXPECT_EQ(setPort(peer, 1), "");
     const long ofDeputy = switchesOfOthers(deputy) - deputyBefore;
-    const long wakeUps = (steady_clock::now() - began) / 5ms + 1;
+    const long wakeUps = static_cast<long>((steady_clock::now() - began) / 5ms) + 1;
     ofAll = std::min(ofAll, switchesOfOthers() - before - ofDeputy);
     tooMany = std::min(tooMany, ofDeputy - perWakeUp * wakeUps);
   }
