@@ -2,7 +2,6 @@
 import json
 import os
 import shutil
-import subprocess
 import tempfile
 import xml.dom.minidom
 
@@ -11,15 +10,10 @@ import pytest
 from bench import figures, goals, instructions, measure, picture, plan, table
 from bench.program import Failed
 from trelvik import files
-from trelvik.places import PREFIX, REPO, daemon, policy
-from trelvik.wait import SLOW
+from trelvik.places import PREFIX, daemon, policy
+from trelvik.script import Script
 
-BENCH = os.path.join(REPO, "scripts", "bench")
-
-
-def run(*arguments):
-    return subprocess.run([BENCH, *arguments], stdin=subprocess.DEVNULL, capture_output=True, text=True,
-                          timeout=20 * SLOW, check=False)
+BENCH = Script("bench", 20)
 
 
 def made_up(baseline=True, growth=0):
@@ -80,13 +74,13 @@ def slower(found, factor, row, subject="here"):
     (["--build", "/nowhere"], "--build takes a build directory with an installation, not /nowhere"),
 ])
 def test_misuse_is_named(arguments, told):
-    result = run(*arguments)
+    result = BENCH.run(*arguments)
     assert (result.returncode, result.stdout) == (2, "")
     assert told in result.stderr and "Traceback" not in result.stderr
 
 
 def test_help_tells_the_options():
-    result = run("-h")
+    result = BENCH.run("-h")
     assert result.returncode == 0
     for option in ("--short", "--long", "--baseline COMMIT", "--json FILE", "--svg FILE", "--refresh", "--build DIR"):
         assert option in result.stdout
@@ -101,7 +95,7 @@ def test_daemon_that_ends_at_once_fails_the_run():
             shutil.copy(os.path.join(real, "bench", program), os.path.join(build, "bench"))
         shutil.copy(policy(PREFIX), policy(stage))
         files.write_script(daemon(stage), "echo it cannot start >&2", "exit 3")
-        result = run("--short", "--build", build)
+        result = BENCH.run("--short", "--build", build)
     assert result.returncode == 1
     assert "ended with status 3" in result.stderr and "it cannot start" in result.stderr
     assert "met" not in result.stdout

@@ -1,20 +1,14 @@
 """scripts/coverage: its command line, and what it makes of what gcovr tells. The measurement itself takes minutes."""
 import os
-import subprocess
 
 import pytest
 
 from coverage import decisions, figures, readme, report
 from trelvik import files
 from trelvik.places import REPO
-from trelvik.wait import SLOW
+from trelvik.script import Script
 
-COVERAGE = os.path.join(REPO, "scripts", "coverage")
-
-
-def run(*arguments):
-    return subprocess.run([COVERAGE, *arguments], stdin=subprocess.DEVNULL, capture_output=True, text=True,
-                          timeout=20 * SLOW, check=False)
+COVERAGE = Script("coverage", 20)
 
 
 SOURCE = "if (full)\n  return;\nput();\n" + "if (x) y();\n" * 9999
@@ -45,14 +39,11 @@ def torn(read):
 @pytest.mark.parametrize("arguments", [("x",), ("--check", "x"), ("--read", "--check"), ("-R",), ("-R", "a", "b"),
                                        ("--unknown",)])
 def test_misuse_is_told_with_status_2(arguments):
-    done = run(*arguments)
-    assert done.returncode == 2
-    assert "usage: scripts/coverage" in done.stderr and not done.stdout
+    COVERAGE.expect_misuse(*arguments)
 
 
 def test_help_goes_to_standard_output():
-    done = run("--help")
-    assert done.returncode == 0 and "usage: scripts/coverage" in done.stdout and not done.stderr
+    COVERAGE.expect_help()
 
 
 def test_readme_tells_a_figure_that_meets_the_goals():

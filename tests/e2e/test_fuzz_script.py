@@ -7,10 +7,11 @@ import subprocess
 import pytest
 
 from trelvik import files
-from trelvik.places import PREFIX, REPO
+from trelvik.places import PREFIX
+from trelvik.script import Script
 from trelvik.wait import SLOW
 
-FUZZ = os.path.join(REPO, "scripts", "fuzz")
+FUZZ = Script("fuzz", 50)
 BUILD = os.path.dirname(PREFIX)
 UNSOUND = """#include <cstdint>
 #include <cstdio>
@@ -23,26 +24,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
 """
 
 
-def run(*arguments):
-    return subprocess.run([FUZZ, *arguments], stdin=subprocess.DEVNULL, capture_output=True, text=True,
-                          timeout=50 * SLOW, check=False)
-
-
 @pytest.mark.parametrize("arguments", [(), ("x",), ("0",), ("1", "--build"), ("1", "--build", "/nowhere"), ("1", "--unknown"),
                                        ("1", "nothing"), ("1", "../fuzz"), ("1", "nothing", "--build", BUILD)])
 def test_misuse_is_told_with_status_2(arguments):
-    done = run(*arguments)
-    assert done.returncode == 2
-    assert "usage: scripts/fuzz" in done.stderr and not done.stdout
+    FUZZ.expect_misuse(*arguments)
 
 
 def test_help_goes_to_standard_output():
-    done = run("--help")
-    assert done.returncode == 0 and "usage: scripts/fuzz MINUTES" in done.stdout and not done.stderr
+    FUZZ.expect_help()
 
 
 def test_targets_share_the_minutes_and_are_counted():
-    done = run("0.05", "bus", "services", "--build", BUILD)
+    done = FUZZ.run("0.05", "bus", "services", "--build", BUILD)
     assert done.returncode == 0, done.stdout + done.stderr
     assert re.match(r"2 targets, \d+ at a time, [1-3] s each\n", done.stdout)
     for target in ("bus", "services"):
@@ -56,7 +49,7 @@ def test_finding_is_told_with_its_input_and_what_to_do(tmp_path):
     subprocess.run(["clang++", "-fsanitize=fuzzer", "-o", program, source], check=True, timeout=50 * SLOW)
     with open(os.path.join(tmp_path, "CTestTestfile.cmake"), "w", encoding="utf-8") as file:
         file.write(f'add_test(fuzz.unsound "{program}" -max_total_time=20 -artifact_prefix={tmp_path}/)\n')
-    done = run("0.5", "--build", str(tmp_path))
+    done = FUZZ.run("0.5", "--build", str(tmp_path))
     assert done.returncode == 1
     assert re.search(r"^unsound .* found$", done.stdout, re.MULTILINE)
     assert "unsound: Does not hold: nobody says no\n" in done.stdout

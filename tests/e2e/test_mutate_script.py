@@ -1,46 +1,37 @@
 """scripts/mutate: its command line, what it changes, and that the tests of a small file see every change."""
 import os
 import re
-import subprocess
 
 import pytest
 
 from mutate import operators, sample, survivors
 from mutate.scanner import scan
 from trelvik.places import PREFIX, REPO
-from trelvik.wait import SLOW
+from trelvik.script import Script
 
-MUTATE = os.path.join(REPO, "scripts", "mutate")
+MUTATE = Script("mutate", 50)
 BUILD = os.path.dirname(PREFIX)
-
-
-def run(*arguments):
-    return subprocess.run([MUTATE, *arguments], stdin=subprocess.DEVNULL, capture_output=True, text=True,
-                          timeout=50 * SLOW, check=False)
 
 
 @pytest.mark.parametrize("arguments", [("x",), ("--count", "0"), ("--count", "x"), ("--seed",), ("--seed", "-1"),
                                        ("--jobs", "0"), ("--file", "/nowhere"), ("--file", "README.md"),
                                        ("--build", "/nowhere"), ("--unknown",)])
 def test_misuse_is_told_with_status_2(arguments):
-    done = run(*arguments)
-    assert done.returncode == 2
-    assert "usage: scripts/mutate" in done.stderr and not done.stdout
+    MUTATE.expect_misuse(*arguments)
 
 
 def test_help_goes_to_standard_output():
-    done = run("--help")
-    assert done.returncode == 0 and "usage: scripts/mutate" in done.stdout and not done.stderr
+    MUTATE.expect_help()
 
 
 def test_a_seed_draws_the_same_mutants_every_time():
-    one, again, other = (run("--list", "--count", "20", "--seed", seed) for seed in ("3", "3", "4"))
+    one, again, other = (MUTATE.run("--list", "--count", "20", "--seed", seed) for seed in ("3", "3", "4"))
     assert one.returncode == 0 and len(re.findall("^  [-+] ", one.stdout, re.MULTILINE)) == 40
     assert one.stdout == again.stdout != other.stdout
 
 
 def test_mutants_of_a_small_file_are_all_killed():
-    done = run("--build", BUILD, "--file", "src/message/classify.cpp", "--count", "4", "--jobs", "2", "--afresh")
+    done = MUTATE.run("--build", BUILD, "--file", "src/message/classify.cpp", "--count", "4", "--jobs", "2", "--afresh")
     assert done.returncode == 0, done.stdout + done.stderr
     assert "seed 1: 4 of 4 mutants killed, 100.0 %; goal 95 %: met\n" in done.stdout
 

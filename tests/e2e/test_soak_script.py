@@ -13,30 +13,21 @@ from soak.known import Catalogue
 from storm import methods
 from storm.deviation import Deviation
 from trelvik import files
-from trelvik.places import PREFIX, REPO, daemon
-from trelvik.wait import SLOW
+from trelvik.places import PREFIX, daemon
+from trelvik.script import Script
 
-SOAK = os.path.join(REPO, "scripts", "soak")
-
-
-def run(*arguments, place=None):
-    environment = dict(os.environ, **({"TMPDIR": str(place)} if place else {}))
-    return subprocess.run([SOAK, *arguments], stdin=subprocess.DEVNULL, capture_output=True, text=True, env=environment,
-                          timeout=110 * SLOW, check=False)
+SOAK = Script("soak", 110)
 
 
 @pytest.mark.parametrize("arguments", [(), ("x",), ("0",), ("1", "2"), ("1", "--seed"), ("1", "--seed", "x"),
                                        ("1", "--boards", "0"), ("1", "--boards", "x"), ("1", "--stage", "/nowhere"),
                                        ("1", "--unknown")])
 def test_misuse_is_told_with_status_2(arguments):
-    done = run(*arguments)
-    assert done.returncode == 2
-    assert "usage: scripts/soak MINUTES" in done.stderr and not done.stdout
+    SOAK.expect_misuse(*arguments)
 
 
 def test_help_goes_to_standard_output():
-    done = run("--help")
-    assert done.returncode == 0 and "usage: scripts/soak MINUTES" in done.stdout and not done.stderr
+    SOAK.expect_help()
 
 
 @pytest.mark.takes(60)
@@ -46,7 +37,7 @@ def test_deviation_is_told_and_its_logs_are_kept(tmp_path):
     sound = daemon(stage) + ".sound"
     os.rename(daemon(stage), sound)
     files.write_script(daemon(stage), "export ethaddr_first=00:00:00:00:00:01", f'exec {sound} "$@"')
-    done = run("1", "--seed", "7", "--boards", "1", "--stage", stage, place=tmp_path)
+    done = SOAK.run("1", "--seed", "7", "--boards", "1", "--stage", stage, TMPDIR=str(tmp_path))
     assert done.returncode == 1, done.stdout
     assert re.search(r'^deviation of board 1 \(oracle\) after [\d.]+ s, under ".*", seed 7:\nrecord of ', done.stdout,
                      re.MULTILINE)

@@ -2,7 +2,6 @@
 import os
 import re
 import shutil
-import subprocess
 
 import pytest
 
@@ -10,32 +9,24 @@ from storm import layout, logged, reading
 from storm.faults import FAULTS
 from trelvik import files
 from trelvik.places import PREFIX, REPO, daemon
-from trelvik.wait import SLOW
+from trelvik.script import Script
 
-STORM = os.path.join(REPO, "scripts", "storm")
-
-
-def run(*arguments):
-    return subprocess.run([STORM, *arguments], stdin=subprocess.DEVNULL, capture_output=True, text=True,
-                          timeout=50 * SLOW, check=False)
+STORM = Script("storm", 50)
 
 
 @pytest.mark.parametrize("arguments", [(), ("x",), ("0",), ("1", "2"), ("1", "--seed"), ("1", "--seed", "x"),
                                        ("1", "--steps", "-1"), ("1", "--stage", "/nowhere"), ("1", "--unknown"),
                                        ("--prove", "nothing")])
 def test_misuse_is_told_with_status_2(arguments):
-    done = run(*arguments)
-    assert done.returncode == 2
-    assert "usage: scripts/storm MINUTES" in done.stderr and not done.stdout
+    STORM.expect_misuse(*arguments)
 
 
 def test_help_goes_to_standard_output():
-    done = run("--help")
-    assert done.returncode == 0 and "usage: scripts/storm MINUTES" in done.stdout and not done.stderr
+    STORM.expect_help()
 
 
 def test_storm_ends_after_its_steps_and_counts():
-    done = run("1", "--seed", "5", "--steps", "30", "--stage", PREFIX)
+    done = STORM.run("1", "--seed", "5", "--steps", "30", "--stage", PREFIX)
     assert done.returncode == 0, done.stdout
     assert re.search(r"^seed 5: \d+ requests in \d+ s \(.*\) of 1 daemons .*; deviations: 0$", done.stdout, re.MULTILINE)
 
@@ -46,12 +37,12 @@ def test_deviation_is_told_with_the_field_and_how_to_repeat(tmp_path):
     sound = daemon(stage) + ".sound"
     os.rename(daemon(stage), sound)
     files.write_script(daemon(stage), "export ethaddr_first=00:00:00:00:00:01", f'exec {sound} "$@"')
-    done = run("1", "--seed", "7", "--stage", stage)
+    done = STORM.run("1", "--seed", "7", "--stage", stage)
     assert done.returncode == 1
     assert re.search(r"^deviation after [\d.]+ s at request \d+, step \d+, seed 7:\nrecord of ", done.stdout, re.MULTILINE)
     assert re.search(r"source MAC at 10: expected [0-9a-f ]{17}, got 00 00 00 00 00 01\n", done.stdout)
     again = re.search(r"^again: scripts/storm (.*)$", done.stdout, re.MULTILINE)
-    assert run(*again[1].split(), "--stage", stage).returncode == 1
+    assert STORM.run(*again[1].split(), "--stage", stage).returncode == 1
 
 
 def test_every_fault_fits_the_sources():
