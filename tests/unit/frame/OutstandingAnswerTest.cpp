@@ -27,11 +27,11 @@ TEST_F(AnswerLimit, IsNoneWithoutTheVariable) {
 
 TEST_F(AnswerLimit, IsANumberOfSecondsUpToADay) {
   EXPECT_EQ(readAnswerLimit("1"), 1s);
-  EXPECT_EQ(readAnswerLimit("0060"), 60s);
+  EXPECT_EQ(readAnswerLimit("0069"), 69s);
   EXPECT_EQ(readAnswerLimit("86400"), 86400s);
   EXPECT_THAT(unnumbered(),
               ElementsAre(mainLine("INFO", "a message that ISS does not answer within 1 s is given up"),
-                          mainLine("INFO", "a message that ISS does not answer within 60 s is given up"),
+                          mainLine("INFO", "a message that ISS does not answer within 69 s is given up"),
                           mainLine("INFO", "a message that ISS does not answer within 86400 s is given up")));
 }
 
@@ -121,6 +121,16 @@ TEST_F(GivenUp, ARequestConsumesWhatIsLeftOfItAndNoMore) {
   }
   EXPECT_EQ(MsgArray[1].source, MsgSource::Redundancy);
   expectOneReply(1, {2U, 0U, 5U, 0U, true, 0U, 0U, 0U});
+}
+
+TEST_F(GivenUp, ARequestEndsWhereTheRingDoes) {
+  readpointer = 4;
+  writepointer = 4;
+  queue(MsgSource::SyncE, 1, 5, FakeBus::call(2)).syncEService = &m_syncE;
+  queue(MsgSource::SyncE, 2, 5, nullptr);
+  giveUp();
+  EXPECT_EQ(readpointer, 6);
+  EXPECT_EQ(writepointer, 6);
 }
 
 TEST_F(GivenUp, TheLastMessageOfARequestConsumesOne) {
