@@ -47,7 +47,7 @@ SEEN_BY = (
     ("src/services/synce", "sync_e"),
     ("src/frame/main", "startup shutdown"),
     ("src/frame/signals", "signals shutdown"),
-    ("src/frame/otnThread", "startup shutdown"),
+    ("src/frame/otnThread", "startup shutdown diagnostics"),
     ("src/frame/deletePersistentIssConfig", "config_removal"),
     ("src/frame/AnswerWatch", "answer_limit"),
     ("src/frame/OutstandingAnswer", "answer_limit"),

@@ -52,6 +52,12 @@ TEST(ExecuteCommand, collectsMoreOutputThanAPipeHolds) {
   EXPECT_EQ(output.size(), 300000U);
 }
 
+TEST(ExecuteCommand, collectsOutputThatComesInPieces) {
+  std::string output;
+  EXPECT_TRUE(otn::executeCommand("echo one; sleep 0.3; echo two", true, nullptr, &output, true));
+  EXPECT_EQ(output, "one\ntwo\n");
+}
+
 TEST(ExecuteCommand, doesNotWaitForAGrandchildThatKeepsTheOutput) {
   std::string output;
   const auto before = std::chrono::steady_clock::now();

@@ -1,6 +1,7 @@
 #include "notifySupervisor.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <chrono>
 
@@ -15,6 +16,16 @@ TEST(NotifySupervisor, TellsOneLine) {
   otn::notifySupervisor("all is well");
   EXPECT_EQ(supervisor.take(), "STATUS=all is well");
   EXPECT_EQ(supervisor.take(), "");
+}
+
+TEST(NotifySupervisor, LeavesNoDescriptorOpen) {
+  const SupervisorSocket supervisor;
+  const int before = dup(STDIN_FILENO);
+  close(before);
+  otn::notifySupervisor("all is well");
+  const int after = dup(STDIN_FILENO);
+  close(after);
+  EXPECT_EQ(after, before);
 }
 
 TEST(NotifySupervisor, DoesNotWaitForOneThatDoesNotRead) {
