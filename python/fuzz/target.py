@@ -19,8 +19,11 @@ class Target:
     """Settings NAME=VALUE."""
 
     def lasting(self, seconds, corpus):
-        """The command, for so many seconds; inputs that reach something new are taken from the folder and put there."""
-        return [*(re.sub(r"^(-max_total_time)=\d+$", rf"\1={seconds}", part) for part in self.command), corpus]
+        """The command, for so many seconds and with a random seed; inputs that reach something new are taken from the
+        folder and put there."""
+        settings = {"-max_total_time": seconds, "-seed": 0}
+        return [*(re.sub(r"^(-\w+)=(\d+)$", lambda part: f"{part[1]}={settings.get(part[1], part[2])}", part)
+                  for part in self.command), corpus]
 
 
 @dataclasses.dataclass(frozen=True)

@@ -78,7 +78,9 @@ class Client {
 
  private:
   void checkLines(std::string_view text) const {
-    const bool json = m_sent.substr(0, m_sent.find('\n')).ends_with("--json");
+    // Behind a # stands a comment, as in a scenario.
+    const std::string request = m_sent.substr(0, m_sent.find_first_of("#\n"));
+    const bool json = request.ends_with("--json");
     while (!text.empty()) {
       const std::string_view line = text.substr(0, text.find('\n'));
       text.remove_prefix(line.size() + 1);
