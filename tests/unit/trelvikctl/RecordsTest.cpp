@@ -168,6 +168,15 @@ TEST(HexDump, IsReadAsToolsPrintIt) {
   }
 }
 
+TEST(HexDump, RepeatsALineForAMegabyteAtMost) {
+  std::string bytes;
+  EXPECT_TRUE(readHexDump("00000000  61 62\n*\n00100002  63\n", bytes));
+  EXPECT_EQ(bytes.size(), (1U << 20) + 3);
+  EXPECT_TRUE(bytes.starts_with("ababab") && bytes.ends_with("ababc"));
+  EXPECT_FALSE(readHexDump("00000000  61 62\n*\n00100003  63\n", bytes));
+  EXPECT_FALSE(readHexDump("00000000  61 62\n*\n00100003\n", bytes));
+}
+
 TEST(HexDump, IsNotEveryText) {
   std::string bytes;
   for (const char* text : {"", "hello world", "10 00 xx", "123", "\x01\x02", "*\n00000010\n"}) {

@@ -7,7 +7,7 @@
 namespace ctl {
 namespace {
 
-constexpr size_t largest = size_t{64} << 20;  ///< bytes that "*" may stand for
+constexpr size_t longestRepeat = 1U << 20;  ///< bytes that a "*" may stand for: 150 records
 
 bool isText(const std::string& text) {
   return std::ranges::all_of(
@@ -70,7 +70,7 @@ class DumpLine {
 
 /// Writes the last line of a dump again and again, up to the next offset.
 bool repeatTo(size_t offset, const std::string& last, std::string& bytes) {
-  if (last.empty() || offset > largest) return false;
+  if (last.empty() || offset > bytes.size() + longestRepeat) return false;
   while (bytes.size() < offset) bytes += last.substr(0, offset - bytes.size());
   return true;
 }
