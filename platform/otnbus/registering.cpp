@@ -184,14 +184,13 @@ void Connection::tryAgain() {
 
 /// In ms; -1 when there is nothing to try again.
 int Connection::untilNextTry() const {
-  int next = -1;
+  auto next = steady_clock::time_point::max();
   for (const Subscription& subscription : m_subscriptions) {
-    if (!subscription.waiting) continue;
-    const auto left = std::chrono::ceil<milliseconds>(subscription.again - steady_clock::now()).count();
-    const int wait = static_cast<int>(std::clamp<int64_t>(left, 0, tryInterval.count()));
-    next = next < 0 ? wait : std::min(next, wait);
+    if (subscription.waiting) next = std::min(next, subscription.again);
   }
-  return next;
+  if (next == steady_clock::time_point::max()) return -1;
+  const auto left = std::chrono::ceil<milliseconds>(next - steady_clock::now()).count();
+  return static_cast<int>(std::clamp<int64_t>(left, 0, tryInterval.count()));
 }
 
 }  // namespace otnbus

@@ -46,7 +46,7 @@ SEEN_BY = (
     ("src/services/smartsfp", "smart_sfp"),
     ("src/services/synce", "sync_e"),
     ("src/frame/main", "startup shutdown"),
-    ("src/frame/signals", "signals shutdown"),
+    ("src/frame/signals", "signals shutdown script_files"),
     ("src/frame/otnThread", "startup shutdown diagnostics"),
     ("src/frame/deletePersistentIssConfig", "config_removal"),
     ("src/frame/AnswerWatch", "answer_limit"),

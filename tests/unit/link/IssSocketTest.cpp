@@ -11,6 +11,7 @@
 #include <fstream>
 #include <thread>
 
+#include "link/Traffic.h"
 #include "link/recordOptions.h"
 #include "process/running.h"
 #include "stopPending.h"
@@ -102,6 +103,19 @@ TEST_F(OpsConnection, DeliversPartOfAMessageAsItCame) {
   EXPECT_EQ(m_socket.getPacket(buffer, sizeof buffer), 100);
   ASSERT_TRUE(m_peer.send(std::string(50, 'y')));
   EXPECT_EQ(m_socket.getPacket(buffer, sizeof buffer), 50);
+  m_socket.close();
+}
+
+TEST_F(OpsConnection, CountsWhatComesHoweverLittle) {
+  connect();
+  ASSERT_TRUE(m_peer.send("x"));
+  const uint64_t before = linkCounts.received;
+  char buffer[6924];
+  EXPECT_EQ(m_socket.getPacket(buffer, sizeof buffer), 1);
+  EXPECT_EQ(linkCounts.received, before + 1);
+  m_peer.hangUp();
+  EXPECT_EQ(m_socket.getPacket(buffer, sizeof buffer), 0);
+  EXPECT_EQ(linkCounts.received, before + 1) << "an end is no message";
   m_socket.close();
 }
 

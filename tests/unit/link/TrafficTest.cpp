@@ -70,6 +70,17 @@ TEST_F(OutstandingInTheRing, AnswersAreTimed) {
   EXPECT_EQ(linkCounts.longestAnswer, 7200000000U);
 }
 
+TEST_F(OutstandingInTheRing, AnswerOfTheSameMomentTookNoTime) {
+  const uint64_t micros = linkCounts.answerMicros;
+  const Guard guard(&mutex);
+  const auto sent = steady_clock::now();
+  answerSentAt = sent;
+  answerOutstanding = true;
+  countAnswer(sent);
+  countAnswer(sent - 1s);
+  EXPECT_EQ(linkCounts.answerMicros, micros);
+}
+
 TEST(BusInterfaces, HaveNamesAndCountsOfTheirOwn) {
   std::set<std::string> names;
   std::set<const InterfaceCounts*> counts;

@@ -52,4 +52,42 @@ TEST_F(Bus, DropsASignalWhenTheConnectionIsLost) {
   EXPECT_EQ(m_log.count("memory"), 0U) << "a lost bus is noticed by who waits on it";
 }
 
+TEST_F(Bus, IsWaitedForUntilTheNextTimeOut) {
+  otnbus::Bus bus;
+  const auto limit = [&bus](int limitMs) {
+    otnbus::Wait wait{};
+    const Guard guard(&bus.mutex);
+    EXPECT_EQ(bus.prepare(wait, limitMs), 0);
+    return wait.limit;
+  };
+  const auto isUp = [&bus] {
+    const Guard guard(&bus.mutex);
+    sd_bus_process(bus.sd(), nullptr);
+    return sd_bus_is_ready(bus.sd()) > 0;
+  };
+  {
+    const Guard guard(&bus.mutex);
+    ASSERT_EQ(bus.connect(), 0);
+  }
+  ASSERT_TRUE(waitFor(isUp));
+  EXPECT_EQ(limit(-1), -1);
+  EXPECT_EQ(limit(70), 70);
+  m_bus.suspend();
+  int answers[2] = {};
+  sd_bus_message* call = nullptr;
+  {
+    const Guard guard(&bus.mutex);
+    sd_bus_message_new_method_call(bus.sd(), &call, otnbus::busName, "/", otnbus::busName, "GetId");
+    EXPECT_GE(sd_bus_call_async(bus.sd(), nullptr, call, count, answers, 30'000'000), 0);
+    sd_bus_message_unref(call);
+  }
+  const int left = limit(-1);
+  EXPECT_GT(left, 20'000);
+  EXPECT_LE(left, 30'000);
+  EXPECT_EQ(limit(70), 70);
+  m_bus.resume();
+  const Guard guard(&bus.mutex);
+  bus.disconnect();
+}
+
 }  // namespace

@@ -67,6 +67,18 @@ TEST_F(BusThreads, theDeputySleepsWhileNothingComes) {
   EXPECT_TRUE(sleeps());
 }
 
+TEST_F(BusThreads, sleepAgainAfterAWakeUp) {
+  Component tested;
+  ASSERT_TRUE(tested.ready());
+  Peer peer(m_bus);
+  int answers[2] = {};
+  block(tested, peer, answers);
+  // The deputy wakes the bus thread when it has stood in for it.
+  tested.ports.opened = true;
+  ASSERT_TRUE(pump(peer, [&] { return answers[0] == 1; }));
+  EXPECT_TRUE(sleeps());
+}
+
 TEST_F(BusThreads, aReplyWakesNobody) {
   Component tested;
   ASSERT_TRUE(tested.ready());

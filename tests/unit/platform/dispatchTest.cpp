@@ -100,4 +100,30 @@ TEST_F(Dispatch, WaitsForMemoryThatTheBusLibraryLacks) {
   EXPECT_EQ(m_log.count("There is no memory for a message from the bus, trying again"), 1U);
 }
 
+TEST_F(Dispatch, TellsTheNextLackOfMemoryAgain) {
+  Component tested;
+  ASSERT_TRUE(tested.ready());
+  Peer peer(m_bus);
+  withCallsWaiting(tested, peer, [] {});
+  // For a look at which nothing has come; the one after that finds memory.
+  std::atomic<bool> found{false};
+  failing::process.whenCalled(By::Others, [&] {
+    failing::process.whenCalled(By::Others, [&] {
+      failing::process.fail(By::Others, -ENOMEM);
+      found = true;
+      return 0;
+    });
+    return -ENOMEM;
+  });
+  tested.ports.opened = true;
+  const auto told = [&] {
+    return m_log.count("There is no memory for a message from the bus, trying again");
+  };
+  EXPECT_TRUE(waitFor([&] { return found.load(); }));
+  EXPECT_EQ(told(), 1U);
+  EXPECT_EQ(setPort(peer, 1), "");
+  EXPECT_TRUE(failing::process.done());
+  EXPECT_EQ(told(), 2U);
+}
+
 }  // namespace

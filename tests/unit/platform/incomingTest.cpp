@@ -49,6 +49,24 @@ TEST_F(Incoming, StandardCallsAreHeldToTheirArguments) {
   EXPECT_EQ(peer.call(component, portPath, properties, "Introspect"), unknownMethod);
 }
 
+TEST_F(Incoming, RefusalsSayWhatIsMissing) {
+  Component tested;
+  ASSERT_TRUE(tested.ready());
+  Peer peer(m_bus);
+  const auto refusal = [&](const char* path, const char* interface, const char* member) {
+    sd_bus_error error{};
+    sd_bus_call_method(peer.bus(), component, path, interface, member, &error, nullptr, "");
+    std::string text = error.message != nullptr ? error.message : "";
+    sd_bus_error_free(&error);
+    return text;
+  };
+  EXPECT_EQ(refusal("/otn/Other", portClass, "setPortParams"), "There is no object /otn/Other");
+  EXPECT_EQ(refusal(portPath, portClass, "other"), "/otn/Tested/Ports has no method other");
+  EXPECT_EQ(refusal(portPath, "otn.None", "other"), "/otn/Tested/Ports has no interface otn.None");
+  EXPECT_EQ(refusal(portPath, portClass, "setPortParams"), "setPortParams takes 'uuuubuuu'");
+  EXPECT_EQ(refusal(portPath, properties, "GetAll"), "GetAll takes 's'");
+}
+
 TEST_F(Incoming, EveryNodeHasTheStandardInterfaces) {
   Component tested;
   ASSERT_TRUE(tested.ready());

@@ -46,6 +46,20 @@ TEST_F(Status, TellsTheMeanAndTheLongestAnswer) {
   linkCounts.longestAnswer = 0;
 }
 
+TEST_F(Status, CountsWhatWasRefusedOverAllInterfaces) {
+  const auto refused = [](Count InterfaceCounts::*by) {
+    uint64_t sum = 0;
+    for (size_t i = 0; i < busInterfaces; ++i) sum += countsOf(static_cast<BusInterface>(i)).*by;
+    return sum;
+  };
+  countsOf(BusInterface::SyncE).refusedByIss += 2;
+  countsOf(BusInterface::SmartSfp).refusedByIss += 1;
+  countsOf(BusInterface::PortParams).refusedByRing += 7;
+  const DaemonStatus status = daemonStatus();
+  EXPECT_EQ(status.refusedByIss, refused(&InterfaceCounts::refusedByIss));
+  EXPECT_EQ(status.refusedByRing, refused(&InterfaceCounts::refusedByRing));
+}
+
 TEST_F(Status, HasALineForEachInterface) {
   InterfaceCounts& counts = countsOf(BusInterface::LifeCycle);
   counts.received += 1000000000000;
