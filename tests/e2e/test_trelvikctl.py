@@ -6,7 +6,7 @@ import subprocess
 
 import pytest
 
-from trelvik import fill, iss
+from trelvik import fill, iss, record
 from trelvik.board import MAC, OTHER_BOARD
 from trelvik.bus import HANG, MANAGER, NAME, REDUNDANCY
 from trelvik.ctl import (DONE, FAILED, NO_DAEMON, PROGRAM, UNKNOWN, USAGE, FakeDaemon, Running, ctl,
@@ -339,6 +339,16 @@ def test_wedge_of_a_deaf_iss_shows_in_the_status(board):
     assert ctl(board, *SETUP, "--timeout", "6s").status == UNKNOWN
     assert re.match(r"health +ISS has not answered RUN_DEFAULT_SCRIPT_COMMAND \[8\] of IssSetLanWanAsync for \d+ s, ",
                     ctl(board, "status").lines[0])
+
+
+def test_status_is_told_while_iss_does_not_read(board):
+    board.start_ops(receive_buffer=4096)
+    board.up(level=9)
+    board.expect_log("[ERROR] IssSocket:81 (sentPacket) - Failed to send msg to ISS: *")
+    fill.connection(board, record.make(record.FLUSH_CMD))
+    told = ctl(board, "status", "--json").json
+    assert (told["outstandingType"], told["outstandingSource"]) == (record.FLUSH_CMD, "debug socket")
+    board.stop()
 
 
 def test_status_shows_what_the_daemon_tells(board):
