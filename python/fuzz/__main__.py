@@ -32,7 +32,7 @@ def finding(run):
 
 
 def main():
-    parser = argparse.ArgumentParser(prog="scripts/fuzz")
+    parser = argparse.ArgumentParser(prog="scripts/fuzz", usage="%(prog)s MINUTES [TARGET...] [--build DIR]")
     parser.add_argument("--build", required=True)
     parser.add_argument("--minutes", type=float, required=True)
     parser.add_argument("target", nargs="*")

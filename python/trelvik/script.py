@@ -7,10 +7,11 @@ from .wait import SLOW
 
 
 class Script:
-    def __init__(self, name, seconds):
-        """At most so many seconds are waited for it."""
+    def __init__(self, name, seconds, arguments=""):
+        """At most so many seconds are waited for it. Its usage begins with these arguments."""
         self._name = name
         self._seconds = seconds
+        self._usage = f"usage: scripts/{name} {arguments}".rstrip()
 
     def run(self, *arguments, **environment):
         return subprocess.run([os.path.join(REPO, "scripts", self._name), *arguments], stdin=subprocess.DEVNULL,
@@ -20,8 +21,8 @@ class Script:
     def expect_misuse(self, *arguments):
         done = self.run(*arguments)
         assert done.returncode == 2
-        assert f"usage: scripts/{self._name}" in done.stderr and not done.stdout
+        assert self._usage in done.stderr and not done.stdout
 
     def expect_help(self):
         done = self.run("--help")
-        assert done.returncode == 0 and f"usage: scripts/{self._name}" in done.stdout and not done.stderr
+        assert done.returncode == 0 and self._usage in done.stdout and not done.stderr

@@ -11,7 +11,7 @@ from trelvik.places import PREFIX
 from trelvik.script import Script
 from trelvik.wait import SLOW
 
-FUZZ = Script("fuzz", 50)
+FUZZ = Script("fuzz", 50, "MINUTES")
 BUILD = os.path.dirname(PREFIX)
 UNSOUND = """#include <cstdint>
 #include <cstdio>

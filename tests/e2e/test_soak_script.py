@@ -16,7 +16,7 @@ from trelvik import files
 from trelvik.places import PREFIX, daemon
 from trelvik.script import Script
 
-SOAK = Script("soak", 110)
+SOAK = Script("soak", 110, "MINUTES")
 
 
 @pytest.mark.parametrize("arguments", [(), ("x",), ("0",), ("1", "2"), ("1", "--seed"), ("1", "--seed", "x"),

@@ -11,7 +11,7 @@ from trelvik import files
 from trelvik.places import PREFIX, REPO, daemon
 from trelvik.script import Script
 
-STORM = Script("storm", 50)
+STORM = Script("storm", 50, "MINUTES")
 
 
 @pytest.mark.parametrize("arguments", [(), ("x",), ("0",), ("1", "2"), ("1", "--seed"), ("1", "--seed", "x"),

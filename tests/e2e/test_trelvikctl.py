@@ -11,6 +11,7 @@ from trelvik.board import MAC, OTHER_BOARD
 from trelvik.bus import HANG, MANAGER, NAME, REDUNDANCY
 from trelvik.ctl import (DONE, FAILED, NO_DAEMON, PROGRAM, UNKNOWN, USAGE, FakeDaemon, Running, ctl,
                          environment, start)
+from trelvik.diagnostics import status
 from trelvik.life_cycle import MARKER, calls, install
 from trelvik.users import as_stranger, need_others
 from trelvik.wait import until
@@ -346,8 +347,12 @@ def test_status_is_told_while_iss_does_not_read(board):
     board.up(level=9)
     board.expect_log("[ERROR] IssSocket:81 (sentPacket) - Failed to send msg to ISS: *")
     fill.connection(board, record.make(record.FLUSH_CMD))
+    for port in range(1, 18):
+        board.bus.set_port_params(3, port)
+    until(lambda: status(board.bus)["requestsWaiting"] == 1, "16 workers have a request each, and one waits")
     told = ctl(board, "status", "--json").json
     assert (told["outstandingType"], told["outstandingSource"]) == (record.FLUSH_CMD, "debug socket")
+    assert told["requestsWaiting"] == 1
     board.stop()
 
 
