@@ -7,7 +7,6 @@ import pytest
 from trelvik.browser import Browser
 from trelvik.ctl import DONE, FAILED, USAGE, ctl
 from trelvik.files import write
-from trelvik.wait import SLOW
 
 CAPTURE = "/tmp/capture.pcapng"
 LOG = "/tmp/log"
@@ -183,26 +182,32 @@ def slot_of(slot, number):
     return (int(slot) + 2 * number) % 20
 
 
+def strokes(browser, action):
+    """How often the page draws anything on the chart for this."""
+    return browser.value(f"""(() => {{
+      const kind = CanvasRenderingContext2D.prototype, kept = {{}};
+      let count = 0;
+      for (const name of ['fillRect', 'strokeRect', 'fillText', 'lineTo', 'stroke', 'fill']) {{
+        kept[name] = kind[name];
+        kind[name] = function(...all) {{ ++count; return kept[name].apply(this, all); }};
+      }}
+      {action};
+      chart.drawNow();
+      Object.assign(kind, kept);
+      return count;
+    }})()""")
+
+
 def test_page_of_10000_requests_does_not_stall(board, browser):
     big_log(board)
     timeline(board, LOG, "--output", PAGE)
     open_page(browser)
     assert browser.text("#summary").startswith(f"{BIG} requests, {BIG} answered;")
-    assert int(browser.value("document.documentElement.dataset.readyMs")) < 5000 * SLOW
     assert browser.value("document.querySelectorAll('#list .row').length") < 50, "only what can be seen is there"
-    slowest = browser.value("""(() => {
-      let slowest = 0;
-      for (let i = 0; i < 20; ++i) {
-        const began = performance.now();
-        chart.zoom(i < 12 ? 0.6 : 2);
-        chart.drawNow();
-        slowest = Math.max(slowest, performance.now() - began);
-      }
-      return slowest;
-    })()""")
-    assert slowest < 500 * SLOW
-    assert browser.value("""(() => { const began = performance.now(); element('port').value = 3; filter();
-      return performance.now() - began; })()""") < 500 * SLOW
+    # What shares a pixel is drawn about once: the work has the size of the picture, not of the log.
+    pixels = browser.value("chart.width * LANES.length")
+    for action in ["chart.all()", *["chart.zoom(0.6)"] * 12, *["chart.zoom(2)"] * 8, "element('port').value = 3; filter()"]:
+        assert 50 < strokes(browser, action) < 2 * pixels, action
 
 
 def redrawn(browser, *kind, **features):
