@@ -3,6 +3,8 @@ import pytest
 from trelvik.board import Board
 from trelvik.iss import Watch
 
+pytest_plugins = ["sandboxed"]
+
 
 @pytest.fixture
 def board():
