@@ -77,6 +77,9 @@ class Board:
         self.configure_bus(*extra, stock_limits=stock_limits)
         self._bus_daemon = self._spawn_bus("bus")
 
+    def signal_bus(self, number):
+        self._bus_daemon.send_signal(number)
+
     def further_bus(self, name):
         """The address of one more bus, for one more daemon."""
         privatebus.write(self._bus_config(name), os.path.join(self.dir, name), places.policy(PREFIX))

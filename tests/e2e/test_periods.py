@@ -1,6 +1,7 @@
 """The documented periods, each as the interval between events as they are seen from outside: lines of the log, kicks and
 expiries at the monitor, connections at OPS, replies, and what the bus is asked."""
 import itertools
+import signal
 import threading
 import time
 
@@ -124,8 +125,13 @@ def test_life_cycle_looks_every_second(board):
 def test_start_looks_for_its_bus_thread_every_second(board):
     board.start_bus()
     for count in range(1, 4):
+        # At its first look the thread is not there yet, as the bus does not answer.
+        board.signal_bus(signal.SIGSTOP)
         asked = time.time()
-        board.connected()
+        board.start()
+        until(lambda: time.time() > asked + 0.5, "it has looked once")
+        board.signal_bus(signal.SIGCONT)
+        board.ops.accept()
         board.log.wait(SENDER_THREAD, count=count)
         held(1, asked, board.log.times(SENDER_THREAD)[-1])
         board.stop()

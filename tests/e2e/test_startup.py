@@ -144,16 +144,17 @@ def test_without_bus_the_daemon_gives_up(board):
     assert not board.log.find(SENDER_THREAD)
 
 
-def limited(threads):
-    """A starter: the daemon runs as a user who has no processes besides, and so many threads at most."""
+def limited(threads, user):
+    """A starter: the daemon runs as a user who has no processes besides, in no test that runs beside this, and so many
+    threads at most. They are counted on the whole machine."""
     users.need_others()
-    return ("setpriv", "--reuid=games", "--inh-caps=-all,+dac_override", "--ambient-caps=-all,+dac_override",
+    return ("setpriv", f"--reuid={user}", "--inh-caps=-all,+dac_override", "--ambient-caps=-all,+dac_override",
             "prlimit", f"--nproc={threads}")
 
 
 def test_without_a_thread_for_the_bus_the_daemon_ends(board):
     board.expect_log("[ERROR] main:181 (main) - Failed to start OTN bus thread: Resource temporarily unavailable")
-    board.start(starter=limited(1))
+    board.start(starter=limited(1, "games"))
     board.wait_exit(status=255)
     assert not board.log.find(BUS_THREAD)
 
@@ -162,7 +163,7 @@ def test_without_a_thread_for_the_sender_the_daemon_ends(board):
     board.start_bus('<policy context="mandatory"><allow own="otn.Trelvik"/></policy>')
     board.expect_log("[CRITICAL] otnbus:* - The bus connection is lost: Resource temporarily unavailable")
     board.expect_log("[ERROR] main:194 (main) - Failed to start ISS comm thread: Resource temporarily unavailable")
-    board.start(starter=limited(2))
+    board.start(starter=limited(2, "news"))
     board.wait_exit(status=255)
     assert board.log.find(BUS_THREAD) and not board.log.find(SENDER_THREAD)
 
