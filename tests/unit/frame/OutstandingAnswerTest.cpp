@@ -8,7 +8,6 @@
 #include "services/synce/SrvSyncE.h"
 #include "support/DebugTool.h"
 #include "support/FakeBus.h"
-#include "support/OwnNamespaces.h"
 #include "support/Record.h"
 #include "support/RingTest.h"
 
@@ -50,8 +49,6 @@ TEST_F(AnswerLimit, IsNoneForAnythingElse) {
 
 class GivenUp : public RingTest {
  protected:
-  static void SetUpTestSuite() { enterOwnNamespaces(); }
-
   GivenUp() {
     FakeBus::clear();
     SrvIss::createInstance(false);

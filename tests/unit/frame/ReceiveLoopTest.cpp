@@ -10,7 +10,6 @@
 #include "stopPending.h"
 #include "support/DebugTool.h"
 #include "support/OpsPeer.h"
-#include "support/OwnNamespaces.h"
 #include "support/Record.h"
 #include "support/RingTest.h"
 #include "support/waitFor.h"
@@ -21,7 +20,6 @@ namespace {
 class Loop : public RingTest {
  protected:
   static void SetUpTestSuite() {
-    enterOwnNamespaces();
     blockSignals();
     installSignalHandlers();
   }

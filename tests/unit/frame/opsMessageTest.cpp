@@ -16,7 +16,6 @@
 #include "services/ports/SrvIss.h"
 #include "support/FakeBus.h"
 #include "support/OpsPeer.h"
-#include "support/OwnNamespaces.h"
 #include "support/Record.h"
 #include "support/RingTest.h"
 
@@ -69,8 +68,6 @@ bool exists(const char* path) {
 
 class MessagesFromOps : public RingTest {
  protected:
-  static void SetUpTestSuite() { enterOwnNamespaces(); }
-
   MessagesFromOps() {
     FakeBus::clear();
     SrvIss::createInstance(false);

@@ -3,7 +3,6 @@
 #include "link/SrvDbg.h"
 #include "services/counters/SrvGetIssParams.h"
 #include "support/FakeBus.h"
-#include "support/OwnNamespaces.h"
 #include "support/Record.h"
 #include "support/RingTest.h"
 
@@ -15,8 +14,6 @@ using ::testing::IsEmpty;
 /// The counters' slots carry the source of the port parameters service, but no such service.
 class CountersAnswer : public RingTest {
  protected:
-  static void SetUpTestSuite() { enterOwnNamespaces(); }
-
   CountersAnswer() { FakeBus::clear(); }
 
   bool route(const std::string& error) {

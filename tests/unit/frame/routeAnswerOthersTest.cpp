@@ -4,7 +4,6 @@
 #include "services/smartsfp/SrvSmartSfp.h"
 #include "services/synce/SrvSyncE.h"
 #include "support/FakeBus.h"
-#include "support/OwnNamespaces.h"
 #include "support/Record.h"
 #include "support/RingTest.h"
 
@@ -15,8 +14,6 @@ using ::testing::IsEmpty;
 
 class OtherAnswers : public RingTest {
  protected:
-  static void SetUpTestSuite() { enterOwnNamespaces(); }
-
   OtherAnswers() {
     FakeBus::clear();
     SrvSmartSfp::createInstance();

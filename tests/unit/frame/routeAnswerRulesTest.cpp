@@ -6,7 +6,6 @@
 #include "message/MsgHandle.h"
 #include "services/rules/SrvIssMgr.h"
 #include "support/FakeBus.h"
-#include "support/OwnNamespaces.h"
 #include "support/Record.h"
 #include "support/RingTest.h"
 #include "support/memory.h"
@@ -26,8 +25,6 @@ std::string ids(const std::string& text) {
 
 class RuleAnswers : public RingTest {
  protected:
-  static void SetUpTestSuite() { enterOwnNamespaces(); }
-
   RuleAnswers() {
     FakeBus::clear();
     g_EtsFpId = {};

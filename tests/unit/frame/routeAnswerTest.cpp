@@ -6,7 +6,6 @@
 #include "services/ports/SrvIss.h"
 #include "support/DebugTool.h"
 #include "support/FakeBus.h"
-#include "support/OwnNamespaces.h"
 #include "support/Record.h"
 #include "support/RingTest.h"
 
@@ -21,8 +20,6 @@ const std::string overBus = mainLine("DEBUG3", 477, "send reply over OTNbus\n");
 
 class Answers : public RingTest {
  protected:
-  static void SetUpTestSuite() { enterOwnNamespaces(); }
-
   Answers() {
     FakeBus::clear();
     memset(dcnTunnel, 0, sizeof dcnTunnel);

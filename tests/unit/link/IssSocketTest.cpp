@@ -17,9 +17,9 @@
 #include "stopPending.h"
 #include "support/NoDescriptors.h"
 #include "support/OpsPeer.h"
-#include "support/OwnNamespaces.h"
 #include "support/Record.h"
 #include "support/RoomTest.h"
+#include "support/loopback.h"
 #include "support/waitFor.h"
 
 namespace {
@@ -34,8 +34,6 @@ void countBrokenPipe(int) {
 
 class OpsConnection : public RoomTest {
  protected:
-  static void SetUpTestSuite() { enterOwnNamespaces(); }
-
   OpsConnection() {
     sigset_t pipe;
     sigemptyset(&pipe);
@@ -212,7 +210,6 @@ TEST_F(OpsConnection, IsMarkedForTheSystemsDebugging) {
 
 class NoOps : public RoomTest {
  protected:
-  static void SetUpTestSuite() { enterOwnNamespaces(); }
 };
 
 TEST_F(NoOps, IsAWarningWithTheReason) {
@@ -260,8 +257,6 @@ TEST_F(NoOps, IsToldWhenThereIsNoNetwork) {
 
 class OwnPort : public RoomTest {
  protected:
-  static void SetUpTestSuite() { enterOwnNamespaces(); }
-
   /// The system takes no other port than OPS's for what connects. False where it cannot be told so.
   static bool becomesTheOnlyPort() {
     std::ofstream range("/proc/sys/net/ipv4/ip_local_port_range");

@@ -9,7 +9,6 @@
 
 #include "OtnIpcMsg.h"
 #include "support/DebugTool.h"
-#include "support/OwnNamespaces.h"
 #include "support/Record.h"
 #include "support/RoomTest.h"
 
@@ -29,7 +28,6 @@ std::string noSocketFor(const std::string& why) {
 
 class DebugSocket : public RoomTest {
  protected:
-  static void SetUpTestSuite() { enterOwnNamespaces(); }
   DebugSocket() { removeServer(); }
   ~DebugSocket() override { removeServer(); }
   static void removeServer() {

@@ -5,7 +5,6 @@
 #include "Guard.h"
 #include "link/IssSocket.h"
 #include "support/OpsPeer.h"
-#include "support/OwnNamespaces.h"
 #include "support/Record.h"
 #include "support/RingTest.h"
 #include "support/waitFor.h"
@@ -24,8 +23,6 @@ const std::string answerSeen = senderLine("DEBUG3", 747, "Received signal OPS is
 
 class Sender : public RingTest {
  protected:
-  static void SetUpTestSuite() { enterOwnNamespaces(); }
-
   void SetUp() override {
     ASSERT_TRUE(m_peer.listening());
     ASSERT_EQ(opsSocket.StartTcpClient(), 0);

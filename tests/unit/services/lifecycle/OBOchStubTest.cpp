@@ -17,7 +17,6 @@
 #include "services/failThreads.h"
 #include "services/sleeps.h"
 #include "support/FakeBus.h"
-#include "support/OwnNamespaces.h"
 #include "support/RingTest.h"
 #include "support/waitFor.h"
 
@@ -45,8 +44,6 @@ std::string lifeCycleLine(const std::string& level, const std::string& text) {
 /// Commands run for real; what they call is a `screen` of the test's own, which writes down its arguments.
 class LifeCycle : public RingTest {
  protected:
-  static void SetUpTestSuite() { enterOwnNamespaces(); }
-
   LifeCycle() {
     FakeBus::clear();
     std::filesystem::remove_all(marker);

@@ -13,7 +13,6 @@
 #include "services/ports/boardMac.h"
 #include "services/ports/mappingFields.h"
 #include "support/FakeBus.h"
-#include "support/OwnNamespaces.h"
 #include "support/Record.h"
 #include "support/RingTest.h"
 #include "support/contents.h"
@@ -30,8 +29,6 @@ std::string portWorkerLine(const std::string& level, const std::string& text) {
 
 class PortParams : public RingTest {
  protected:
-  static void SetUpTestSuite() { enterOwnNamespaces(); }
-
   PortParams() {
     FakeBus::clear();
     memset(dcnTunnel, 0, sizeof dcnTunnel);

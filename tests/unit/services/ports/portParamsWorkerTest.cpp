@@ -13,7 +13,6 @@
 #include "services/ports/PortScript.h"
 #include "services/ports/SrvIss.h"
 #include "support/FakeBus.h"
-#include "support/OwnNamespaces.h"
 #include "support/Record.h"
 #include "support/RingTest.h"
 #include "support/contents.h"
@@ -34,7 +33,6 @@ std::string creatorLine(const std::string& level, const std::string& text) {
 
 class PortScripts : public RingTest {
  protected:
-  static void SetUpTestSuite() { enterOwnNamespaces(); }
   PortScripts() {
     FakeBus::clear();
     SrvIss::createInstance(false);
