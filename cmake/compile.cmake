@@ -85,7 +85,7 @@ function(trelvik_join_files target)
     endforeach()
     return()
   endif()
-  set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 12)
+  set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE BATCH UNITY_BUILD_BATCH_SIZE 12)
 endfunction()
 
 # The target's code guides libFuzzer, where there are fuzz targets.

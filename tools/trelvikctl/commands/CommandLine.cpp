@@ -1,10 +1,9 @@
-// trelvikctl: the operator's client. Exit status: 0 done, 1 refused or failed, 2 wrong command line, 3 no
-// daemon, 4 no answer.
+#include "commands/CommandLine.h"
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <exception>
 #include <string>
 #include <vector>
 
@@ -72,7 +71,9 @@ ctl::Outcome parse(CLI::App& root, ctl::Context& context, int argc, char** argv)
   return {};
 }
 
-int perform(int argc, char** argv) {
+}  // namespace
+
+int ctl::perform(int argc, char** argv) {
   CLI::App app("Talks to the daemon Trelvik: over the bus, over its debug socket, and about the board.",
                "trelvikctl");
   app.set_version_flag("--version", "trelvikctl " TRELVIK_VERSION);
@@ -98,17 +99,4 @@ int perform(int argc, char** argv) {
   } catch (const CLI::ParseError& asked) {
     return app.exit(asked);
   }
-}
-
-}  // namespace
-
-int main(int argc, char** argv) {
-  try {
-    return perform(argc, argv);
-  } catch (const std::exception& error) {
-    fprintf(stderr, "trelvikctl: stopped (%s): see whether there is enough memory\n", error.what());
-  } catch (...) {
-    fputs("trelvikctl: stopped for a reason that it does not know: report how it was called\n", stderr);
-  }
-  return 1;
 }
