@@ -16,6 +16,7 @@ import sys
 
 import pytest
 from trelvik import sandbox
+from trelvik.places import REPO
 
 NO_NEW_PRIVILEGES = 38
 libc = ctypes.CDLL(None, use_errno=True)
@@ -36,7 +37,7 @@ def pytest_runtestloop(session):
     shown = [(option, path) for option in sandbox.BINDS for path in session.config.getoption(f"show_{option[2:]}")]
     tests = {}
     for item in session.items:
-        tests.setdefault(f"{item.path}::{item.originalname}", []).append(item)
+        tests.setdefault(f"{os.path.realpath(item.path)}::{item.originalname}", []).append(item)
     try:
         sandbox.check()
     except sandbox.Refused as refused:
@@ -113,6 +114,8 @@ class Runner:
             asker.close()
             box.leave_alone()
             os.setsid()
+            if test.decode() not in self.tests:
+                pytest.exit(f"{test.decode()} is none of the tests that were loaded: configure the build again", 1)
             return self.tests[test.decode()]
         ended = os.pidfd_open(child)
         ready, _, _ = select.select([asker, ended], [], [])
@@ -144,11 +147,10 @@ class Sandbox:
         kinds = [kind for kind in ("user", "ipc", "net", "pid", "mnt")
                  if os.readlink(f"/proc/{self.first}/ns/{kind}") != os.readlink(f"/proc/self/ns/{kind}")]
         doors = [os.open(f"/proc/{self.first}/ns/{kind}", os.O_RDONLY) for kind in kinds]
-        where = os.getcwd()
         for door in doors:
             check(libc.setns(door, 0))
             os.close(door)
-        os.chdir(where)
+        os.chdir(REPO)
         check(libc.prctl(NO_NEW_PRIVILEGES, 1, 0, 0, 0))
 
     def leave_alone(self):
