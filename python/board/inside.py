@@ -15,7 +15,7 @@ from trelvik.bus import NAME, Bus
 from trelvik.ops import ADDRESS as ISS_ADDRESS
 
 from .demo import Demo
-from .programs import Loop, Program, Syslog, say, tell, time_of_day, time_of_epoch
+from .programs import Loop, Program, Syslog, listens, say, tell, time_of_day, time_of_epoch
 
 GROUP = "otn"
 BUS_CONFIG = "/run/bus.conf"
@@ -75,7 +75,7 @@ class Board:
         make_group()
         privatebus.write(BUS_CONFIG, f"{run}/bus", places.policy(stage))
         self._start("bus", hear_bus, "dbus-daemon", f"--config-file={BUS_CONFIG}", "--nofork", "--nosyslog")
-        self._wait(lambda: os.path.exists(f"{run}/bus"), "the bus")
+        self._wait(lambda: listens(f"{run}/bus"), "the bus")
         more = []
         for option in ("scenario", "record"):
             if path := getattr(self._options, option):

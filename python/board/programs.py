@@ -64,6 +64,12 @@ class Loop:
         return True
 
 
+def listens(path):
+    """A socket has its place before it takes anybody."""
+    with socket.socket(socket.AF_UNIX, socket.SOCK_STREAM) as asked:
+        return asked.connect_ex(path) == 0
+
+
 class Program:
     """A program whose every line goes to `hear` with the time of its arrival in milliseconds."""
 

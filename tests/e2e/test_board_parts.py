@@ -45,6 +45,16 @@ def test_syslog_line_has_the_time_at_which_it_was_sent(tmp_path):
     assert before <= ms <= after
 
 
+def test_bus_is_there_when_it_takes_a_connection(tmp_path):
+    path = str(tmp_path / "bus")
+    assert not programs.listens(path)
+    with socket.socket(socket.AF_UNIX, socket.SOCK_STREAM) as bus:
+        bus.bind(path)
+        assert not programs.listens(path)
+        bus.listen()
+        assert programs.listens(path)
+
+
 def test_board_needs_no_packages_of_the_tests():
     def packages(*section):
         return subprocess.run(["bash", "-c", '. "$repo/scripts/lib/common.sh"; list_packages "$@"', "--", *section],
