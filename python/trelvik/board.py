@@ -241,13 +241,14 @@ class Board:
 
     def wait_exit(self, status=0, limit=None):
         try:
-            got = self.daemon.wait(STOP_LIMIT if limit is None else limit)
-        except subprocess.TimeoutExpired:
+            until(lambda: self.daemon.poll() is not None, "the daemon's end", STOP_LIMIT if limit is None else limit)
+        except AssertionError:
             stacks = self._stacks()
             self.daemon.kill()
             self.daemon.wait()
             self.daemon = None
             raise AssertionError(f"the daemon did not end in time; its threads waited in:\n{stacks}") from None
+        got = self.daemon.returncode
         self.daemon = None
         assert got == status, f"exit status {got}, not {status}; standard error:\n{self.stderr()}"
 
