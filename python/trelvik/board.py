@@ -242,23 +242,24 @@ class Board:
     def wait_exit(self, status=0, limit=None):
         try:
             until(lambda: self.daemon.poll() is not None, "the daemon's end", STOP_LIMIT if limit is None else limit)
-        except AssertionError:
-            stacks = self._stacks()
+        except AssertionError as late:
+            stacks = "\n".join(f"{thread}: {place}" for thread, place in sorted(self.waiting().items()))
             self.daemon.kill()
             self.daemon.wait()
             self.daemon = None
-            raise AssertionError(f"the daemon did not end in time; its threads waited in:\n{stacks}") from None
+            raise AssertionError(f"the daemon did not end in time ({late}); its threads waited in:\n{stacks}") from None
         got = self.daemon.returncode
         self.daemon = None
         assert got == status, f"exit status {got}, not {status}; standard error:\n{self.stderr()}"
 
-    def _stacks(self):
+    def waiting(self):
+        """Where in the kernel each of the daemon's threads waits; the first has the number of the process."""
         tasks = f"/proc/{self.daemon.pid}/task"
-        found = []
-        for task in sorted(os.listdir(tasks)):
+        found = {}
+        for task in os.listdir(tasks):
             with open(f"{tasks}/{task}/wchan", encoding="ascii") as wchan:
-                found.append(f"{task}: {wchan.read()}")
-        return "\n".join(found)
+                found[int(task)] = wchan.read()
+        return found
 
     @property
     def running(self):

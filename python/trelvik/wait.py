@@ -11,21 +11,26 @@ DEADLINE = 5 * SLOW
 STEP = 0.002
 
 STANDSTILL = 0.1
-"""Seconds that one look at a condition counts at most: a virtual machine may stand still for seconds, and whoever waits may
-be the first that it wakes."""
+"""Seconds that one STEP counts at most. One that took longer was none of ours: a virtual machine may stand still for
+seconds, and whoever waits may be the first that it wakes."""
 
 
 def until(condition, what, deadline=None):
-    """Returns the condition's first true value; fails when the deadline passes before there is one."""
+    """Returns the condition's first true value; fails when the deadline passes before there is one. What the condition
+    itself takes counts in full."""
     left = DEADLINE if deadline is None else deadline
-    looked = time.monotonic()
+    stood = 0
     while True:
+        began = time.monotonic()
         value = condition()
         if value:
             return value
+        looked = time.monotonic()
+        left -= looked - began
         if left < 0:
-            raise AssertionError(f"not in time: {what() if callable(what) else what}")
+            still = f"; the machine stood still for {stood:.1f} s besides" if stood else ""
+            raise AssertionError(f"not in time: {what() if callable(what) else what}{still}")
         time.sleep(STEP)
-        now = time.monotonic()
-        left -= min(now - looked, STANDSTILL)
-        looked = now
+        slept = time.monotonic() - looked
+        left -= min(slept, STANDSTILL)
+        stood += max(slept - STANDSTILL, 0)

@@ -129,11 +129,12 @@ def test_start_looks_for_its_bus_thread_every_second(board):
         board.signal_bus(signal.SIGSTOP)
         asked = time.time()
         board.start()
-        until(lambda: time.time() > asked + 0.5, "it has looked once")
+        until(lambda: "nanosleep" in board.waiting()[board.daemon.pid], "it has looked once, and sleeps")
         board.signal_bus(signal.SIGCONT)
         board.ops.accept()
         board.log.wait(SENDER_THREAD, count=count)
         held(1, asked, board.log.times(SENDER_THREAD)[-1])
+        assert len(board.log.times(SENDER_THREAD)) == count
         board.stop()
 
 

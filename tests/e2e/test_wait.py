@@ -1,24 +1,50 @@
 """How the tests wait."""
-import time
-
 import pytest
 
-from trelvik.wait import until
+from trelvik import wait
 
 
-def test_what_does_not_come_is_told_after_the_deadline():
-    began = time.monotonic()
-    with pytest.raises(AssertionError, match="not in time: the day"):
-        until(lambda: False, "the day", 0.2)
-    assert time.monotonic() - began >= 0.2
+class Clock:
+    """Stands in for the module `time`: a step of sleep takes `step` seconds."""
+
+    def __init__(self, step=None):
+        self.now, self.step = 0, step
+
+    def monotonic(self):
+        return self.now
+
+    def sleep(self, seconds):
+        self.now += self.step or seconds
+
+    def look(self, seconds=0):
+        """A condition that never holds, and takes so long."""
+        self.now += seconds
 
 
-def test_a_machine_that_stood_still_used_no_time_up():
-    looks = []
+@pytest.fixture
+def clock(monkeypatch):
+    one = Clock()
+    monkeypatch.setattr(wait, "time", one)
+    return one
 
-    def second_look():
-        looks.append(time.monotonic())
-        while len(looks) == 1 and time.monotonic() < looks[0] + 0.5:
-            pass
-        return len(looks) == 2
-    assert until(second_look, "the second look", 0.3)
+
+def test_what_does_not_come_is_told_at_the_deadline(clock):
+    with pytest.raises(AssertionError, match="^not in time: the day$"):
+        wait.until(clock.look, "the day", 2)
+    assert 2 <= clock.now < 2.01
+
+
+def test_condition_uses_the_time_up_that_it_takes(clock):
+    with pytest.raises(AssertionError, match="^not in time: the day$"):
+        wait.until(lambda: clock.look(1.5), "the day", 2)
+    assert 3 <= clock.now < 3.01
+
+
+def test_machine_that_stands_still_uses_no_time_up_and_is_told(clock):
+    clock.step = 10.1
+    with pytest.raises(AssertionError, match="^not in time: the day; the machine stood still for 210.0 s besides$"):
+        wait.until(clock.look, "the day", 2.05)
+
+
+def test_what_holds_at_the_last_look_is_in_time(clock):
+    assert wait.until(lambda: clock.now >= 2, "two o'clock", 2) is True

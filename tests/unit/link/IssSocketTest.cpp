@@ -208,9 +208,7 @@ TEST_F(OpsConnection, IsMarkedForTheSystemsDebugging) {
   m_socket.close();
 }
 
-class NoOps : public RoomTest {
- protected:
-};
+class NoOps : public RoomTest {};
 
 TEST_F(NoOps, IsAWarningWithTheReason) {
   IssSocket socket;
