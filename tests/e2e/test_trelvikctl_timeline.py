@@ -7,6 +7,7 @@ import pytest
 from trelvik.browser import Browser
 from trelvik.ctl import DONE, FAILED, USAGE, ctl
 from trelvik.files import write
+from trelvik.wait import SLOW
 
 CAPTURE = "/tmp/capture.pcapng"
 LOG = "/tmp/log"
@@ -203,12 +204,15 @@ def test_page_of_10000_requests_does_not_stall(board, browser):
     big_log(board)
     timeline(board, LOG, "--output", PAGE)
     open_page(browser)
+    assert browser.worked() < 5 * SLOW
     assert browser.text("#summary").startswith(f"{BIG} requests, {BIG} answered;")
     assert browser.value("document.querySelectorAll('#list .row').length") < 50, "only what can be seen is there"
     # What shares a pixel is drawn about once: the work has the size of the picture, not of the log.
     pixels = browser.value("chart.width * LANES.length")
     for action in ["chart.all()", *["chart.zoom(0.6)"] * 12, *["chart.zoom(2)"] * 8, "element('port').value = 3; filter()"]:
+        before = browser.worked()
         assert 50 < strokes(browser, action) < 2 * pixels, action
+        assert browser.worked() - before < 0.5 * SLOW, action
 
 
 def redrawn(browser, *kind, **features):
